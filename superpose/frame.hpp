@@ -1,0 +1,18 @@
+/// Rigid motions of the alignment, beneath the public transforms.
+#pragma once
+
+namespace saddlefit {
+
+/// Sines and cosines of the angles about x, y and z.
+struct AngleTerms {
+    AngleTerms(double a, double b, double c);
+    double sa, ca, sb, cb, sc, cc;
+};
+
+/// The row-major transform of Trans4().
+void buildTransform(double *m, const AngleTerms &angles, const double *translation);
+
+/// The column-major transform of an AlignParams block: frame first, then fitted motion.
+void buildAlignMatrix(double *matrix, const double *params);
+
+} // namespace saddlefit

@@ -1,0 +1,285 @@
+#include "saddlefit/linesearch.h"
+
+#include "superpose/blas.hpp"
+
+#include <algorithm>
+#include <cmath>
+
+using namespace saddlefit;
+
+namespace {
+
+constexpr double StepLowest = 1e-20;
+constexpr double StepHighest = 1e20;
+/// Relative width at which the bracket counts as collapsed.
+constexpr double CollapsedWidth = 1e-17;
+/// Without a bracket, a step may grow by this many times its distance from the best one.
+constexpr double Extrapolation = 4;
+/// The bracket is halved unless it has shrunk to this part in two steps.
+constexpr double RequiredShrinking = 0.66;
+constexpr double Bisection = 0.5;
+/// An acceptable step is passed while f falls by this part of the first slope: 0.9 in single
+/// precision.
+constexpr double SteepDecrease = 0.8999999761581421;
+constexpr double InitialWidth = 1e20;
+
+constexpr int PlainMode = 1;
+constexpr int FlaggedMode = 33; ///< the same for every objective that reads the low three bits
+
+/// Failure marks, in falling precedence.
+enum Failure {
+    NoFailure = 0,
+    Collapsed = 2,
+    EvaluationLimit = 3,
+    AtLowerBound = 4,
+    AtUpperBound = 5,
+    RoundingErrors = 6
+};
+constexpr int FailureAtStart = 10; ///< added where the last step is 0
+
+constexpr int NoDescent = 7;
+constexpr int FirstStepSignChanged = 7;
+constexpr int FirstStepSignKept = 8;
+constexpr int ReplacedDirection = 10; ///< added where -g took the place of the direction
+constexpr int UnbracketedShift = 2;   ///< cases 3 and 4 of the step routine, without a bracket
+
+/// What a search keeps in static storage, which is why there is one search at a time.
+struct LineSearchSave {
+    int infoc;  ///< status of the step routine
+    int brackt; ///< bit 0
+    int mode;
+    int aux[3];
+    double f[2];
+    double hessian[36];
+    double stx, fx, dgx;
+    double sty, fy, dgy;
+    double stmin, stmax;
+    double dg;
+    double fm, fxm, fym, dgm, dgxm, dgym;
+};
+LineSearchSave save;
+
+enum class Repair { None, Adjusted, Replaced };
+enum class Verdict { Continue, Done };
+
+/// The arguments of mlines_(), and the state that ends with the search.
+struct Search {
+    const int *n;
+    double *x, *f, *g, *s, *stp;
+    int *info;
+    double *start;
+    int *nfev;
+    const int *flag;
+    void *user;
+    LineSearchFcn fcn;
+    LineSearchMove move;
+    LineSearchSlope slope;
+
+    double finit = 0, dginit = 0;
+    double dgtest = 0; ///< slope of the line that f has to stay below
+    double ftest = 0;  ///< height of that line at the trial step
+    bool firstStage = true;
+    double fbest = 0, stpbest = 0;
+    double width = InitialWidth, olderWidth = 2 * InitialWidth;
+    Repair repair = Repair::None;
+
+    void measureSlope() { dginit = dot(*n, g, s); }
+    bool ensureDescent();
+    void begin();
+    void boundInterval();
+    void chooseStep();
+    void evaluate();
+    int failureMark() const;
+    Verdict decide();
+    Verdict fail(int mark);
+    Verdict acceptUnlessSteep();
+    int successCode() const;
+    void rememberBest();
+    void leaveFirstStage();
+    void nextTrial();
+    void stepOnModifiedFunction();
+    void bisectSlowBracket();
+};
+
+bool bracketed() {
+    return (save.brackt & 1) != 0;
+}
+
+bool bracketCollapsed() {
+    return bracketed() && save.stmax - save.stmin <= CollapsedWidth * save.stmax;
+}
+
+bool leavesBracket(double step) {
+    return bracketed() && (step <= save.stmin || step >= save.stmax);
+}
+
+/// Turn a direction that does not descend against the gradient; false if the gradient is zero.
+bool Search::ensureDescent() {
+    measureSlope();
+    copy(*n, x, start);
+    if (!(dginit >= 0)) return true;
+
+    // The factor is taken afresh for each element, from the direction as changed so far.
+    for (int i = 0; i < *n; ++i)
+        s[i] = s[i] - std::sqrt(dot(*n, s, s) / dot(*n, g, g)) * g[i];
+    measureSlope();
+    repair = Repair::Adjusted;
+    if (dginit < 0) return true;
+
+    std::transform(g, g + *n, s, [](double component) { return -component; });
+    measureSlope();
+    repair = Repair::Replaced;
+    return !(dginit >= 0);
+}
+
+void Search::begin() {
+    save.brackt = 0;
+    finit = *f;
+    dgtest = tn003_.ftol * dginit;
+    save.stx = save.sty = 0;
+    save.fx = save.fy = finit;
+    save.dgx = save.dgy = dginit;
+    fbest = finit;
+}
+
+void Search::boundInterval() {
+    if (bracketed()) {
+        save.stmin = std::min(save.stx, save.sty);
+        save.stmax = std::max(save.stx, save.sty);
+    } else {
+        save.stmin = save.stx;
+        save.stmax = *stp + Extrapolation * (*stp - save.stx);
+    }
+}
+
+/// Keep the trial within its bounds; where the search has to give up, return to the best step.
+void Search::chooseStep() {
+    *stp = std::min(std::max(*stp, StepLowest), StepHighest);
+    if (leavesBracket(*stp) || *nfev >= tn003_.maxfev - 1 || save.infoc == 0 || bracketCollapsed())
+        *stp = stpbest;
+}
+
+void Search::evaluate() {
+    move(n, x, start, stp, s, user);
+    save.mode = *flag ? PlainMode : FlaggedMode;
+    fcn(n, x, save.f, g, save.hessian, &save.aux[0], &save.aux[1], &save.mode, &save.aux[2], user);
+    *f = save.f[0];
+    *info = 0;
+    ++*nfev;
+    save.dg = slope(n, g, s, start, x, user);
+    ftest = finit + *stp * dgtest;
+}
+
+int Search::failureMark() const {
+    if (*nfev >= tn003_.maxfev) return EvaluationLimit;
+    if (*stp == StepLowest && (*f > ftest || save.dg >= dgtest)) return AtLowerBound;
+    if (*stp == StepHighest && *f <= ftest && save.dg <= dgtest) return AtUpperBound;
+    if (leavesBracket(*stp) || save.infoc == 0) return RoundingErrors;
+    return NoFailure;
+}
+
+/// Written so that a value that is not a number is neither acceptable nor, once the bracket has
+/// collapsed, a violation.
+Verdict Search::decide() {
+    const double allowed = tn003_.gtol * -dginit;
+    const double steepness = std::abs(save.dg);
+    if (bracketCollapsed())
+        return *f > ftest || steepness > allowed ? fail(Collapsed) : acceptUnlessSteep();
+    if (*f <= ftest && steepness <= allowed) return acceptUnlessSteep();
+    if (const int mark = failureMark()) return fail(mark);
+    return Verdict::Continue;
+}
+
+Verdict Search::fail(int mark) {
+    *info = *stp != 0 ? -mark : -mark - FailureAtStart;
+    return Verdict::Done;
+}
+
+/// A step that meets the conditions ends the search, unless the function is still falling steeply
+/// along an open ray with evaluations to spare.
+Verdict Search::acceptUnlessSteep() {
+    const bool done = save.dg * dginit <= 0 || *nfev >= tn003_.maxfev / 2 || bracketed() ||
+                      *f > finit + SteepDecrease * dginit;
+    *info = done ? successCode() : 0;
+    return done ? Verdict::Done : Verdict::Continue;
+}
+
+int Search::successCode() const {
+    int code = save.infoc;
+    if (save.infoc > 2 && !bracketed()) code += UnbracketedShift;
+    if (*nfev == 1) code = dginit * save.dg >= 0 ? FirstStepSignKept : FirstStepSignChanged;
+    return repair == Repair::Replaced ? code + ReplacedDirection : code;
+}
+
+void Search::rememberBest() {
+    if (!(*f < fbest)) return;
+    fbest = *f;
+    stpbest = *stp;
+}
+
+void Search::leaveFirstStage() {
+    if (*f <= ftest && save.dg >= std::min(tn003_.ftol, tn003_.gtol) * dginit) firstStage = false;
+}
+
+void Search::nextTrial() {
+    if (firstStage && *f <= save.fx && *f > ftest && !bracketed()) return stepOnModifiedFunction();
+    newstp_(&save.stx, &save.fx, &save.dgx, &save.sty, &save.fy, &save.dgy, stp, f, &save.dg,
+            &save.brackt, &save.stmin, &save.stmax, &save.infoc);
+}
+
+/// The first stage looks for a step below the line of sufficient decrease: it works on f less that
+/// line.
+void Search::stepOnModifiedFunction() {
+    save.fm = *f - *stp * dgtest;
+    save.fxm = save.fx - save.stx * dgtest;
+    save.fym = save.fy - save.sty * dgtest;
+    save.dgm = save.dg - dgtest;
+    save.dgxm = save.dgx - dgtest;
+    save.dgym = save.dgy - dgtest;
+    newstp_(&save.stx, &save.fxm, &save.dgxm, &save.sty, &save.fym, &save.dgym, stp, &save.fm,
+            &save.dgm, &save.brackt, &save.stmin, &save.stmax, &save.infoc);
+    save.fx = save.fxm + save.stx * dgtest;
+    save.fy = save.fym + save.sty * dgtest;
+    save.dgx = save.dgxm + dgtest;
+    save.dgy = save.dgym + dgtest;
+}
+
+void Search::bisectSlowBracket() {
+    if (!bracketed()) return;
+    const double newWidth = std::abs(save.sty - save.stx);
+    if (newWidth >= RequiredShrinking * olderWidth)
+        *stp = save.stx + Bisection * (save.sty - save.stx);
+    olderWidth = width;
+    width = newWidth;
+}
+
+bool validInput(int n, double step) {
+    return n >= 1 && step > 0 && !(tn003_.ftol < 0) && !(tn003_.gtol < 0) && tn003_.maxfev >= 1;
+}
+
+} // namespace
+
+void mlines_(const int *n, double *x, double *f, double *g, double *s, double *stp, int *info,
+             double *wa, int *nfev, const int *flag, void *user, LineSearchFcn fcn,
+             LineSearchMove move, LineSearchSlope slope) {
+    save.infoc = 1;
+    *nfev = 0;
+    if (!validInput(*n, *stp)) return;
+
+    Search search{n, x, f, g, s, stp, info, wa, nfev, flag, user, fcn, move, slope};
+    if (!search.ensureDescent()) {
+        *info = NoDescent;
+        return;
+    }
+    search.begin();
+    for (;;) {
+        search.boundInterval();
+        search.chooseStep();
+        search.evaluate();
+        if (search.decide() == Verdict::Done) return;
+        search.rememberBest();
+        search.leaveFirstStage();
+        search.nextTrial();
+        search.bisectSlowBracket();
+    }
+}

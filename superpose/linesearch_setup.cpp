@@ -1,0 +1,68 @@
+#include "saddlefit/linesearch.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+Tn001 tn001_{};
+Tn003 tn003_{};
+Tn006 tn006_{};
+
+namespace {
+
+/// What the extended format gives: halving 1 while the half still changes 1 ends at 2^-63. The last
+/// power of 1/16 above zero is 2^-16444, so that the safe numbers 100 * 2^-16381 and its inverse
+/// leave the range of a double on either side.
+constexpr double ExtendedEpsilon = 0x1p-63;
+constexpr double ExtendedSmall = 0;
+constexpr double ExtendedLarge = std::numeric_limits<double>::infinity();
+
+constexpr int StatusOnReturn = -10;
+constexpr int OutputUnit = 6;
+constexpr Tn003 SearchSettings = {1e-10, 0.9, 16};
+
+/// Wraps around for a size that no array has.
+int hundredfold(int n) {
+    return static_cast<int>(100u * static_cast<unsigned>(n));
+}
+
+void fillIntegers(int n, int *iset) {
+    const int values[18] = {
+        0, 0, 0, hundredfold(n), n, hundredfold(n), 0, 0, 0, 1, OutputUnit, 1, 0, 20, 0, 1, 0, 0};
+    std::copy_n(values, 18, iset);
+}
+
+void fillReals(double eps, double *rset) {
+    const double values[8] = {1e-8, std::sqrt(eps),      0.5, 0.5, SearchSettings.ftol,
+                              1e-4, SearchSettings.gtol, 1e-7};
+    std::copy_n(values, 8, rset);
+}
+
+} // namespace
+
+void setlis_(const int *n, int *iset, double *rset, int *status) {
+    tn001_.second = 0;
+    if (*n <= 0) return;
+
+    *status = StatusOnReturn;
+    fillIntegers(*n, iset);
+    tn001_.first = OutputUnit;
+    constexpr int Epsilon = 1;
+    const double eps = tnmach_(&Epsilon);
+    tn006_ = {eps, 2 * std::sqrt(eps), std::sqrt(static_cast<double>(*n))};
+    fillReals(eps, rset);
+    tn003_ = SearchSettings;
+}
+
+double tnmach_(const int *which) {
+    switch (*which) {
+    case 1:
+        return ExtendedEpsilon;
+    case 2:
+        return ExtendedSmall;
+    case 3:
+        return ExtendedLarge;
+    default:
+        return 0;
+    }
+}
