@@ -1,0 +1,548 @@
+#include "saddlefit/database.h"
+
+#include "database/stream.hpp"
+#include "molecule/memory.hpp"
+#include "molecule/ranges.hpp"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <climits>
+#include <cmath>
+#include <csignal>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <string>
+#include <sys/resource.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+using namespace saddlefit;
+using namespace std::string_literals;
+using Codes = std::vector<int32_t>;
+using Names = std::vector<std::string>;
+
+/// A file that is gone at the end of the test.
+class File {
+public:
+    explicit File(const std::string &bytes = {}) {
+        close(mkstemp(path_.data()));
+        std::ofstream(path_, std::ios::binary) << bytes;
+    }
+    ~File() { unlink(path()); }
+    File(const File &) = delete;
+    File &operator=(const File &) = delete;
+
+    const char *path() const { return path_.c_str(); }
+    OwnedFile open(const char *mode = "r+b") const { return openFile(path(), mode); }
+    std::string bytes() const {
+        std::ifstream in(path_, std::ios::binary);
+        return {std::istreambuf_iterator<char>(in), {}};
+    }
+
+private:
+    std::string path_ = testing::TempDir() + "saddlefitXXXXXX";
+};
+
+/// Run a body while no file can grow beyond this size.
+void onFullDisk(std::size_t size, const std::function<void()> &body) {
+    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit before;
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit limit{size, before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    body();
+    setrlimit(RLIMIT_FSIZE, &before);
+    std::signal(SIGXFSZ, handler);
+}
+
+std::string integer(uint32_t value, int width) {
+    std::string bytes;
+    for (int i = 0; i < width; ++i)
+        bytes += static_cast<char>(value >> 8 * i & 0xFF);
+    return bytes;
+}
+
+std::string head(uint32_t size, uint8_t status) {
+    return integer(size, 4) + integer(status, 1);
+}
+
+std::string block(const std::string &data, uint8_t status = 1) {
+    return head(static_cast<uint32_t>(data.size()), status) + data;
+}
+
+/// A record without atoms, its counts as in a file.
+std::string bareRecord(const std::string &name, const Codes &codes) {
+    std::string bytes = integer(static_cast<uint32_t>(name.size()) + 1, 2) + name + '\0' +
+                        integer(static_cast<uint32_t>(codes.size()), 2);
+    for (int32_t code : codes)
+        bytes += integer(static_cast<uint32_t>(code), 2);
+    return bytes + std::string(6, '\0');
+}
+
+/// What the block heap prints for these failing steps.
+std::string errorLines(const std::vector<int> &lines) {
+    std::string text;
+    for (int line : lines)
+        text += "Error: (database/fmem," + std::to_string(line) + ") " +
+                (line < 20    ? "failed to read from file\n"
+                 : line < 30  ? "failed to write to file\n"
+                 : line < 70  ? "failed to free file block\n"
+                 : line < 100 ? "error allocating file block\n"
+                              : "error reallocating file block\n");
+    return text;
+}
+
+std::string printed(const std::function<void()> &body) {
+    testing::internal::CaptureStdout();
+    body();
+    return testing::internal::GetCapturedStdout();
+}
+
+/// Two atoms, one bond, one transition.
+OwnedMol hydroxyl() {
+    OwnedMol mol(createMol());
+    addAtom(mol.get(), 1.0, -2.0, 0.5, 8);
+    addAtom(mol.get(), 0.1, 0.0, 1e-3, 1);
+    addBond(mol.get(), 0, 1, 1);
+    mol->transitions = allocateArray<Transition>(1);
+    mol->transitionCount = 1;
+    mol->transitions[0] = {0, 1, -2, 0}; // anything below 0 is none
+    return mol;
+}
+
+const std::string hydroxylRecord =
+    "\4\0abc\0\3\0\3\0\7\0\0\0\2\0\1\0\1\0"s
+    "\0\0\x80\x3F\0\0\0\xC0\0\0\0\x3F\10\0\xCD\xCC\xCC\x3D\0\0\0\0\x6F\x12\x83\x3A\1\0"s
+    "\0\0\1\0\1\0\0\0\1\0\xFF\xFF\0\0"s;
+
+bool insert(const File &file, const std::string &name, const Codes &codes, Molecule *mol) {
+    return insertDB(file.path(), strdup(name.c_str()), codes.data(), mol) == 1;
+}
+
+Names listed(const File &file) {
+    char **names = nullptr;
+    const int count = listDB(file.path(), &names);
+    Names result(names, names + count);
+    for (int i = 0; i < count; ++i)
+        std::free(names[i]);
+    std::free(names);
+    return result;
+}
+
+/// The name of the next record that passes; "-" at the end.
+std::string nextName(FILE *stream, const char *name, const int32_t *codes,
+                     OwnedMol *mol = nullptr) {
+    Molecule *read = nullptr;
+    const OwnedBlock<char> found(readDB(stream, name, codes, mol ? &read : nullptr));
+    if (mol) mol->reset(read);
+    return found ? found.get() : "-";
+}
+
+} // namespace
+
+TEST(BlockHeap, TakesTheFirstFreeBlockThatFitsOrAppends) {
+    const std::string used = block("used!"), free50 = block(std::string(50, 'f'), 0),
+                      free200 = block(std::string(200, 'g'), 0);
+    const struct {
+        const char *label;
+        std::string before;
+        uint32_t request, handle;
+        std::string header;
+    } rows[] = {
+        {"empty file", "", 300, 5, "\x2C\1\0\0\1"s},
+        {"first of two that fit", used + free50 + free200, 40, 15, head(50, 1)},
+        {"just fits", free50 + free200, 50, 5, head(50, 1)},
+        {"one too small", free50 + free200, 51, 60, head(200, 1)},
+        {"none fits", free50 + free200, 201, 265, head(201, 1)},
+        {"nothing asked for takes any", used + free50, 0, 15, head(50, 1)},
+        {"status 2 is not free", block("ab", 2), 1, 12, head(1, 1)},
+        {"data not written yet", head(20, 1), 1, 30, head(1, 1)},
+        {"header cut off", used + "\7\0\0", 1, 15, head(1, 1)},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.label);
+        const File file(row.before);
+        OwnedFile stream = file.open();
+        EXPECT_EQ(Fmalloc(row.request, stream.get()), row.handle);
+        std::fputs("data", stream.get());
+        stream.reset();
+        EXPECT_EQ(file.bytes().substr(row.handle - 5, 9), row.header + "data");
+    }
+}
+
+TEST(BlockHeap, MovesTheWholeOldCapacity) {
+    const File file(block("0123456789") + block("next"));
+    OwnedFile stream = file.open();
+    EXPECT_EQ(Frealloc(5, 10, stream.get()), 5u);
+    EXPECT_EQ(Frealloc(5, 12, stream.get()), 29u);
+    EXPECT_EQ(Frealloc(0, 9, stream.get()), 5u);
+    stream.reset();
+    EXPECT_EQ(file.bytes(), block("0123456789") + block("next") + head(12, 1) + "0123456789");
+}
+
+TEST(BlockHeap, ReportsTheFailingStepAndUndoesIt) {
+    enum Call { get, put, release, allocate, move };
+    const auto run = [](Call call, uint32_t handle, uint32_t size, FILE *stream) -> uint32_t {
+        char items[80] = {};
+        const auto offset = static_cast<int32_t>(handle);
+        if (call == get) return Fread(items, 2, size, offset, stream) != 0;
+        if (call == put) return Fwrite(items, 2, size, offset, stream) != 0;
+        if (call == release) return Ffree(handle, stream) != 0;
+        return call == move ? Frealloc(handle, size, stream) : Fmalloc(size, stream);
+    };
+    const std::string used = block("abcd"), free8 = block("........", 0);
+    const struct {
+        const char *label, *mode;
+        std::string before;
+        Call call;
+        uint32_t handle, size;
+        std::vector<int> lines;
+    } rows[] = {
+        {"nothing to read", "rb", used, get, 99, 0, {}},
+        {"read seeks", "rb", used, get, 0xFFFFFFFFu, 1, {14}},
+        {"read ends", "rb", used, get, 6, 2, {15}},
+        {"write seeks", "r+b", used, put, 0x80000000u, 1, {25}},
+        {"write refused", "rb", used, put, 0, 1, {26}},
+        {"nothing to free", "rb", used, release, 0, 0, {}},
+        {"free below the first", "r+b", used, release, 3, 0, {56}},
+        {"free beyond offsets", "r+b", used, release, 0x80000005u, 0, {56}},
+        {"free behind the end", "r+b", used, release, 14, 0, {57}},
+        {"free twice", "r+b", free8, release, 5, 0, {58}},
+        {"free without status byte", "r+b", "\1\0\0\0"s, release, 5, 0, {58}},
+        {"free refused", "rb", used, release, 5, 0, {61}},
+        {"reuse refused", "rb", free8, allocate, 0, 8, {80}},
+        {"size beyond offsets", "r+b", used + head(0x7FFFFFF2u, 1), allocate, 0, 1, {84}},
+        {"size that wraps", "r+b", head(0xFFFFFFFBu, 1), allocate, 0, 1, {84}},
+        {"append refused", "rb", used, allocate, 0, 8, {92}},
+        {"move within its size", "rb", free8, move, 5, 8, {}},
+        {"move below the first", "r+b", used, move, 4, 9, {107}},
+        {"move from behind the end", "r+b", used, move, 14, 9, {108}},
+        {"move refused", "rb", used, move, 5, 9, {92}},
+        {"move of data cut off", "r+b", free8 + head(5, 1) + "abcd", move, 18, 8, {124}},
+        {"move of a free block", "r+b", block("..", 0) + free8, move, 5, 8, {58, 137}},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.label);
+        const File file(row.before);
+        OwnedFile stream = file.open(row.mode);
+        uint32_t result = 99;
+        EXPECT_EQ(printed([&] { result = run(row.call, row.handle, row.size, stream.get()); }),
+                  errorLines(row.lines));
+        EXPECT_EQ(result == 0, !row.lines.empty());
+        stream.reset();
+        EXPECT_EQ(file.bytes(), row.before);
+    }
+}
+
+TEST(BlockHeap, ReleasesTheNewBlockOfAMoveThatCannotBeWritten) {
+    const std::string before = block(std::string(20000, 'o'));
+    const File file(before);
+    OwnedFile stream = file.open();
+    onFullDisk(before.size() + 9, [&] {
+        EXPECT_EQ(printed([&] { EXPECT_EQ(Frealloc(5, 20001, stream.get()), 0u); }),
+                  errorLines({132}));
+    });
+    stream.reset();
+    EXPECT_EQ(file.bytes().substr(0, before.size() + 5), before + head(20001, 0));
+}
+
+TEST(Fields, KeepTheirByteOrderAndReadAllBitsSetBehindTheEnd) {
+    const File file;
+    const OwnedFile stream = file.open();
+    EXPECT_EQ(Fwrite2cF(0x1234, stream.get()), 0x12);
+    EXPECT_EQ(Fwrite4cF(0x92345678u, stream.get()), 0x92);
+    EXPECT_EQ(Fwrite4fF(1.0f, stream.get()), 0x3F);
+    EXPECT_EQ(Fwrite1cBuf("\x7F\x81", 2, stream.get()), 2u);
+    std::rewind(stream.get());
+    EXPECT_EQ(file.bytes(), "\x34\x12\x78\x56\x34\x92\0\0\x80\x3F\x7F\x81"s);
+    EXPECT_EQ(Fread2cF(stream.get()), 0x1234);
+    EXPECT_EQ(Fread4cF(stream.get()), 0x92345678u);
+    EXPECT_EQ(Fread4fF(stream.get()), 1.0f);
+    EXPECT_EQ(Fread4cF(stream.get()), 0xFFFF817Fu);
+    EXPECT_EQ(Fread2cF(stream.get()), 0xFFFF);
+}
+
+TEST(ByteOrder, IsReversedInEveryWidth) {
+    const auto swapped = [](auto swap, auto value) { return swap(&value), value; };
+    EXPECT_EQ(swapped(swapShort, int16_t{0x0102}), 0x0201);
+    EXPECT_EQ(swapped(swapUShort, uint16_t{0xFF01}), 0x01FF);
+    EXPECT_EQ(swapped(swapInt, 0x01020304), 0x04030201);
+    EXPECT_EQ(swapped(swapUInt, 0xF1020304u), 0x040302F1u);
+    EXPECT_EQ(swapped(swapFloat, std::bit_cast<float>(0x01020304)),
+              std::bit_cast<float>(0x04030201));
+    EXPECT_EQ(swapped(swapDouble, std::bit_cast<double>(0x0102030405060708)),
+              std::bit_cast<double>(0x0807060504030201));
+    const auto *digits = reinterpret_cast<const unsigned char *>("12345678");
+    const auto filled = [](auto fill, auto from) {
+        std::string out(8, '.');
+        return fill(from, reinterpret_cast<unsigned char *>(out.data())), out;
+    };
+    EXPECT_EQ(filled(swapIntToChar, 0x01020304), "\1\2\3\4....");
+    EXPECT_EQ(filled(swapFloatToChar, 1.0f), "\x3F\x80\0\0...."s);
+    EXPECT_EQ(filled(swapDoubleToChar, 1.0), "\x3F\xF0\0\0\0\0\0\0"s);
+    EXPECT_EQ(filled(swapCharToInt, digits), "4321....");
+    EXPECT_EQ(filled(swapCharToFloat, digits), "4321....");
+    EXPECT_EQ(filled(swapCharToDouble, digits), "87654321");
+}
+
+TEST(Records, AreStoredByteByByte) {
+    const File file;
+    const OwnedMol nothing(createMol()), mol = hydroxyl();
+    EXPECT_TRUE(insert(file, "x", {0}, nothing.get()));
+    const std::string first = "\x0E\0\0\0\1\2\0x\0\1\0\0\0\0\0\0\0\0\0"s;
+    EXPECT_EQ(file.bytes(), first);
+    EXPECT_TRUE(insert(file, "abc", {3, 7, 0}, mol.get()));
+    EXPECT_EQ(file.bytes(), first + "\x3E\0\0\0\1"s + hydroxylRecord);
+
+    const OwnedFile stream = file.open("rb");
+    OwnedMol read;
+    EXPECT_EQ(nextName(stream.get(), "abc", nullptr, &read), "abc");
+    EXPECT_EQ(read->name, nullptr);
+    EXPECT_EQ(read->atoms[1].x, static_cast<double>(0.1f));
+    EXPECT_EQ(read->transitions[0].formA, -1);
+
+    const File again;
+    EXPECT_TRUE(insert(again, "abc", {3, 7, 0}, read.get()));
+    EXPECT_EQ(again.bytes(), block(hydroxylRecord));
+}
+
+TEST(Records, PassTheFiltersExactly) {
+    const File file(block(bareRecord("ab", {3, 7, 0})) + block(bareRecord("ab", {3, 0}), 0) +
+                    block(bareRecord("ac", {3, 7, 0}) + "slack") +
+                    block(bareRecord("abc", {-1, 0}), 2) + block(bareRecord("d", {0})) +
+                    block(bareRecord("e", {3, 0, 0})));
+    const struct {
+        const char *label, *name;
+        Codes codes;
+        Names found;
+    } rows[] = {
+        {"none", nullptr, {}, {"ab", "ac", "abc", "d", "e"}},
+        {"name", "ab", {}, {"ab"}},
+        {"codes", nullptr, {3, 7, 0}, {"ab", "ac"}},
+        {"shorter codes", nullptr, {3, 0}, {}},
+        {"longer codes", nullptr, {3, 7, 7, 0}, {}},
+        {"minus one", nullptr, {-1, 0}, {"abc"}},
+        {"no codes", nullptr, {0}, {"d"}},
+        {"both", "ac", {3, 7, 0}, {"ac"}},
+        {"name alone fits", "ac", {-1, 0}, {}},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.label);
+        const OwnedFile stream = file.open("rb");
+        const int32_t *codes = row.codes.empty() ? nullptr : row.codes.data();
+        for (const std::string &name : row.found)
+            EXPECT_EQ(nextName(stream.get(), row.name, codes), name);
+        EXPECT_EQ(nextName(stream.get(), row.name, codes), "-");
+        EXPECT_EQ(nextName(stream.get(), row.name, codes), "-");
+    }
+}
+
+TEST(Records, AreSkippedWithoutGrowingTheStack) {
+    std::string bytes;
+    for (int i = 0; i < 200000; ++i)
+        bytes += block(bareRecord("no", {1, 0}), i % 2 == 0);
+    const File file(bytes + block(bareRecord("yes", {2, 0})));
+    const OwnedFile stream = file.open("rb");
+    const Codes codes{2, 0};
+    EXPECT_EQ(nextName(stream.get(), nullptr, codes.data()), "yes");
+}
+
+TEST(Records, BeyondTheirFieldsAreRefusedUntouched) {
+    struct Draft {
+        OwnedMol mol = hydroxyl();
+        std::string name = "abc";
+        Codes codes{3, 7, 0};
+        Atom &atom = mol->atoms[1];
+        Bond &bond = *mol->bonds[0];
+        Transition &step = mol->transitions[0];
+    };
+    const struct {
+        const char *label;
+        bool fits;
+        void (*change)(Draft &);
+    } rows[] = {
+        {"longest name", true, [](Draft &d) { d.name.assign(65534, 'n'); }},
+        {"name", false, [](Draft &d) { d.name.assign(65535, 'n'); }},
+        {"most codes", true, [](Draft &d) { d.codes.assign(65535, 1), d.codes.back() = 0; }},
+        {"codes", false, [](Draft &d) { d.codes.assign(65536, 1), d.codes.back() = 0; }},
+        {"greatest code", true, [](Draft &d) { d.codes[0] = 65534, d.codes[1] = -1; }},
+        {"code 65535", false, [](Draft &d) { d.codes[0] = 65535; }},
+        {"code -2", false, [](Draft &d) { d.codes[1] = -2; }},
+        {"greatest element", true, [](Draft &d) { d.atom.element = 65535; }},
+        {"element", false, [](Draft &d) { d.atom.element = 65536; }},
+        {"element -1", false, [](Draft &d) { d.atom.element = -1; }},
+        {"greatest float", true, [](Draft &d) { d.atom.x = 3.4028235e38; }},
+        {"overflow", false, [](Draft &d) { d.atom.y = 3.5e38; }},
+        {"infinity", false, [](Draft &d) { d.atom.z = -HUGE_VAL; }},
+        {"NaN", false, [](Draft &d) { d.atom.x = NAN; }},
+        {"bond atom", false, [](Draft &d) { d.bond.atom1 = 65535; }},
+        {"bond atom -1", false, [](Draft &d) { d.bond.atom2 = -1; }},
+        {"bond type", false, [](Draft &d) { d.bond.type = -5; }},
+        {"far atom", true, [](Draft &d) { d.step.breakA = 65534; }},
+        {"no atom", true, [](Draft &d) { d.step.formB = INT_MIN; }},
+        {"transition atom", false, [](Draft &d) { d.step.formA = 65535; }},
+        {"atoms", false, [](Draft &d) { d.mol->atomCount = -1; }},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.label);
+        const File file;
+        Draft draft;
+        row.change(draft);
+        EXPECT_EQ(insert(file, draft.name, draft.codes, draft.mol.get()), row.fits);
+        EXPECT_EQ(listed(file).size(), row.fits ? 1u : 0u);
+        EXPECT_EQ(file.bytes().empty(), !row.fits);
+    }
+    const File file;
+    const OwnedMol mol = hydroxyl();
+    const Codes codes{0};
+    EXPECT_EQ(insertDB(file.path(), nullptr, codes.data(), mol.get()), 0);
+    EXPECT_EQ(insertDB(file.path(), strdup("n"), nullptr, mol.get()), 0);
+    EXPECT_EQ(insertDB(file.path(), strdup("n"), codes.data(), nullptr), 0);
+    EXPECT_EQ(insertDB("/nowhere/at/all", strdup("n"), codes.data(), mol.get()), 0);
+    EXPECT_EQ(file.bytes(), "");
+}
+
+TEST(Records, OnAFullDiskAreReleasedAgain) {
+    const std::string before = block(bareRecord("first", {0}) + std::string(500, '.'));
+    const OwnedMol mol = hydroxyl();
+    for (int i = 0; i < 1000; ++i)
+        addAtom(mol.get(), i, 0, 0, 6);
+    for (std::size_t room : {0u, 5u, 3000u, 9000u}) {
+        SCOPED_TRACE(room);
+        const File file(before);
+        std::string lines;
+        onFullDisk(before.size() + room, [&] {
+            lines = printed([&] { EXPECT_FALSE(insert(file, "second", {0}, mol.get())); });
+        });
+        EXPECT_EQ(lines, room ? "" : errorLines({57}));
+        EXPECT_EQ(listed(file), Names{"first"});
+        EXPECT_TRUE(insert(file, "second", {0}, mol.get()));
+        EXPECT_EQ(listed(file), (Names{"first", "second"}));
+    }
+}
+
+TEST(Maintenance, KeepsPositionsInFileOrder) {
+    const File file;
+    const OwnedMol mol(createMol());
+    for (const char *name : {"one", "two", "three"})
+        EXPECT_TRUE(insert(file, name, {0}, mol.get()));
+    const std::string all = file.bytes();
+    EXPECT_EQ(removeDB(file.path(), 3) + removeDB(file.path(), -1), 0);
+    EXPECT_EQ(file.bytes(), all);
+    EXPECT_EQ(removeDB(file.path(), 0), 1);
+    EXPECT_EQ(listed(file), (Names{"two", "three"}));
+    EXPECT_TRUE(insert(file, "new", {0}, mol.get()));
+    EXPECT_EQ(listed(file), (Names{"new", "two", "three"}));
+    EXPECT_EQ(removeDB(file.path(), 2), 1);
+    EXPECT_EQ(listed(file), (Names{"new", "two"}));
+
+    const File odd(block(bareRecord("odd", {0}), 2) + block(bareRecord("even", {0})));
+    EXPECT_EQ(listed(odd), (Names{"odd", "even"}));
+    EXPECT_EQ(removeDB(odd.path(), 0), 1);
+    EXPECT_EQ(listed(odd), Names{"odd"});
+}
+
+TEST(Maintenance, ListsManyNamesAndLeavesAnEmptyListAlone) {
+    std::string bytes;
+    Names names;
+    for (int i = 0; i < 201; ++i)
+        bytes += block(bareRecord(names.emplace_back("n" + std::to_string(i)), {0}));
+    EXPECT_EQ(listed(File(bytes)), names);
+    char *mine[1];
+    char **list = mine;
+    EXPECT_EQ(listDB(File().path(), &list), 0);
+    EXPECT_EQ(listDB("/nowhere/at/all", &list), 0);
+    EXPECT_EQ(list, mine);
+}
+
+TEST(HostileFiles, EndListsAtTheirCountsAndWalksAtTheirOffsets) {
+    const std::string good = block(bareRecord("good", {0}));
+    const struct {
+        const char *label;
+        std::string bytes;
+        Names names;
+    } rows[] = {
+        {"no NUL", block("\2\0ab\1\0\0\0"s) + good, {"ab", "good"}},
+        {"no name", block("\0\0\1\0\0\0"s) + good, {"", "good"}},
+        {"name cut off", good + head(9, 1) + "\6\0ab"s, {"good", "ab"}},
+        {"name beyond its block", block("\7\0ab"s) + good, {"ab\x11", "good"}},
+        {"status cut off", good + "\0\0\0\0"s, {"good", ""}},
+        {"size cut off", good + "\0\0\0"s, {"good"}},
+        {"size wraps to itself", good + head(0xFFFFFFFBu, 1) + "\2\0x\0"s + good, {"good", "x"}},
+        {"free size wraps to 0", head(0xFFFFFFF6u, 0) + good, {}},
+        {"offset just too far", head(0x7FFFFFFBu, 1) + "\2\0x\0"s, {"x"}},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.label);
+        const File file(row.bytes);
+        EXPECT_EQ(listed(file), row.names);
+        EXPECT_EQ(removeDB(file.path(), 2), 0);
+    }
+    const File file(block("\2\0a\0\1\0\3\0\0\0\0\0\0\0"s) + block(bareRecord("a", {3, 0})));
+    const OwnedFile stream = file.open("rb");
+    const Codes codes{3, 0};
+    EXPECT_EQ(nextName(stream.get(), nullptr, codes.data()), "a");
+    EXPECT_EQ(std::ftell(stream.get()), static_cast<long>(file.bytes().size()));
+}
+
+TEST(HostileFiles, CutOrFlippedAnywhereAreReadInBounds) {
+    const std::string whole =
+        block(hydroxylRecord) + block(hydroxylRecord, 0) + block(bareRecord("tail", {5, 0}));
+    const std::size_t firstBlock = 5 + hydroxylRecord.size();
+    const auto readAll = [](const std::string &bytes) {
+        const File file(bytes);
+        const OwnedFile stream = file.open("rb");
+        Names names;
+        OwnedMol mol;
+        for (std::string name; (name = nextName(stream.get(), nullptr, nullptr, &mol)) != "-";) {
+            names.push_back(name);
+            for (const Transition &step : transitionsOf(*mol))
+                EXPECT_TRUE(step.formB >= -1 && step.formB < mol->atomCount);
+        }
+        return names;
+    };
+    for (std::size_t i = 0; i < whole.size(); ++i) {
+        SCOPED_TRACE(i);
+        const Names cut = readAll(whole.substr(0, i));
+        EXPECT_LE(cut.size(), 2u);
+        EXPECT_EQ(i >= firstBlock ? cut.at(0) : "abc", "abc");
+        std::string flipped = whole;
+        flipped[i] = static_cast<char>(~flipped[i]);
+        EXPECT_LE(readAll(flipped).size(), whole.size() / 4);
+    }
+}
+
+TEST(Files, AnswerByPath) {
+    const File a("contents"), b("longer contents than those"), empty;
+    const char *missing = "/nowhere/at/all";
+    const std::string linked = a.path() + "-link"s,
+                      spelled = testing::TempDir() + "./" + (a.path() + testing::TempDir().size());
+    ASSERT_EQ(symlink(a.path(), linked.c_str()), 0);
+    EXPECT_EQ(fileSize(a.path()), 8);
+    EXPECT_EQ(fileSize(empty.path()) + fileSize(missing), 0);
+    EXPECT_EQ(copyFile(a.path(), b.path()), 0);
+    for (const char *self : {a.path(), linked.c_str(), spelled.c_str()})
+        EXPECT_EQ(copyFile(a.path(), self) + copyFile(self, a.path()), 0) << self;
+    EXPECT_EQ(renameFile(a.path(), a.path()) + renameFile(a.path(), spelled.c_str()), 0);
+    EXPECT_EQ(copyFile(a.path(), "/dev/full"), -1);
+    EXPECT_EQ(copyFile(missing, b.path()) + copyFile(a.path(), missing), 0);
+    EXPECT_EQ(renameFile(missing, b.path()), 0);
+    EXPECT_EQ(a.bytes() + b.bytes(), "contentscontents");
+    EXPECT_EQ(copyFile(empty.path(), b.path()) + fileSize(b.path()), 0);
+    EXPECT_EQ(renameFile(a.path(), missing), -1);
+    EXPECT_EQ(renameFile(a.path(), b.path()), 0);
+    EXPECT_EQ(b.bytes(), "contents");
+    EXPECT_EQ(fileExists(a.path()), 0);
+    EXPECT_EQ(fileExists(b.path()), 1);
+    EXPECT_EQ(fileExists(linked.c_str()), 0);
+    EXPECT_EQ(removeFile(linked.c_str()), 0);
+    EXPECT_EQ(removeFile(linked.c_str()), -1);
+    EXPECT_EQ(fileSize(nullptr) + fileExists(nullptr) + copyFile(nullptr, b.path()), 0);
+    EXPECT_EQ(renameFile(nullptr, b.path()) + copyFile(b.path(), nullptr), 0);
+    EXPECT_EQ(removeFile(nullptr) + renameFile(b.path(), nullptr), -2);
+}
