@@ -58,10 +58,11 @@ std::vector<int> grownByOneShell(Molecule &mol, Molecule &match, const std::vect
 void dropAnglesWithin(Molecule &mol, const std::vector<int> &partners) {
     const auto placed = [&](int atom) { return partners[static_cast<std::size_t>(atom)] >= 0; };
     const auto constraints = constraintsOf(mol);
-    const auto dropped = std::ranges::remove_if(constraints, [&](const Constraint &angle) {
-        return placed(angle.a) && placed(angle.b) && placed(angle.c);
-    });
-    mol.constraintCount -= static_cast<int>(dropped.size());
+    const auto kept =
+        std::remove_if(constraints.begin(), constraints.end(), [&](const Constraint &angle) {
+            return placed(angle.a) && placed(angle.b) && placed(angle.c);
+        });
+    mol.constraintCount = static_cast<int>(kept - constraints.begin());
 }
 
 void placeAndFreeze(Molecule &mol, const Molecule &match, const std::vector<int> &partners) {

@@ -1,0 +1,20 @@
+include(CMakePackageConfigHelpers)
+
+install(TARGETS saddlefit_shared saddlefit_static EXPORT saddlefitTargets
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(DIRECTORY include/saddlefit DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/saddlefit)
+install(EXPORT saddlefitTargets NAMESPACE saddlefit:: DESTINATION ${package_dir})
+configure_package_config_file(cmake/saddlefitConfig.cmake.in
+    ${PROJECT_BINARY_DIR}/saddlefitConfig.cmake INSTALL_DESTINATION ${package_dir})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/saddlefitConfigVersion.cmake
+    COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/saddlefitConfig.cmake
+              ${PROJECT_BINARY_DIR}/saddlefitConfigVersion.cmake
+        DESTINATION ${package_dir})
+
+configure_file(cmake/saddlefit.pc.in ${PROJECT_BINARY_DIR}/saddlefit.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/saddlefit.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
