@@ -1,0 +1,22 @@
+// The commands of the program. Each function adds one to the parser and, when the command is
+// given, leaves in `chosen` what is to be done; that returns the exit status.
+#ifndef SADDLEFIT_CLI_COMMANDS_HPP
+#define SADDLEFIT_CLI_COMMANDS_HPP
+
+#include <functional>
+
+namespace CLI {
+class App;
+}
+
+namespace saddlefit::cli {
+
+using Action = std::function<int()>;
+
+void addReactCommand(CLI::App &program, Action &chosen);
+void addCompareCommand(CLI::App &program, Action &chosen);
+void addDbCommand(CLI::App &program, Action &chosen);
+
+} // namespace saddlefit::cli
+
+#endif

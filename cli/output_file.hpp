@@ -1,0 +1,34 @@
+// A file that appears whole or not at all.
+#ifndef SADDLEFIT_CLI_OUTPUT_FILE_HPP
+#define SADDLEFIT_CLI_OUTPUT_FILE_HPP
+
+#include <string>
+
+namespace saddlefit::cli {
+
+// The new contents are written to a file beside the target, which commit() renames over it.
+// Without a commit() the target stays as it was. A target that is no regular file (a terminal,
+// /dev/null) is written to directly.
+class OutputFile {
+public:
+    // Makes the file beside the target, empty; throws UserError if that cannot be done.
+    explicit OutputFile(const std::string &target);
+    ~OutputFile();
+    OutputFile(const OutputFile &) = delete;
+    OutputFile &operator=(const OutputFile &) = delete;
+
+    // Where the new contents go until then.
+    const std::string &path() const { return path_; }
+
+    void write(const std::string &text);
+    void copyFromTarget();
+    void commit();
+
+private:
+    std::string target_; // with symbolic links resolved, so that they stay links
+    std::string path_;
+};
+
+} // namespace saddlefit::cli
+
+#endif

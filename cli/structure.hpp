@@ -1,0 +1,57 @@
+// A structure as a file gives it, free of any program's own records.
+#ifndef SADDLEFIT_CLI_STRUCTURE_HPP
+#define SADDLEFIT_CLI_STRUCTURE_HPP
+
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace saddlefit::cli {
+
+// The library's code for an aromatic bond, and the one that MDL files use.
+constexpr int aromaticType = 5;
+constexpr int mdlAromaticType = 4;
+
+// In angstrom.
+struct Position {
+    double x = 0.0;
+    double y = 0.0;
+    double z = 0.0;
+};
+
+struct StructureAtom {
+    int element = 0;
+    int charge = 0;
+    Position position;
+};
+
+// Atoms count from 0 and stand in the file's order; type is the library's code (0 to 5).
+struct StructureBond {
+    int atom1 = 0;
+    int atom2 = 0;
+    int type = 0;
+};
+
+// Two atoms, the lower number first.
+using AtomPair = std::pair<int, int>;
+
+// The bonds of a ring, ascending.
+using Ring = std::vector<AtomPair>;
+
+struct Structure {
+    std::string origin; // "FILE, record 3 (TITLE)", for messages
+    std::string title;
+    std::vector<StructureAtom> atoms;
+    std::vector<StructureBond> bonds;
+    std::vector<Ring> aromaticRings;
+    std::map<std::string, std::string> fields;
+};
+
+inline AtomPair orderedPair(int a, int b) {
+    return a < b ? AtomPair{a, b} : AtomPair{b, a};
+}
+
+} // namespace saddlefit::cli
+
+#endif

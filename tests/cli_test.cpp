@@ -1,0 +1,453 @@
+// The command line as a process: what it prints, writes and returns.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <sys/wait.h>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const std::string data = SADDLEFIT_DATA;
+
+std::string contents(const fs::path &path) {
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+std::vector<std::string> linesOf(const std::string &text) {
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);)
+        lines.push_back(line);
+    return lines;
+}
+
+bool contains(const std::string &text, const std::string &part) {
+    return text.find(part) != std::string::npos;
+}
+
+std::string replaced(std::string text, const std::string &from, const std::string &to) {
+    for (auto at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size())) {
+        text.replace(at, from.size(), to);
+    }
+    return text;
+}
+
+// ---- SD files -------------------------------------------------------------------------------
+
+struct DrawnBond {
+    int a, b, type;
+};
+
+template <class... Values> std::string columns(const char *format, Values... values) {
+    std::array<char, 128> buffer{};
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+    std::snprintf(buffer.data(), buffer.size(), format, values...);
+#pragma GCC diagnostic pop
+    return buffer.data();
+}
+
+// Atoms on a circle, so that every distance differs from zero.
+std::string sdf(const std::string &title, const std::vector<std::string> &elements,
+                const std::vector<DrawnBond> &bonds) {
+    std::string text =
+        title + "\n  test\n\n" +
+        columns("%3zu%3zu  0  0  0  0  0  0  0  0999 V2000\n", elements.size(), bonds.size());
+    for (std::size_t i = 0; i < elements.size(); ++i) {
+        const double angle = 6.28 * static_cast<double>(i) / static_cast<double>(elements.size());
+        text += columns("%10.4f%10.4f%10.4f %-3s 0  0\n", 1.4 * std::cos(angle),
+                        1.4 * std::sin(angle), 0.1 * static_cast<double>(i), elements[i].c_str());
+    }
+    for (const auto &[a, b, type] : bonds)
+        text += columns("%3d%3d%3d  0\n", a, b, type);
+    return text + "M  END\n$$$$\n";
+}
+
+struct SdfRecord {
+    std::vector<std::string> lines;
+
+    std::string title() const { return lines.at(0); }
+    std::size_t atomCount() const { return std::stoul(lines.at(3).substr(0, 3)); }
+    std::size_t bondCount() const { return std::stoul(lines.at(3).substr(3, 3)); }
+    std::string atom(std::size_t number) const { return lines.at(3 + number).substr(0, 34); }
+    std::string bond(std::size_t index) const { return lines.at(4 + atomCount() + index); }
+
+    std::string field(const std::string &name) const {
+        auto line = std::find(lines.begin(), lines.end(), "> <" + name + ">");
+        std::string value;
+        while (line != lines.end() && ++line != lines.end() && !line->empty()) {
+            value += *line + "\n";
+        }
+        return value;
+    }
+};
+
+std::vector<SdfRecord> records(const fs::path &path) {
+    std::vector<SdfRecord> result;
+    SdfRecord current;
+    for (const auto &line : linesOf(contents(path))) {
+        if (line == "$$$$") {
+            result.push_back(current);
+            current.lines.clear();
+        } else {
+            current.lines.push_back(line);
+        }
+    }
+    return result;
+}
+
+// ---- the program ----------------------------------------------------------------------------
+
+struct Answer {
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+
+class CommandLine : public testing::Test {
+protected:
+    void SetUp() override {
+        std::string pattern = (fs::temp_directory_path() / "saddlefit-XXXXXX").string();
+        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+        folder_ = pattern;
+    }
+    void TearDown() override { fs::remove_all(folder_); }
+
+    // "@NAME" names a file of the test's own folder, "%NAME" one of the example data.
+    std::string expanded(const std::string &arguments) const {
+        return replaced(replaced(arguments, "@", folder_ + "/"), "%", data + "/");
+    }
+
+    Answer run(const std::string &arguments) const {
+        const std::string command = std::string(SADDLEFIT_CLI) + " " + expanded(arguments) + " > " +
+                                    file("stdout") + " 2> " + file("stderr");
+        const int status = std::system(command.c_str());
+        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contents(file("stdout")),
+                contents(file("stderr"))};
+    }
+
+    std::string file(const std::string &name) const { return folder_ + "/" + name; }
+
+    void write(const std::string &name, const std::string &text) const {
+        std::ofstream(file(name), std::ios::binary) << text;
+    }
+
+    // A reaction of four carbons, given by the bonds of its two sides.
+    Answer reactFour(const std::vector<DrawnBond> &before, const std::vector<DrawnBond> &after) {
+        const std::vector<std::string> carbons{"C", "C", "C", "C"};
+        write("r.sdf", sdf("four", carbons, before));
+        write("p.sdf", sdf("four", carbons, after));
+        write("empty.db", "");
+        fs::remove(file("o.sdf"));
+        return run("react @r.sdf @p.sdf --db @empty.db -o @o.sdf");
+    }
+
+private:
+    std::string folder_;
+};
+
+const std::string methane = sdf("x", {"C", "H", "H"}, {{1, 2, 1}, {1, 3, 1}});
+const std::string carbene = sdf("x", {"C", "H", "H"}, {{2, 3, 1}});
+
+TEST_F(CommandLine, WrongUsageEndsWithStatusTwo) {
+    for (const std::string arguments :
+         {"", "bogus", "db", "db bogus", "react", "react @a @b", "react @a @b @c --db @d",
+          "db add @a @b @c", "db list", "compare @a", "react @a @b --db @c --unknown"}) {
+        SCOPED_TRACE(arguments);
+        const auto answer = run(arguments);
+        EXPECT_EQ(answer.status, 2);
+        EXPECT_EQ(answer.out, "");
+        EXPECT_TRUE(answer.err.starts_with("saddlefit: ")) << answer.err;
+        EXPECT_TRUE(contains(answer.err, "--help")) << answer.err;
+    }
+}
+
+TEST_F(CommandLine, HelpShowsAnExampleForEachCommand) {
+    EXPECT_EQ(run("--version").status, 0);
+    for (const std::string command : {"", "react", "compare", "db", "db add", "db list"}) {
+        const auto answer = run(command + " --help");
+        EXPECT_EQ(answer.status, 0);
+        EXPECT_TRUE(contains(answer.out, "xample:\n  saddlefit " + command)) << answer.out;
+    }
+}
+
+TEST_F(CommandLine, ErrorsNameFileRecordAndFault) {
+    write("empty.db", "");
+    write("r.sdf", methane);
+    write("p.sdf", carbene);
+    write("none.sdf", "");
+    write("other.sdf", sdf("x", {"C", "H", "F"}, {{2, 3, 1}}));
+    write("fewer.sdf", sdf("x", {"C", "H"}, {}));
+    write("two.sdf", carbene + carbene);
+    write("cut.sdf", carbene.substr(0, carbene.find("V2000") + 20));
+    write("query.sdf", sdf("x", {"C", "H", "H"}, {{2, 3, 8}}));
+    write("beyond.sdf", sdf("x", {"C", "H", "H"}, {{2, 7, 1}}));
+    write("letters.sdf", replaced(carbene, "    1.4000", "    1.4o00"));
+    write("unknown.sdf", replaced(carbene, " C   0", " Qq  0"));
+    write("text.sdf", "one\ntwo\nthree\nfour\nfive\n");
+    write("short.xyz", "3\nx\nC 0 0 0\nH 1 0 0\n");
+    write("x.smi", "C([H])[H] x\n");
+    write("x.unheard", methane);
+    struct Row {
+        const char *products;
+        std::vector<std::string> parts;
+    };
+    const std::vector<Row> rows{
+        {"@missing.sdf", {"missing.sdf: cannot be opened", "No such file"}},
+        {"@x.unheard", {"x.unheard", "format", ".sdf"}},
+        {"@none.sdf", {"none.sdf: no structure"}},
+        {"@two.sdf", {"two.sdf has 2 records", "r.sdf has 1"}},
+        {"@other.sdf", {"other.sdf, record 1 (x): atom 3 is F, in the reaction H", "r.sdf"}},
+        {"@fewer.sdf", {"fewer.sdf, record 1 (x): has 2 atoms, the reaction 3"}},
+        {"@cut.sdf", {"cut.sdf, record 1 (x): line 5: ", "coordinate"}},
+        {"@query.sdf", {"query.sdf, record 1 (x): bond 1 has type 8"}},
+        {"@beyond.sdf", {"beyond.sdf, record 1 (x): the record is broken", "2 7 1"}},
+        {"@letters.sdf", {"letters.sdf, record 1 (x): line 5: \"1.4o00\" is not a coordinate"}},
+        {"@unknown.sdf", {"unknown.sdf, record 1 (x): atom 1", "element"}},
+        {"@text.sdf", {"text.sdf, record 1 (one): line 4"}},
+        {"@short.xyz", {"short.xyz, record 1 (x): the record is broken"}},
+        {"@r.sdf", {"r.sdf, record 1 (x): no bond differs"}},
+        {"@p.sdf --start @x.smi", {"x.smi, record 1 (x): the record has no coordinates"}},
+        {"@p.sdf --db @missing.db", {"missing.db: the database cannot be opened", "db add"}},
+        {"@p.sdf --db @r.sdf", {"r.sdf: this is no reaction database"}},
+        {"@p.sdf -o @nowhere/o.sdf", {"nowhere/o.sdf: cannot be written"}},
+        {"@p.sdf -o @empty.db", {"empty.db: this is the database"}},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.products);
+        const std::string products = row.products;
+        const bool namesDatabase = contains(products, "--db");
+        const auto answer =
+            run("react @r.sdf " + products + (namesDatabase ? "" : " --db @empty.db"));
+        EXPECT_EQ(answer.status, 1);
+        EXPECT_EQ(answer.out, "");
+        EXPECT_EQ(linesOf(answer.err).size(), 1U) << answer.err;
+        for (const auto &part : row.parts) {
+            EXPECT_TRUE(contains(answer.err, part)) << answer.err;
+        }
+    }
+    EXPECT_EQ(contents(file("empty.db")), "");
+}
+
+TEST_F(CommandLine, OneBadRecordDoesNotStopTheOthers) {
+    const std::string cut = "cut\n\n\n  3  2  0  0  0  0  0  0  0  0999 V2000\n$$$$\n";
+    write("r.sdf", methane + cut + methane);
+    write("p.sdf", carbene + carbene + carbene);
+    write("empty.db", "");
+    write("o.sdf", "what stood here before");
+    const auto answer = run("react @r.sdf @p.sdf --db @empty.db -o @o.sdf");
+    EXPECT_EQ(answer.status, 1);
+    EXPECT_TRUE(contains(answer.err, "r.sdf, record 2 (cut): line 16: ")) << answer.err;
+    EXPECT_EQ(linesOf(answer.out).size(), 2U);
+    EXPECT_EQ(records(file("o.sdf")).size(), 2U);
+}
+
+TEST_F(CommandLine, NothingIsWrittenWhereNothingSucceeds) {
+    write("r.sdf", methane);
+    write("empty.db", "");
+    write("o.sdf", "what stood here before");
+    EXPECT_EQ(run("react @r.sdf @r.sdf --db @empty.db -o @o.sdf").status, 1);
+    EXPECT_EQ(contents(file("o.sdf")), "what stood here before");
+    EXPECT_EQ(run("db add @new.db @r.sdf @r.sdf @r.sdf").status, 1);
+    EXPECT_FALSE(fs::exists(file("new.db")));
+    EXPECT_EQ(run("db add @o.sdf @r.sdf @r.sdf @r.sdf").status, 1) << "o.sdf is no database";
+    EXPECT_EQ(contents(file("o.sdf")), "what stood here before");
+    for (const auto &entry : fs::directory_iterator(fs::path(file("o.sdf")).parent_path())) {
+        EXPECT_FALSE(contains(entry.path().string(), ".part")) << entry.path();
+    }
+}
+
+// Atoms from 1; "0 0" where a transition has no falling or no rising bond.
+TEST_F(CommandLine, EachStepOfABondOrderIsHalfATransition) {
+    struct Row {
+        const char *name;
+        std::vector<DrawnBond> before, after;
+        const char *transitions;
+    };
+    const std::vector<Row> rows{
+        {"a bond moves", {{1, 2, 1}}, {{1, 3, 1}}, "1 2 1 3\n"},
+        {"a double bond breaks", {{1, 2, 2}}, {}, "1 2 0 0\n1 2 0 0\n"},
+        {"a triple bond forms", {}, {{3, 4, 3}}, "0 0 3 4\n0 0 3 4\n0 0 3 4\n"},
+        {"pairs go by ascending atoms, whichever way they are drawn",
+         {{4, 3, 2}, {2, 1, 1}},
+         {{3, 4, 1}, {4, 1, 1}, {3, 2, 1}},
+         "1 2 1 4\n3 4 2 3\n"},
+        {"the longer list goes on alone",
+         {{1, 2, 3}, {3, 4, 1}},
+         {{1, 2, 1}, {3, 4, 2}},
+         "1 2 3 4\n1 2 0 0\n"},
+        {"an aromatic bond is one step from single and from double",
+         {{1, 2, 4}, {3, 4, 2}},
+         {{1, 2, 1}, {3, 4, 4}},
+         "1 2 0 0\n3 4 0 0\n"},
+        {"an aromatic bond is two steps from none", {{1, 2, 4}}, {}, "1 2 0 0\n1 2 0 0\n"},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.name);
+        const auto answer = reactFour(row.before, row.after);
+        ASSERT_EQ(answer.status, 0) << answer.err;
+        EXPECT_EQ(records(file("o.sdf")).at(0).field("TRANSITIONS"), row.transitions);
+    }
+}
+
+std::string benzene(const std::array<int, 2> &types, bool withHydrogen) {
+    std::vector<DrawnBond> bonds;
+    for (int i = 0; i < 6; ++i) {
+        bonds.push_back({i + 1, (i + 1) % 6 + 1, types[static_cast<std::size_t>(i) % 2]});
+        if (i > 0 || withHydrogen) bonds.push_back({i + 1, i + 7, 1});
+    }
+    return sdf("benzene", {"C", "C", "C", "C", "C", "C", "H", "H", "H", "H", "H", "H"}, bonds);
+}
+
+TEST_F(CommandLine, DrawnFormsOfAnAromaticRingAreNoChange) {
+    write("empty.db", "");
+    write("r.sdf", benzene({1, 2}, true));
+    for (const auto &types : {std::array{2, 1}, std::array{4, 4}}) {
+        SCOPED_TRACE(types[0]);
+        write("p.sdf", benzene(types, true));
+        EXPECT_TRUE(contains(run("react @r.sdf @p.sdf --db @empty.db").err, "no bond differs"));
+        write("p.sdf", benzene(types, false));
+        EXPECT_EQ(run("react @r.sdf @p.sdf --db @empty.db -o @o.sdf").err, "");
+        EXPECT_EQ(records(file("o.sdf")).at(0).field("TRANSITIONS"), "1 7 0 0\n");
+    }
+}
+
+TEST_F(CommandLine, WrittenBondsAreLegalAndPartialOnesAreListed) {
+    const auto answer =
+        reactFour({{1, 2, 1}, {2, 3, 2}, {3, 4, 3}}, {{1, 3, 1}, {2, 3, 3}, {3, 4, 3}});
+    ASSERT_EQ(answer.status, 0) << answer.err;
+    const auto record = records(file("o.sdf")).at(0);
+    EXPECT_EQ(record.atomCount(), 4U);
+    ASSERT_EQ(record.bondCount(), 2U) << "1-2 breaks and 1-3 forms: order 0";
+    EXPECT_EQ(record.bond(0).substr(0, 9), "  2  3  2") << "rising from double, it stays double";
+    EXPECT_EQ(record.bond(1).substr(0, 9), "  3  4  3");
+    EXPECT_EQ(record.bond(2), "M  END");
+    EXPECT_EQ(record.field("PARTIAL_BONDS"), "1 2\n1 3\n");
+    EXPECT_EQ(record.field("CHANGED_BONDS"), "1 2 1 0\n1 3 0 1\n2 3 2 3\n");
+    EXPECT_EQ(record.field("OUTCOME"), "none\n");
+    EXPECT_EQ(linesOf(record.field("CONSTRAINTS")).size(), 3U);
+    EXPECT_TRUE(
+        answer.out.starts_with("four\tC-C C-C C-C\tno match\t3 constraints\t0 atoms frozen"))
+        << answer.out;
+}
+
+// ---- the main road, on transition states of the example data ----------------------------------
+
+const std::string parentsOf = "%b3lyp/parents_reactants.sdf %b3lyp/parents_products.sdf";
+const std::string queriesOf = "%b3lyp/queries_reactants.sdf %b3lyp/queries_products.sdf";
+
+class WithParents : public CommandLine {
+protected:
+    void SetUp() override {
+        CommandLine::SetUp();
+        added_ = run("db add @parents.db " + parentsOf + " %b3lyp/parents_ts.sdf");
+        truth_ = records(data + "/b3lyp/parents_ts.sdf");
+    }
+
+    Answer added_;
+    std::vector<SdfRecord> truth_;
+};
+
+TEST_F(WithParents, AddStoresEachRecordUnderItsTitle) {
+    EXPECT_EQ(added_.status, 0) << added_.err;
+    ASSERT_EQ(truth_.size(), 11U);
+    EXPECT_TRUE(contains(added_.out, "sn2-f-ch3cl\tC-F C-Cl\n")) << added_.out;
+    EXPECT_TRUE(contains(added_.out, "11 stored in ")) << added_.out;
+    std::string expected;
+    for (std::size_t i = 0; i < truth_.size(); ++i) {
+        expected += std::to_string(i) + "\t" + truth_[i].title() + "\n";
+    }
+    EXPECT_EQ(run("db list @parents.db").out, expected);
+    EXPECT_EQ(run("db add @parents.db " + parentsOf + " %b3lyp/parents_ts.sdf").status, 0);
+    EXPECT_EQ(linesOf(run("db list @parents.db").out).size(), 22U);
+}
+
+TEST_F(WithParents, StoredTransitionStatesAreFoundAndGivenBack) {
+    const auto answer =
+        run("react " + parentsOf + " --db @parents.db --start %b3lyp/parents_ts.sdf -o @o.sdf");
+    EXPECT_EQ(answer.status, 0);
+    EXPECT_EQ(answer.err, "");
+    const auto lines = linesOf(answer.out);
+    const auto written = records(file("o.sdf"));
+    ASSERT_EQ(lines.size(), truth_.size());
+    ASSERT_EQ(written.size(), truth_.size());
+    for (std::size_t i = 0; i < truth_.size(); ++i) {
+        const auto &name = truth_[i].title();
+        SCOPED_TRACE(name);
+        EXPECT_TRUE(contains(lines[i], "\texact " + name + "\t")) << lines[i];
+        EXPECT_EQ(written[i].field("MATCH"), name + "\n");
+        for (std::size_t atom = 1; atom <= truth_[i].atomCount(); ++atom) {
+            EXPECT_EQ(written[i].atom(atom), truth_[i].atom(atom));
+        }
+    }
+    EXPECT_TRUE(contains(contents(file("o.sdf")), "M  CHG  1   1  -1\nM  END"));
+}
+
+// The distances stand in the data's own table: parent O3-H4 1.29 and C1-H4 1.52, query O4-H5 1.28
+// and C2-H5 1.54.
+TEST_F(WithParents, ASubstitutedReactionTakesOverTheParentsDistances) {
+    const auto answer = run("react " + queriesOf + " --db @parents.db -o @o.sdf");
+    EXPECT_EQ(answer.status, 0) << answer.err;
+    EXPECT_TRUE(contains(answer.out, "q-enol-propenol\tH-C C-O H-O C-C\tpartial enol-vinylalcohol\t"
+                                     "7 constraints\t4 atoms frozen\n"))
+        << answer.out;
+    EXPECT_TRUE(contains(answer.out, "q-elim-hfco\tH-C C-F H-F C-O\tno match\t4 constraints\t0"));
+    const auto written = records(file("o.sdf")).at(2);
+    EXPECT_EQ(written.field("FROZEN_ATOMS"), "2 3 4 5\n");
+    for (const auto &line : linesOf(written.field("CONSTRAINTS"))) {
+        EXPECT_TRUE(line.starts_with("angle ")) << line;
+    }
+    EXPECT_EQ(linesOf(written.field("START_CONSTRAINTS")).size(), 6U) << "pairs of four atoms";
+    struct Row {
+        const char *bond;
+        double predicted, known;
+    };
+    const auto table = run("compare @o.sdf %b3lyp/queries_ts.sdf");
+    EXPECT_EQ(table.status, 0) << table.err;
+    for (const Row &row : {Row{" O4-H5 ", 1.29, 1.28}, Row{" C2-H5 ", 1.52, 1.54}}) {
+        SCOPED_TRACE(row.bond);
+        const auto at = table.out.find(row.bond);
+        ASSERT_NE(at, std::string::npos);
+        std::string before, arrow, after;
+        double predicted = 0.0, known = 0.0;
+        std::istringstream(table.out.substr(at + 7)) >> before >> arrow >> after >> predicted >>
+            known;
+        EXPECT_NEAR(predicted, row.predicted, 0.006);
+        EXPECT_NEAR(known, row.known, 0.006);
+    }
+}
+
+TEST_F(WithParents, ProgressGoesToStandardErrorOnRequestOnly) {
+    const std::string arguments = "react " + queriesOf + " --db @parents.db";
+    const auto quiet = run(arguments);
+    const auto verbose = run(arguments + " -v");
+    EXPECT_EQ(quiet.err, "");
+    EXPECT_EQ(verbose.out, quiet.out);
+    EXPECT_TRUE(contains(verbose.err, "Starting with ")) << verbose.err;
+    EXPECT_TRUE(contains(verbose.err, "C2 C3 O4 H5 ")) << "atoms are labelled by their numbers";
+}
+
+TEST_F(WithParents, LineEndingsOfOtherSystemsMakeNoDifference) {
+    const std::string arguments = " --db @parents.db";
+    for (const std::string side : {"reactants", "products"}) {
+        write(side + ".sdf",
+              replaced(contents(data + "/b3lyp/queries_" + side + ".sdf"), "\n", "\r\n"));
+    }
+    EXPECT_EQ(run("react @reactants.sdf @products.sdf" + arguments).out,
+              run("react " + queriesOf + arguments).out);
+}
+
+} // namespace
