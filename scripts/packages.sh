@@ -1,0 +1,36 @@
+# The Debian packages that saddlefit needs, and how to get them. To be sourced.
+# shellcheck shell=bash disable=SC2034 # the lists are used by the scripts that source this
+
+build_packages=(cmake ninja-build g++ libblas-dev liblapack-dev)
+cli_packages=(pkg-config libopenbabel-dev libcli11-dev nlohmann-json3-dev)
+test_packages=(libgtest-dev)
+
+is_installed() {
+    [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2> /dev/null)" = installed ]
+}
+
+# Installs those of the named packages that are missing; ends the script where that cannot be done.
+require_packages() {
+    if ! command -v apt-get > /dev/null || ! command -v dpkg-query > /dev/null; then
+        echo "No apt-get here. Make sure to have what these Debian packages hold: $*" >&2
+        return
+    fi
+    local package missing=() root=()
+    for package in "$@"; do
+        is_installed "$package" || missing+=("$package")
+    done
+    [ ${#missing[@]} -gt 0 ] || return 0
+
+    if [ "$(id -u)" -ne 0 ]; then
+        if ! command -v sudo > /dev/null; then
+            echo "Packages are missing. Install them as root, then try again:" >&2
+            echo "  apt-get install ${missing[*]}" >&2
+            exit 1
+        fi
+        root=(sudo)
+    fi
+    echo "Installing ${missing[*]}" >&2
+    "${root[@]}" apt-get update -qq
+    "${root[@]}" env DEBIAN_FRONTEND=noninteractive \
+        apt-get install -y -qq --no-install-recommends "${missing[@]}" > /dev/null
+}
