@@ -3,6 +3,7 @@
 
 #include "bonding/elements.hpp"
 #include "molecule/bondlink.hpp"
+#include "molecule/memory.hpp"
 #include "molecule/ranges.hpp"
 
 #include <algorithm>
@@ -12,11 +13,7 @@ namespace {
 
 using namespace saddlefit;
 
-// Marks that bondTypeGuess() leaves, and the one for bonds that are to go.
-constexpr int metalBond = -1;
-constexpr int hydrogenBond = -2;
-constexpr int metalContact = -3;
-constexpr int aromaticCandidate = -5;
+/// The type of bonds that are to go.
 constexpr int condemned = -10;
 
 constexpr int aromatic = 5;
@@ -219,9 +216,12 @@ void repairDoubleBonds(const Molecule &mol) {
 
 void recheckBonds(Molecule *mol) {
     if (createBondlink(mol) == -10) return;
-    settleBonds(*mol, 0);
-    removeCondemned(*mol, [](const Bond &bond) { return bond.type < aromaticCandidate; });
-    settleBonds(*mol, lastPass);
-    removeCondemned(*mol, [](const Bond &bond) { return bond.type < 0; });
-    repairDoubleBonds(*mol);
+    guarded(0, [&] {
+        settleBonds(*mol, 0);
+        removeCondemned(*mol, [](const Bond &bond) { return bond.type < aromaticCandidate; });
+        settleBonds(*mol, lastPass);
+        removeCondemned(*mol, [](const Bond &bond) { return bond.type < 0; });
+        repairDoubleBonds(*mol);
+        return 1;
+    });
 }

@@ -1,4 +1,4 @@
-/// Classes of elements and bounded look-ups in their tables.
+/// Classes of elements, bounded look-ups in their tables, and the marks of tentative bonds.
 #pragma once
 
 namespace saddlefit {
@@ -14,6 +14,12 @@ inline constexpr int sulfur = 16;
 inline constexpr int chlorine = 17;
 inline constexpr int bromine = 35;
 inline constexpr int iodine = 53;
+
+/// Marks of tentative bonds, as bondTypeGuess() leaves them for recheckBonds().
+inline constexpr int metalBond = -1;
+inline constexpr int hydrogenBond = -2;
+inline constexpr int metalContact = -3;
+inline constexpr int aromaticCandidate = -5;
 
 /// Last elements of the tables.
 inline constexpr int lastInBondLength = 103;

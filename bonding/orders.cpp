@@ -9,11 +9,6 @@ namespace {
 
 using namespace saddlefit;
 
-constexpr int metalBond = -1;
-constexpr int hydrogenBond = -2;
-constexpr int metalContact = -3;
-constexpr int aromaticCandidate = -5;
-
 /// Modes of bondTypeGuess() from which on metal and hydrogen bonds are marked.
 constexpr int markingMode = 2;
 

@@ -4,6 +4,7 @@
 
 #include "molecule/memory.hpp"
 #include "molecule/ranges.hpp"
+#include "reaction/atom_map.hpp"
 
 #include <algorithm>
 #include <cstddef>
@@ -22,13 +23,6 @@ std::vector<int> partnersOf(const Molecule &mol, const Molecule &match, const in
     return partners;
 }
 
-std::vector<int> inverseOf(const std::vector<int> &map, const Molecule &match) {
-    std::vector<int> inverse(static_cast<std::size_t>(std::max(match.atomCount, 0)), -1);
-    for (std::size_t atom = 0; atom < map.size(); ++atom)
-        if (map[atom] >= 0) inverse[static_cast<std::size_t>(map[atom])] = static_cast<int>(atom);
-    return inverse;
-}
-
 /// Turn every -1 among the neighbours of an atom into a code that lets them be mapped.
 void openNeighbours(const Molecule &mol, int atom, std::vector<int> &map, int code) {
     for (const auto [bond, neighbour] : neighboursOf(mol, atom)) {
@@ -42,7 +36,7 @@ void growAround(Molecule &mol, Molecule &match, int atom, std::vector<int> &map)
     for (int &entry : map)
         entry = std::max(entry, static_cast<int>(MAP_SKIP));
     openNeighbours(mol, atom, map, MAP_OPTIONAL_ANY);
-    std::vector<int> inverse = inverseOf(map, match);
+    std::vector<int> inverse = inverseOf(map, atomsOf(match).size());
     openNeighbours(match, map[static_cast<std::size_t>(atom)], inverse, MAP_OPTIONAL);
     mapSingleSub(&mol, &match, map.data(), inverse.data(), 1, 0);
 }

@@ -5,6 +5,7 @@
 
 #include "molecule/memory.hpp"
 #include "molecule/ranges.hpp"
+#include "reaction/atom_map.hpp"
 #include "reaction/composition.hpp"
 
 #include <algorithm>
@@ -130,13 +131,6 @@ int weightByElements(const Molecule &mol, const std::vector<int> &marks, Element
 int weightByMap(const Molecule &mol, const std::vector<int> &marks, const std::vector<int> &map) {
     return neighbourhoodWeight(
         mol, marks, [&](int neighbour) { return map[static_cast<std::size_t>(neighbour)] >= 0; });
-}
-
-std::vector<int> inverseOf(const std::vector<int> &map, std::size_t targetAtoms) {
-    std::vector<int> inverse(targetAtoms, -1);
-    for (std::size_t i = 0; i < map.size(); ++i)
-        if (map[i] >= 0) inverse[static_cast<std::size_t>(map[i])] = static_cast<int>(i);
-    return inverse;
 }
 
 void requireTheRest(std::vector<int> &codes) {

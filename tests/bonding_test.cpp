@@ -238,6 +238,8 @@ TEST(SettlingBonds, PlanarHexagonsAreAromaticAndOthersAlternate) {
         {"benzene", hexagon, marked, aromatic},
         {"angles that sum to 353", with(6, nearlyInPlane), marked, aromatic},
         {"angles that sum to 300", with(6, above(1, 1.09)), marked, kekule},
+        {"the same, seen late in the first pass", with(9, {1, hexagon[3].x, 0, 1.09}), marked,
+         kekule},
         {"angles of 90", ring(4, 1.40), ringBonds({-5, -5, -5, -5}), ringBonds({2, 1, 2, 1})},
         {"single by length", ring(4, 1.46), ringBonds({-5, -5, -5, -5}), ringBonds({1, 1, 1, 1})},
         {"angles of 140", ring(9, 1.44), ringBonds(std::vector<int>(9, -5)),
@@ -251,6 +253,9 @@ TEST(SettlingBonds, PlanarHexagonsAreAromaticAndOthersAlternate) {
 TEST(SettlingBonds, MarksFollowTheirRules) {
     // Two carbons, their hydrogens, another carbon.
     const std::vector<At> cc = {{6}, {6, 1.40}, {1, -0.5, 0.9}, {1, -0.5, -0.9}, {6, 1.9, 1.2}};
+    // In plane around a carbon pair: hydrogens on the left, carbons on the right.
+    const std::vector<At> flat = {{6},           {6, 1.40},     {1, -0.5, 0.9}, {1, -0.5, -0.9},
+                                  {6, 1.9, 1.2}, {6, 1.9, -1.2}};
     // D-H...A on the x axis, and one more atom.
     const std::vector<At> ohn = {{8}, {1, 0.97}, {7, 2.9}, {8, 0.9, 1}};
     const std::vector<At> iron = {{26}, {8, 2.5}, {7, -2}, {1, 3.4}};
@@ -258,6 +263,12 @@ TEST(SettlingBonds, MarksFollowTheirRules) {
         {"two hydrogens, double by length", cc, "0 1 -5, 0 2 1, 0 3 1", "0 1 2, 0 2 1, 0 3 1"},
         {"the same at the second end", cc, "1 0 -5, 0 2 1, 0 3 1", "1 0 2, 0 2 1, 0 3 1"},
         {"next to a double bond", cc, "0 1 -5, 4 1 2, 0 3 1", "0 1 1, 4 1 2, 0 3 1"},
+        {"hydrogens, whatever their bonds", flat, "0 1 -5, 0 2 5, 0 3 5, 1 4 5, 1 5 5",
+         "0 1 2, 0 2 5, 0 3 5, 1 4 5, 1 5 5"},
+        {"at the second end", flat, "1 0 -5, 0 2 5, 0 3 5, 1 4 5, 1 5 5",
+         "1 0 2, 0 2 5, 0 3 5, 1 4 5, 1 5 5"},
+        {"support at the first end only", flat, "1 0 -5, 1 4 5, 1 5 5", "1 0 2, 1 4 5, 1 5 5"},
+        {"support at the second end only", flat, "0 1 -5, 1 4 5, 1 5 5", "0 1 2, 1 4 5, 1 5 5"},
         {"too long for a bond", {{6}, {6, 3}}, "0 1 -5", "0 1 1"},
         {"no such atom", {{6}}, "0 7 -5, 7 8 -1, 0 0 -5", "0 7 1, 7 8 1, 0 0 1"},
         {"metal bond", iron, "0 1 -1", "0 1 1"},
@@ -304,10 +315,10 @@ TEST(SettlingBonds, CarbonAndOxygenLoseExcessDoubleBonds) {
         {"longest stays", row, "0 1 2, 1 2 2", "0 1 1, 1 2 2"},
         {"whatever the order", row, "2 1 2, 1 0 2", "2 1 2, 1 0 1"},
         {"of equals the last", even, "0 1 2, 1 2 2", "0 1 1, 1 2 2"},
-        {"of four bonds the first double", full, "0 3 2, 0 1 1, 0 4 2, 0 2 1",
-         "0 3 1, 0 1 1, 0 4 2, 0 2 1"},
-        {"of five all but the longest", full, "0 3 2, 0 1 1, 0 4 2, 0 2 1, 0 5 1",
-         "0 3 1, 0 1 1, 0 4 2, 0 2 1, 0 5 1"},
+        {"of four bonds the first double", full, "0 4 2, 0 1 1, 0 3 2, 0 2 1",
+         "0 4 1, 0 1 1, 0 3 2, 0 2 1"},
+        {"of five all but the longest", full, "0 4 2, 0 1 1, 0 3 2, 0 2 1, 0 5 1",
+         "0 4 2, 0 1 1, 0 3 1, 0 2 1, 0 5 1"},
         {"other orders do not count", full, "0 3 2, 0 1 3, 0 4 5, 0 2 1",
          "0 3 2, 0 1 3, 0 4 5, 0 2 1"},
         {"carbonyl", {{6}, {8, 1.2}}, "0 1 2", "0 1 2"},

@@ -183,6 +183,13 @@ TEST(Constraining, CoversBondsPairsAndPathsInOrder) {
     EXPECT_EQ(getConstraint(chain.get(), 0, 1, -1, -1), nullptr);
 }
 
+TEST(Constraining, KeepsTheFirstOfASetInARing) {
+    const OwnedMol ring = molecule({{6}, {6, 1}, {6, 0, 1}}, "0 1 1, 1 2 1, 0 2 1");
+    Ints map = {0, 1, 2};
+    constrainSub(ring.get(), ring.get(), map.data(), 7);
+    EXPECT_EQ(constraints(*ring), "0-1 1.0000/1, 1-2 1.4142/2, 1-0-2 90.0000/2, 0-2 1.0000/1");
+}
+
 TEST(Measuring, DistancesAnglesAndCentroids) {
     const OwnedMol mol = molecule({{6, 1}, {6}, {6, 0, 0, 2}, {6, 0, 1, 2}, {6}, {6, 2}, {6, 4}});
     Atom *at = mol->atoms;
@@ -217,6 +224,7 @@ const Kind kinds[] = {
     {"none", {6, 35, 9, 1, 1}, methaneBonds},
     {"sub", {6, 35, 9, 8, 1}, "0 1 0, 0 2 1, 0 3 1, 3 4 1"},           // the H on O
     {"far", {6, 35, 9, 8, 1, 6}, "0 1 0, 3 2 1, 0 3 1, 0 4 1, 3 5 1"}, // the F on O
+    {"bare", {6, 35, 1, 1, 1}, methaneBonds},
     {"hostile", {6, 35, 9, 8, 300}, methaneBonds},
     {"other", {6, 17, 9, 8, 1}, methaneBonds}};
 
@@ -304,6 +312,7 @@ TEST(Searching, PrefersClassThenWeightThenMisfitThenFileOrder) {
         {{"sub 3", "extra"}, sub + extra, "extra"},
         {{"extra", "super 3"}, extra + super, "super 3"},
         {{"far"}, far, "far"},
+        {{"none", "bare"}, without + starts("none", 2, -2), "none"},
         {{"none", "far 3"}, without + far, "none"},
         {{"super 2.5", "super 2.25", "super 2.250"}, super + super + super, "super 2.25"},
         {{"other", "super 2.5", "hostile"}, super, "super 2.5"},
@@ -375,14 +384,15 @@ TEST(Searching, BestOfSeveralMappingsIsHandedBack) {
               starts("super", 3, 2) + ends("super", 3, -1, "(null) (null) (null) \n"));
 }
 
-TEST(Searching, CountsBelowZeroLowerTheScore) {
+TEST(Searching, CountsBelowZeroLowerTheScoreAndAreNotZero) {
     const TemporaryFile file;
-    store(file, "no fluorine",
-          *molecule({{6}, {35, 2}, {8, 0, 1.5}}, "0 1 0, 0 2 1", bromineLeaves));
-    const OwnedMol mol = asked();
-    mol->transitions[0].formA = 2; // the fluorine is required though no bond of it changes
+    store(file, "one fluorine",
+          *molecule({{6}, {35, 2}, {9, 0, 1.5}}, "0 1 0, 0 2 1", bromineLeaves));
+    // Two fluorines are required though no bond of theirs changes; the record lacks one.
+    const OwnedMol mol = molecule({{6}, {35, 2}, {9, 0, 1.5}, {9, 0, 0, 1.5}},
+                                  "0 1 0, 0 2 1, 0 3 1", {{0, 1, 2, -1}, {-1, 3, -1, -1}});
     const Found found = search(file.path(), *mol);
-    EXPECT_EQ(found.output, starts("none", 3, 4));
+    EXPECT_EQ(found.output, starts("none", 3, 2));
     EXPECT_EQ(found.result, 0);
 }
 
@@ -484,7 +494,7 @@ TEST(Freezing, ShellKeepsItsHandednessAndItsAnyElementRule) {
     // The match has sulfur where the molecule has oxygen, and lists its neighbours backwards.
     const OwnedMol mol = asked();
     const OwnedMol match =
-        molecule({{6}, {35, 2, 0, 0}, {9, 0, 1.5, 0}, {16, 0, 0, 3}, {1, -1, -1, -1}},
+        molecule({{6}, {35, 2, 0, 0}, {9, 0, 1.5, 0}, {16, 0, 3, 3}, {1, -1, -1, -1}},
                  "0 4 1, 0 3 1, 0 2 1, 0 1 0", bromineLeaves);
     createBondlink(mol.get());
     createBondlink(match.get());
@@ -492,8 +502,8 @@ TEST(Freezing, ShellKeepsItsHandednessAndItsAnyElementRule) {
     freezeSub(mol.get(), match.get(), map.data());
     // Fluorine is placed first, on the first partner offered: the hydrogen. Of the two ways to
     // place the other two, the one that keeps the turn F, O, H about C-Br puts O on F and H on S.
-    EXPECT_EQ(constraints(*mol), "1-0-2 125.2644/2, 1-0-3 90.0000/2, 1-0-4 90.0000/2, 2-0-3 "
-                                 "125.2644/2, 2-0-4 125.2644/2, 3-0-4 90.0000/2");
+    EXPECT_EQ(constraints(*mol), "1-0-2 125.2644/2, 1-0-3 90.0000/2, 1-0-4 90.0000/2, "
+                                 "2-0-3 125.2644/2, 2-0-4 144.7356/2, 3-0-4 45.0000/2");
 }
 
 // ---- from start to finish

@@ -106,7 +106,8 @@ SADDLEFIT_API int bondTypeGuess(Molecule *mol, Bond *bond, int mode);
  * Marks other than -1, -2, -3 and -5 become their positive value. Positions of bonds change as
  * bonds are removed; the others keep their order and their address.
  *
- * @param mol  Molecule; its index of bonds is rebuilt.
+ * @param mol  Molecule; its index of bonds is rebuilt. Should memory run out, bonds that are not
+ *             settled by then keep their marks.
  */
 SADDLEFIT_API void recheckBonds(Molecule *mol);
 

@@ -12,8 +12,7 @@
  *     C_getAtom, C_getConstraint, C_getRS, C_freeMolecule
  *
  * Positions count from 0. A setter whose position lies at or beyond the count grows the array to
- * cover it: new atoms and bonds start empty, new constraints and transitions hold no defined
- * values until they are set.
+ * cover it; what is new is zero until it is set.
  *
  * Every call answers 1 for success and 0 for failure unless said otherwise. A null molecule, a
  * negative position or count, or one that there is no memory for, fails and changes nothing.
@@ -40,10 +39,12 @@ extern "C" {
 /**
  * Make a molecule with room for the host to fill.
  *
- * @param atomCount        Number of atoms, each initialised as by initAtom().
- * @param bondCount        Number of bonds, each initialised as by initBond().
- * @param constraintCount  Number of constraints, zero until they are set.
- * @param transitionCount  Number of transitions, zero until they are set.
+ * Everything is zero until it is set; a transition that is not set names atom 0 four times.
+ *
+ * @param atomCount        Number of atoms.
+ * @param bondCount        Number of bonds.
+ * @param constraintCount  Number of constraints.
+ * @param transitionCount  Number of transitions.
  * @return                 The molecule, to be released with C_freeMolecule(); NULL if a count is
  *                         negative or there is no memory.
  */

@@ -98,7 +98,7 @@ SADDLEFIT_API int mapDB(const char *path, Molecule *mol, Molecule **match, int *
  * @param code  0-terminated transition code.
  * @param list  Array of the C heap, or NULL, that receives the structures in file order, 100 more
  *              places whenever it is full. Array and molecules are the caller's; each molecule
- * bears the name of its record. Untouched if there are none.
+ *              bears the name of its record. Untouched if there are none.
  * @return      Number of structures; 0 also if the file cannot be opened.
  */
 SADDLEFIT_API int filterDB(const char *path, int *code, Molecule ***list);
