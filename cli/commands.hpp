@@ -16,6 +16,8 @@ using Action = std::function<int()>;
 void addReactCommand(CLI::App &program, Action &chosen);
 void addCompareCommand(CLI::App &program, Action &chosen);
 void addDbCommand(CLI::App &program, Action &chosen);
+void addPerceiveCommand(CLI::App &program, Action &chosen);
+void addStereoCommand(CLI::App &program, Action &chosen);
 
 } // namespace saddlefit::cli
 

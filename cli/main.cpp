@@ -12,7 +12,8 @@ namespace saddlefit::cli {
 
 namespace {
 
-constexpr std::array commands{addReactCommand, addCompareCommand, addDbCommand};
+constexpr std::array commands{addReactCommand, addCompareCommand, addDbCommand, addPerceiveCommand,
+                              addStereoCommand};
 
 // One line in the style of our own messages, whatever the parser found wrong.
 std::string usageMessage(const CLI::App *, const CLI::Error &error) {

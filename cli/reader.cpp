@@ -2,6 +2,8 @@
 
 #include "cli/elements.hpp"
 #include "cli/mdl.hpp"
+#include "cli/perception.hpp"
+#include "cli/xyz.hpp"
 
 #include <openbabel/atom.h>
 #include <openbabel/bond.h>
@@ -83,20 +85,24 @@ bool isOneOf(OBFormat *format, const std::array<const char *, Count> &ids) {
                        [&](const char *id) { return OBConversion::FindFormat(id) == format; });
 }
 
-// Formats that give coordinates alone are those that Open Babel can be told not to connect, save
-// these, which may name bonds.
-bool lacksBonds(OBFormat *format) {
-    constexpr std::array<const char *, 5> withBonds{"pdb", "pqr", "cif", "mmcif", "car"};
-    return std::strstr(format->Description(), "isable bonding") != nullptr &&
-           !isOneOf(format, withBonds);
+// Open Babel connects the atoms of such a format itself, unless it is told not to.
+bool mayStayUnconnected(OBFormat *format) {
+    return std::strstr(format->Description(), "isable bonding") != nullptr;
 }
 
-// The bonds of a structure whose file names none: Open Babel finds and orders them.
-void perceiveBonds(OBMol &mol) {
-    if (mol.NumBonds() > 0) return;
-    mol.ConnectTheDots();
-    mol.PerceiveBondOrders();
+// Formats that give coordinates alone are those, save these, which may name bonds.
+bool lacksBonds(OBFormat *format) {
+    constexpr std::array<const char *, 5> withBonds{"pdb", "pqr", "cif", "mmcif", "car"};
+    return mayStayUnconnected(format) && !isOneOf(format, withBonds);
 }
+
+// What is wanted of a file.
+struct Request {
+    OBFormat *format;
+    BondSource source;
+
+    bool drawnBonds() const { return source != BondSource::coordinates && !lacksBonds(format); }
+};
 
 StructureAtom convertedAtom(OpenBabel::OBAtom &atom) {
     const auto element = static_cast<int>(atom.GetAtomicNum());
@@ -150,15 +156,52 @@ std::map<std::string, std::string> dataFields(OBMol &mol) {
     return fields;
 }
 
-Structure converted(OBMol &mol) {
-    if (mol.NumAtoms() == 0) throw UserError("the record holds no atoms; is it of this format?");
+Structure converted(OBMol &mol, bool drawnBonds) {
     Structure structure;
     structure.title = oneLine(mol.GetTitle());
+    structure.fields = dataFields(mol);
     FOR_ATOMS_OF_MOL(atom, mol) structure.atoms.push_back(convertedAtom(*atom));
+    if (!drawnBonds) return structure;
     FOR_BONDS_OF_MOL(bond, mol) structure.bonds.push_back(convertedBond(*bond));
     structure.aromaticRings = aromaticRings(mol);
-    structure.fields = dataFields(mol);
     return structure;
+}
+
+// ---- bonds from the coordinates ---------------------------------------------------------------
+
+// The rings of type 5 bonds, found in a molecule that has no other bonds.
+std::vector<Ring> perceivedRings(const Structure &structure) {
+    OBMol mol;
+    for (const auto &atom : structure.atoms)
+        mol.NewAtom()->SetAtomicNum(atom.element);
+    for (const auto &bond : structure.bonds) {
+        if (bond.type != aromaticType) continue;
+        mol.AddBond(bond.atom1 + 1, bond.atom2 + 1, 1);
+        mol.GetBond(bond.atom1 + 1, bond.atom2 + 1)->SetAromatic();
+    }
+    mol.SetAromaticPerceived();
+    return aromaticRings(mol);
+}
+
+void requireCoordinates(const std::vector<StructureAtom> &atoms) {
+    const auto &first = atoms.front().position;
+    const bool apart = std::any_of(atoms.begin(), atoms.end(), [&](const StructureAtom &atom) {
+        const auto &at = atom.position;
+        return at.x != first.x || at.y != first.y || at.z != first.z;
+    });
+    if (apart || atoms.size() == 1) return;
+    throw UserError("the record has neither bonds nor coordinates to find them by; make a "
+                    "three-dimensional structure of it first");
+}
+
+void perceiveBonds(Structure &structure, BondSource source) {
+    requireCoordinates(structure.atoms);
+    if (source == BondSource::coordinates) {
+        structure.bonds = perceivedBonds(structure.atoms);
+        return;
+    }
+    structure.bonds = perceivedCovalentBonds(structure.atoms);
+    structure.aromaticRings = perceivedRings(structure);
 }
 
 void checkBondTypes(const Structure &structure) {
@@ -173,10 +216,19 @@ void checkBondTypes(const Structure &structure) {
 }
 
 // The structure that `read` makes, or its complaint with the place in front.
-template <class Read> Record checkedRecord(const std::string &where, Read read) {
+template <class Read>
+Record finishedRecord(const std::string &where, const Request &request, Read read) {
     try {
         Structure structure = read();
-        checkBondTypes(structure);
+        if (structure.atoms.empty()) {
+            throw UserError("the record holds no atoms; is it of this format?");
+        }
+        const bool bare =
+            structure.bonds.empty() && request.source == BondSource::fileOrCoordinates;
+        if (bare || !request.drawnBonds())
+            perceiveBonds(structure, request.source);
+        else
+            checkBondTypes(structure);
         structure.origin = where;
         return structure;
     } catch (const UserError &error) {
@@ -204,17 +256,17 @@ void takeDrawnBondTypes(const MdlTable &table, Structure &structure) {
     }
 }
 
-Structure readMdlRecord(OBFormat *format, const MdlRecord &record) {
+Structure readMdlRecord(const Request &request, const MdlRecord &record) {
     const MdlTable table = readMdlTable(record);
     const OpenBabelLog log;
     OBConversion conversion;
-    conversion.SetInFormat(format);
+    conversion.SetInFormat(request.format);
     OBMol mol;
     if (!conversion.ReadString(&mol, record.text)) {
         throw UserError("the record is broken: " + log.complaint());
     }
-    Structure structure = converted(mol);
-    takeDrawnBondTypes(table, structure);
+    Structure structure = converted(mol, request.drawnBonds());
+    if (request.drawnBonds()) takeDrawnBondTypes(table, structure);
     return structure;
 }
 
@@ -228,12 +280,37 @@ std::string titleLine(const MdlRecord &record) {
     return oneLine(record.text.substr(0, record.text.find('\n')));
 }
 
-std::vector<Record> readMdlFile(const std::string &path, OBFormat *format,
+std::vector<Record> readMdlFile(const std::string &path, const Request &request,
                                 const std::string &text) {
     std::vector<Record> records;
     for (const auto &record : splitMdlRecords(text)) {
-        records.push_back(checkedRecord(origin(path, records.size() + 1, titleLine(record)),
-                                        [&] { return readMdlRecord(format, record); }));
+        const auto where = origin(path, records.size() + 1, titleLine(record));
+        records.push_back(
+            finishedRecord(where, request, [&] { return readMdlRecord(request, record); }));
+    }
+    return records;
+}
+
+// ---- XYZ files: record by record --------------------------------------------------------------
+
+bool isXyz(OBFormat *format) {
+    constexpr std::array<const char *, 1> ids{"xyz"};
+    return isOneOf(format, ids);
+}
+
+std::vector<Record> readXyzFile(const std::string &path, const Request &request,
+                                const std::string &text) {
+    std::vector<Record> records;
+    for (const auto &record : splitXyzRecords(text)) {
+        const auto title = oneLine(record.title);
+        const auto where = origin(path, records.size() + 1, title);
+        if (!record.fault.empty()) throw UserError(where + ": " + record.fault);
+        records.push_back(finishedRecord(where, request, [&] {
+            Structure structure;
+            structure.title = title;
+            structure.atoms = readXyzAtoms(record);
+            return structure;
+        }));
     }
     return records;
 }
@@ -248,13 +325,15 @@ bool atEnd(bool complete, const OBMol &mol, const OpenBabelLog &log, std::istrea
     return complete ? (stream >> std::ws).eof() : log.complaint().empty();
 }
 
-std::vector<Record> readStream(const std::string &path, OBFormat *format, const std::string &text) {
+std::vector<Record> readStream(const std::string &path, const Request &request,
+                               const std::string &text) {
     std::vector<Record> records;
     std::istringstream stream(text);
     OBConversion conversion(&stream);
-    conversion.SetInFormat(format);
-    const bool perceive = lacksBonds(format);
-    if (perceive) conversion.AddOption("b", OBConversion::INOPTIONS);
+    conversion.SetInFormat(request.format);
+    if (!request.drawnBonds() && mayStayUnconnected(request.format)) {
+        conversion.AddOption("b", OBConversion::INOPTIONS);
+    }
     for (;;) {
         const OpenBabelLog log;
         OBMol mol;
@@ -262,8 +341,8 @@ std::vector<Record> readStream(const std::string &path, OBFormat *format, const 
         if (atEnd(complete, mol, log, stream)) return records;
         const auto where = origin(path, records.size() + 1, oneLine(mol.GetTitle()));
         if (!complete) throw UserError(where + ": the record is broken: " + log.complaint());
-        if (perceive) perceiveBonds(mol);
-        records.push_back(checkedRecord(where, [&] { return converted(mol); }));
+        records.push_back(
+            finishedRecord(where, request, [&] { return converted(mol, request.drawnBonds()); }));
     }
 }
 
@@ -306,10 +385,17 @@ const Structure &structureOf(const Record &record) {
     return std::get<Structure>(record);
 }
 
-std::vector<Record> readRecords(const std::string &path) {
+std::string titleOf(const Structure &structure, std::size_t index) {
+    return structure.title.empty() ? "record " + std::to_string(index + 1) : structure.title;
+}
+
+std::vector<Record> readRecords(const std::string &path, BondSource source) {
     const std::string text = contentsOf(path);
-    OBFormat *format = formatOf(path);
-    auto records = isMdl(format) ? readMdlFile(path, format, text) : readStream(path, format, text);
+    const Request request{formatOf(path), source};
+    const auto read = isMdl(request.format)   ? readMdlFile
+                      : isXyz(request.format) ? readXyzFile
+                                              : readStream;
+    auto records = read(path, request, text);
     if (records.empty()) {
         throw UserError(path + ": no structure was found in it; is it of the format that its "
                                "extension says?");

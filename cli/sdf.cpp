@@ -1,102 +1,12 @@
 #include "cli/sdf.hpp"
 
-#include "cli/elements.hpp"
+#include "cli/molfile.hpp"
 
-#include <algorithm>
-#include <cstdio>
 #include <tuple>
 
 namespace saddlefit::cli {
 
 namespace {
-
-// Counts have three columns, coordinates ten with four decimals.
-constexpr std::size_t highestCount = 999;
-constexpr double lowestCoordinate = -9999.9999;
-constexpr double highestCoordinate = 99999.9999;
-constexpr std::size_t chargesPerLine = 8;
-
-int mdlType(int type) {
-    return type == aromaticType ? mdlAromaticType : type;
-}
-
-template <class... Values> std::string line(const char *format, Values... values) {
-    char buffer[128];
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-    std::snprintf(buffer, sizeof buffer, format, values...);
-#pragma GCC diagnostic pop
-    return buffer;
-}
-
-void requireFit(const Reaction &reaction, const ReactionResult &result) {
-    const auto &origin = reaction.reactant.origin;
-    if (result.coordinates.size() > highestCount || result.bonds.size() > highestCount) {
-        throw UserError(origin + ": more than 999 atoms or bonds do not fit a V2000 record; cut "
-                                 "the structure down to the surroundings of the reaction");
-    }
-    for (const auto &at : result.coordinates) {
-        for (const double value : {at.x, at.y, at.z}) {
-            if (value > lowestCoordinate && value < highestCoordinate) continue;
-            throw UserError(origin + ": the finished structure has a coordinate that does not fit "
-                                     "an SD file; check the coordinates of the input");
-        }
-    }
-}
-
-std::string atomBlock(const Reaction &reaction, const ReactionResult &result) {
-    std::string text;
-    for (std::size_t i = 0; i < result.coordinates.size(); ++i) {
-        const auto &at = result.coordinates[i];
-        const auto symbol = elementSymbol(reaction.reactant.atoms[i].element);
-        text += line("%10.4f%10.4f%10.4f %-3s 0  0  0  0  0  0  0  0  0  0  0  0\n", at.x, at.y,
-                     at.z, symbol.c_str());
-    }
-    return text;
-}
-
-std::string bondBlock(const std::vector<StructureBond> &bonds) {
-    std::string text;
-    for (const auto &bond : bonds) {
-        if (bond.type == 0) continue;
-        text += line("%3d%3d%3d  0\n", bond.atom1 + 1, bond.atom2 + 1, mdlType(bond.type));
-    }
-    return text;
-}
-
-std::string chargeLines(const std::vector<StructureAtom> &atoms) {
-    std::vector<std::string> entries;
-    for (int number = 1; const auto &atom : atoms) {
-        if (atom.charge != 0) entries.push_back(line("%4d%4d", number, atom.charge));
-        ++number;
-    }
-    std::string text;
-    for (std::size_t i = 0; i < entries.size(); i += chargesPerLine) {
-        const auto count = std::min(chargesPerLine, entries.size() - i);
-        text += line("M  CHG%3zu", count);
-        for (std::size_t k = 0; k < count; ++k)
-            text += entries[i + k];
-        text += "\n";
-    }
-    return text;
-}
-
-std::string molfile(const Reaction &reaction, const ReactionResult &result) {
-    const auto drawn = std::count_if(result.bonds.begin(), result.bonds.end(),
-                                     [](const StructureBond &bond) { return bond.type != 0; });
-    return reaction.title + "\n  saddlefit         3D\n\n" +
-           line("%3zu%3td  0  0  0  0  0  0  0  0999 V2000\n", result.coordinates.size(), drawn) +
-           atomBlock(reaction, result) + bondBlock(result.bonds) +
-           chargeLines(reaction.reactant.atoms) + "M  END\n";
-}
-
-// ---- data fields --------------------------------------------------------------------------------
-
-std::string field(const char *name, const std::string &value) {
-    if (value.empty()) return {};
-    const bool closed = value.ends_with('\n');
-    return std::string("> <") + name + ">\n" + value + (closed ? "\n" : "\n\n");
-}
 
 const char *outcomeWord(Outcome outcome) {
     switch (outcome) {
@@ -110,28 +20,11 @@ const char *outcomeWord(Outcome outcome) {
     return "none";
 }
 
-std::string transitionLines(const std::vector<Transition> &transitions) {
-    std::string text;
-    for (const auto &step : transitions) {
-        text +=
-            line("%d %d %d %d\n", step.breakA + 1, step.breakB + 1, step.formA + 1, step.formB + 1);
-    }
-    return text;
-}
-
 std::string changeLines(const std::vector<BondChange> &changes) {
     std::string text;
     for (const auto &change : changes) {
         text += line("%d %d %d %d\n", change.atoms.first + 1, change.atoms.second + 1,
                      mdlType(change.before), mdlType(change.after));
-    }
-    return text;
-}
-
-std::string partialBondLines(const std::vector<StructureBond> &bonds) {
-    std::string text;
-    for (const auto &bond : bonds) {
-        if (bond.type == 0) text += line("%d %d\n", bond.atom1 + 1, bond.atom2 + 1);
     }
     return text;
 }
@@ -151,6 +44,14 @@ std::string constraintLines(const std::vector<Constraint> &constraints) {
     return text;
 }
 
+// The reactant's atoms where the result has put them.
+std::vector<StructureAtom> placedAtoms(const Reaction &reaction, const ReactionResult &result) {
+    auto atoms = reaction.reactant.atoms;
+    for (std::size_t i = 0; i < atoms.size(); ++i)
+        atoms[i].position = result.coordinates[i];
+    return atoms;
+}
+
 std::string atomNumbers(const std::vector<int> &atoms) {
     std::string text;
     for (const int atom : atoms) {
@@ -162,14 +63,24 @@ std::string atomNumbers(const std::vector<int> &atoms) {
 
 } // namespace
 
+std::string transitionLines(const std::vector<Transition> &transitions) {
+    std::string text;
+    for (const auto &step : transitions) {
+        text +=
+            line("%d %d %d %d\n", step.breakA + 1, step.breakB + 1, step.formA + 1, step.formB + 1);
+    }
+    return text;
+}
+
 std::string sdfRecord(const Reaction &reaction, const ReactionResult &result) {
-    requireFit(reaction, result);
+    const auto &origin = reaction.reactant.origin;
     const bool replaced = result.outcome == Outcome::partial;
-    return molfile(reaction, result) + field(outcomeField, outcomeWord(result.outcome)) +
-           field(matchField, result.match) + field("TRANSITION_CODE", result.code) +
+    return molfile(origin, reaction.title, placedAtoms(reaction, result), result.bonds) +
+           field(outcomeField, outcomeWord(result.outcome)) + field(matchField, result.match) +
+           field("TRANSITION_CODE", result.code) +
            field("TRANSITIONS", transitionLines(reaction.transitions)) +
            field(changedBondsField, changeLines(reaction.changes)) +
-           field("PARTIAL_BONDS", partialBondLines(result.bonds)) +
+           field("PARTIAL_BONDS", untypedBondLines(result.bonds)) +
            field(constraintsField, constraintLines(result.constraints)) +
            field("START_CONSTRAINTS",
                  replaced ? constraintLines(result.startConstraints) : std::string{}) +

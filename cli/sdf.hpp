@@ -1,4 +1,4 @@
-// Finished reactions as SD records (V2000).
+// Finished reactions as SD records.
 #ifndef SADDLEFIT_CLI_SDF_HPP
 #define SADDLEFIT_CLI_SDF_HPP
 
@@ -31,6 +31,9 @@ inline constexpr const char *constraintsField = "CONSTRAINTS";
 //
 // Throws UserError if the structure does not fit the format.
 std::string sdfRecord(const Reaction &reaction, const ReactionResult &result);
+
+// The lines of the field TRANSITIONS.
+std::string transitionLines(const std::vector<Transition> &transitions);
 
 } // namespace saddlefit::cli
 

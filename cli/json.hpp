@@ -1,0 +1,34 @@
+// Results for programs: one JSON object on standard output.
+#ifndef SADDLEFIT_CLI_JSON_HPP
+#define SADDLEFIT_CLI_JSON_HPP
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include <cstdio>
+
+namespace saddlefit::cli {
+
+// Members keep the order in which they were set.
+using Json = nlohmann::ordered_json;
+
+inline void addJsonFlag(CLI::App &command, bool &json) {
+    command.add_flag("--json", json, "Print one JSON object instead of text");
+}
+
+// Text that is no UTF-8, as titles in files may be, is printed with replacement characters.
+inline void printJson(const Json &object) {
+    constexpr int indent = 2;
+    const auto text = object.dump(indent, ' ', false, Json::error_handler_t::replace);
+    std::printf("%s\n", text.c_str());
+}
+
+// The same in a line of its own, for one of many.
+inline void printJsonLine(const Json &object) {
+    const auto text = object.dump(-1, ' ', false, Json::error_handler_t::replace);
+    std::printf("%s\n", text.c_str());
+}
+
+} // namespace saddlefit::cli
+
+#endif
