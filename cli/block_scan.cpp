@@ -162,6 +162,13 @@ void Surveyor::noteOverlap(const Block &block, std::size_t other,
 
 } // namespace
 
+std::string blockHeader(std::size_t size) {
+    std::string header;
+    for (std::size_t i = 0; i < sizeBytes; ++i)
+        header += static_cast<char>(size >> (8 * i) & 0xFF);
+    return header + statusInUse;
+}
+
 Chain walkChain(std::string_view file) {
     Chain chain;
     for (std::size_t at = 0; at < file.size() && !chain.damage;) {

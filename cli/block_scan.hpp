@@ -23,10 +23,11 @@ struct Block {
 
     std::size_t dataOffset() const { return offset + blockHeaderBytes; }
     std::size_t end() const { return dataOffset() + size; }
-    std::string_view dataIn(std::string_view file) const {
-        return file.substr(dataOffset(), size);
-    }
+    std::string_view dataIn(std::string_view file) const { return file.substr(dataOffset(), size); }
 };
+
+// The header of a block in use.
+std::string blockHeader(std::size_t size);
 
 struct Chain {
     std::vector<Block> blocks;

@@ -1,12 +1,11 @@
 #include "cli/database_file.hpp"
 
-#include "saddlefit/database.h"
-
 #include "cli/errors.hpp"
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <memory>
@@ -15,30 +14,26 @@ namespace saddlefit::cli {
 
 namespace {
 
-constexpr std::uintmax_t headerBytes = 5;
-constexpr std::uint8_t blockInUse = 1; // 0 is free; no writer makes another
-
 struct CloseFile {
     void operator()(std::FILE *file) const { std::fclose(file); }
 };
 
-// A database is a chain of blocks that ends exactly where the file does.
-bool isChainOfBlocks(std::FILE *file, std::uintmax_t fileBytes) {
-    std::uintmax_t position = 0;
-    while (position < fileBytes) {
-        BlockHeader header{};
-        if (fileBytes - position < headerBytes || ReadHeader(&header, file) == 0) return false;
-        position += headerBytes;
-        if (header.size > fileBytes - position || header.status > blockInUse) return false;
-        position += header.size;
-        if (std::fseek(file, static_cast<long>(position), SEEK_SET) != 0) return false;
+constexpr const char *noDatabase =
+    ": this is no reaction database, or a damaged one; check the name, make one with \"saddlefit "
+    "db add\", or see with \"saddlefit db check\" what is wrong";
+
+std::string contentsOf(std::FILE *file) {
+    std::string bytes;
+    std::array<char, 1 << 16> buffer{};
+    while (const auto count = std::fread(buffer.data(), 1, buffer.size(), file)) {
+        bytes.append(buffer.data(), count);
     }
-    return true;
+    return bytes;
 }
 
 } // namespace
 
-void requireDatabase(const std::string &path) {
+std::string databaseBytes(const std::string &path) {
     std::error_code error;
     if (std::filesystem::is_directory(path, error)) {
         throw UserError(path + ": this is a folder; name a database file");
@@ -48,23 +43,62 @@ void requireDatabase(const std::string &path) {
         throw UserError(path + ": the database cannot be opened (" + std::strerror(errno) +
                         "); check its name, or make one with \"saddlefit db add\"");
     }
-    const auto bytes = std::filesystem::file_size(path, error);
-    if (error || !isChainOfBlocks(file.get(), bytes)) {
-        throw UserError(path + ": this is no reaction database, or a damaged one; check the name, "
-                               "or make one with \"saddlefit db add\"");
-    }
+    if (!std::filesystem::is_regular_file(path, error)) throw UserError(path + noDatabase);
+    auto bytes = contentsOf(file.get());
+    if (std::ferror(file.get()) == 0) return bytes;
+    throw UserError(path + ": the database cannot be read (" + std::strerror(errno) +
+                    "); check the disk, or go back to a copy");
 }
 
-std::vector<std::string> recordNames(const std::string &path) {
-    char **names = nullptr;
-    const int count = listDB(path.c_str(), &names);
-    std::vector<std::string> result;
-    for (int i = 0; i < count; ++i) {
-        result.emplace_back(names[i]);
-        std::free(names[i]);
-    }
-    std::free(names);
-    return result;
+Database openDatabase(const std::string &path) {
+    Database database{path, databaseBytes(path), {}};
+    const auto chain = walkChain(database.bytes);
+    if (chain.damage) throw UserError(path + noDatabase);
+    std::copy_if(chain.blocks.begin(), chain.blocks.end(), std::back_inserter(database.records),
+                 [](const Block &block) { return block.inUse; });
+    return database;
+}
+
+void requireDatabase(const std::string &path) {
+    openDatabase(path);
+}
+
+void requirePosition(const Database &database, std::size_t position) {
+    const auto count = database.records.size();
+    if (position < count) return;
+    const auto range = count == 0 ? std::string("the database has no records")
+                                  : "positions go from 0 to " + std::to_string(count - 1);
+    throw UserError(database.path + ": there is no record " + std::to_string(position) + "; " +
+                    range + ", see \"saddlefit db list\"");
+}
+
+StoredRecord recordAt(const Database &database, std::size_t position) {
+    const auto &block = database.records.at(position);
+    auto reading = readRecord(block.dataIn(database.bytes), block.dataOffset());
+    if (auto *record = std::get_if<StoredRecord>(&reading)) return std::move(*record);
+    throw UserError(damageMessage(database.path, position, std::get<Damage>(reading)));
+}
+
+std::string damageMessage(const std::string &path, std::optional<std::size_t> record,
+                          const Damage &damage) {
+    const auto place = record ? ", record " + std::to_string(*record) : std::string{};
+    return path + place + ", offset " + std::to_string(damage.offset) + ": " + damage.what +
+           "; \"saddlefit db salvage\" copies what can be read into a new file";
+}
+
+std::string inOneLine(std::string text) {
+    constexpr unsigned char firstPrintable = 0x20;
+    constexpr unsigned char deleteCharacter = 0x7F;
+    std::replace_if(
+        text.begin(), text.end(),
+        [](unsigned char c) { return c < firstPrintable || c == deleteCharacter; }, '?');
+    return text;
+}
+
+void requireOtherFile(const std::string &output, const std::string &database) {
+    std::error_code error;
+    if (!std::filesystem::equivalent(output, database, error)) return;
+    throw UserError(output + ": this is the database; name another file for the structures");
 }
 
 } // namespace saddlefit::cli

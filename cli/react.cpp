@@ -6,7 +6,6 @@
 #include <CLI/CLI.hpp>
 
 #include <cstdio>
-#include <filesystem>
 #include <memory>
 #include <optional>
 
@@ -25,12 +24,6 @@ void printLine(const Reaction &reaction, const ReactionResult &result) {
     std::printf("%s\t%s\t%s\t%zu constraints\t%zu atoms frozen\n", reaction.title.c_str(),
                 result.code.c_str(), describeMatch(result).c_str(), result.constraints.size(),
                 result.frozen.size());
-}
-
-void requireOtherFile(const std::string &output, const std::string &database) {
-    std::error_code error;
-    if (!std::filesystem::equivalent(output, database, error)) return;
-    throw UserError(output + ": this is the database; name another file for the structures");
 }
 
 int react(const ReactOptions &options) {

@@ -1,0 +1,35 @@
+// The commands of "saddlefit db", and what they have in common.
+#ifndef SADDLEFIT_CLI_DB_COMMANDS_HPP
+#define SADDLEFIT_CLI_DB_COMMANDS_HPP
+
+#include "cli/commands.hpp"
+#include "cli/json.hpp"
+
+#include <CLI/CLI.hpp>
+
+#include <string>
+
+namespace saddlefit::cli {
+
+void addDbAddCommand(CLI::App &db, Action &chosen);
+void addDbListCommand(CLI::App &db, Action &chosen);
+void addDbShowCommand(CLI::App &db, Action &chosen);
+void addDbRemoveCommand(CLI::App &db, Action &chosen);
+void addDbCheckCommand(CLI::App &db, Action &chosen);
+void addDbCompactCommand(CLI::App &db, Action &chosen);
+void addDbSalvageCommand(CLI::App &db, Action &chosen);
+
+struct DbOptions {
+    std::string database;
+    bool json = false;
+};
+
+// The argument FILE and the flag --json.
+inline void addDbOptions(CLI::App &command, DbOptions &options) {
+    command.add_option("FILE", options.database, "Database")->required()->type_name("");
+    addJsonFlag(command, options.json);
+}
+
+} // namespace saddlefit::cli
+
+#endif
