@@ -4,6 +4,7 @@
 #include "molecule/memory.hpp"
 #include "molecule/ranges.hpp"
 
+#include <array>
 #include <cstddef>
 
 namespace {
@@ -16,38 +17,14 @@ struct OrderStep {
     int stepType, resultType;
 };
 
-OrderStep falling(int type) {
-    switch (type) {
-    case 1:
-        return {0, 0};
-    case 2:
-        return {1, 5};
-    case 3:
-        return {2, 2};
-    case 4:
-        return {3, 3};
-    case 5:
-        return {0, 1};
-    default:
-        return {0, 0};
-    }
-}
+/// By the type that the bond has; any other type loses its order.
+constexpr std::array<OrderStep, 6> fallingSteps = {
+    {{0, 0}, {0, 0}, {1, 5}, {2, 2}, {3, 3}, {0, 1}}};
+constexpr std::array<OrderStep, 6> risingSteps = {{{0, 0}, {2, 5}, {3, 2}, {4, 3}, {5, 4}, {2, 2}}};
 
-OrderStep rising(int type) {
-    switch (type) {
-    case 1:
-        return {2, 5};
-    case 2:
-        return {3, 2};
-    case 3:
-        return {4, 3};
-    case 4:
-        return {5, 4};
-    case 5:
-        return {2, 2};
-    default:
-        return {0, 0};
-    }
+OrderStep stepFrom(const std::array<OrderStep, 6> &steps, int type) {
+    const auto place = static_cast<std::size_t>(type);
+    return place < steps.size() ? steps[place] : OrderStep{0, 0};
 }
 
 constexpr OrderStep forming = {1, 0};
@@ -68,13 +45,13 @@ void takeStep(Molecule &mol, Bond &bond, OrderStep step) {
 
 void lowerBond(Molecule &mol, int a, int b) {
     if (!hasAtom(mol, a) || !hasAtom(mol, b)) return;
-    if (Bond *bond = getBond(&mol, a, b)) takeStep(mol, *bond, falling(bond->type));
+    if (Bond *bond = getBond(&mol, a, b)) takeStep(mol, *bond, stepFrom(fallingSteps, bond->type));
 }
 
 void raiseBond(Molecule &mol, int a, int b) {
     if (!hasAtom(mol, a) || !hasAtom(mol, b)) return;
     if (Bond *bond = getBond(&mol, a, b)) {
-        takeStep(mol, *bond, rising(bond->type));
+        takeStep(mol, *bond, stepFrom(risingSteps, bond->type));
         return;
     }
     const int position = mol.bondCount;
