@@ -1,8 +1,7 @@
 #include "saddlefit/database.h"
 
 #include "database/stream.hpp"
-#include "molecule/memory.hpp"
-#include "molecule/ranges.hpp"
+#include "tests/molecules.hpp"
 
 #include <gtest/gtest.h>
 
@@ -10,42 +9,27 @@
 #include <climits>
 #include <cmath>
 #include <csignal>
-#include <cstring>
 #include <fstream>
-#include <functional>
 #include <iterator>
-#include <string>
 #include <sys/resource.h>
-#include <unistd.h>
-#include <vector>
 
 namespace {
 
 using namespace saddlefit;
+using namespace saddlefit::test;
 using namespace std::string_literals;
 using Codes = std::vector<int32_t>;
 using Names = std::vector<std::string>;
 
-/// A file that is gone at the end of the test.
-class File {
-public:
+struct File : TemporaryFile {
     explicit File(const std::string &bytes = {}) {
-        close(mkstemp(path_.data()));
-        std::ofstream(path_, std::ios::binary) << bytes;
+        std::ofstream(path(), std::ios::binary) << bytes;
     }
-    ~File() { unlink(path()); }
-    File(const File &) = delete;
-    File &operator=(const File &) = delete;
-
-    const char *path() const { return path_.c_str(); }
     OwnedFile open(const char *mode = "r+b") const { return openFile(path(), mode); }
     std::string bytes() const {
-        std::ifstream in(path_, std::ios::binary);
+        std::ifstream in(path(), std::ios::binary);
         return {std::istreambuf_iterator<char>(in), {}};
     }
-
-private:
-    std::string path_ = testing::TempDir() + "saddlefitXXXXXX";
 };
 
 /// Run a body while no file can grow beyond this size.
@@ -60,25 +44,24 @@ void onFullDisk(std::size_t size, const std::function<void()> &body) {
     std::signal(SIGXFSZ, handler);
 }
 
-std::string integer(uint32_t value, int width) {
+std::string integer(std::size_t value, int width) {
     std::string bytes;
     for (int i = 0; i < width; ++i)
         bytes += static_cast<char>(value >> 8 * i & 0xFF);
     return bytes;
 }
 
-std::string head(uint32_t size, uint8_t status) {
+std::string head(std::size_t size, uint8_t status) {
     return integer(size, 4) + integer(status, 1);
 }
 
 std::string block(const std::string &data, uint8_t status = 1) {
-    return head(static_cast<uint32_t>(data.size()), status) + data;
+    return head(data.size(), status) + data;
 }
 
 /// A record without atoms, its counts as in a file.
 std::string bareRecord(const std::string &name, const Codes &codes) {
-    std::string bytes = integer(static_cast<uint32_t>(name.size()) + 1, 2) + name + '\0' +
-                        integer(static_cast<uint32_t>(codes.size()), 2);
+    std::string bytes = integer(name.size() + 1, 2) + name + '\0' + integer(codes.size(), 2);
     for (int32_t code : codes)
         bytes += integer(static_cast<uint32_t>(code), 2);
     return bytes + std::string(6, '\0');
@@ -97,22 +80,9 @@ std::string errorLines(const std::vector<int> &lines) {
     return text;
 }
 
-std::string printed(const std::function<void()> &body) {
-    testing::internal::CaptureStdout();
-    body();
-    return testing::internal::GetCapturedStdout();
-}
-
-/// Two atoms, one bond, one transition.
+/// Two atoms, one bond, one transition, of which any atom below 0 is none.
 OwnedMol hydroxyl() {
-    OwnedMol mol(createMol());
-    addAtom(mol.get(), 1.0, -2.0, 0.5, 8);
-    addAtom(mol.get(), 0.1, 0.0, 1e-3, 1);
-    addBond(mol.get(), 0, 1, 1);
-    mol->transitions = allocateArray<Transition>(1);
-    mol->transitionCount = 1;
-    mol->transitions[0] = {0, 1, -2, 0}; // anything below 0 is none
-    return mol;
+    return molecule({{8, 1, -2, 0.5}, {1, 0.1, 0, 1e-3}}, "0 1 1", {{0, 1, -2, 0}});
 }
 
 const std::string hydroxylRecord =
@@ -155,11 +125,9 @@ TEST(BlockHeap, TakesTheFirstFreeBlockThatFitsOrAppends) {
         std::string header;
     } rows[] = {
         {"empty file", "", 300, 5, "\x2C\1\0\0\1"s},
-        {"first of two that fit", used + free50 + free200, 40, 15, head(50, 1)},
-        {"just fits", free50 + free200, 50, 5, head(50, 1)},
+        {"first that just fits", used + free50 + free200, 50, 15, head(50, 1)},
         {"one too small", free50 + free200, 51, 60, head(200, 1)},
         {"none fits", free50 + free200, 201, 265, head(201, 1)},
-        {"nothing asked for takes any", used + free50, 0, 15, head(50, 1)},
         {"status 2 is not free", block("ab", 2), 1, 12, head(1, 1)},
         {"data not written yet", head(20, 1), 1, 30, head(1, 1)},
         {"header cut off", used + "\7\0\0", 1, 15, head(1, 1)},
@@ -277,11 +245,11 @@ TEST(ByteOrder, IsReversedInEveryWidth) {
               std::bit_cast<float>(0x04030201));
     EXPECT_EQ(swapped(swapDouble, std::bit_cast<double>(0x0102030405060708)),
               std::bit_cast<double>(0x0807060504030201));
-    const auto *digits = reinterpret_cast<const unsigned char *>("12345678");
     const auto filled = [](auto fill, auto from) {
-        std::string out(8, '.');
-        return fill(from, reinterpret_cast<unsigned char *>(out.data())), out;
+        unsigned char out[9] = "........";
+        return fill(from, out), std::string(out, out + 8);
     };
+    const auto *digits = reinterpret_cast<const unsigned char *>("12345678");
     EXPECT_EQ(filled(swapIntToChar, 0x01020304), "\1\2\3\4....");
     EXPECT_EQ(filled(swapFloatToChar, 1.0f), "\x3F\x80\0\0...."s);
     EXPECT_EQ(filled(swapDoubleToChar, 1.0), "\x3F\xF0\0\0\0\0\0\0"s);
@@ -321,7 +289,6 @@ TEST(Records, PassTheFiltersExactly) {
         Codes codes;
         Names found;
     } rows[] = {
-        {"none", nullptr, {}, {"ab", "ac", "abc", "d", "e"}},
         {"name", "ab", {}, {"ab"}},
         {"codes", nullptr, {3, 7, 0}, {"ab", "ac"}},
         {"shorter codes", nullptr, {3, 0}, {}},
@@ -329,7 +296,6 @@ TEST(Records, PassTheFiltersExactly) {
         {"minus one", nullptr, {-1, 0}, {"abc"}},
         {"no codes", nullptr, {0}, {"d"}},
         {"both", "ac", {3, 7, 0}, {"ac"}},
-        {"name alone fits", "ac", {-1, 0}, {}},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.label);
@@ -340,16 +306,6 @@ TEST(Records, PassTheFiltersExactly) {
         EXPECT_EQ(nextName(stream.get(), row.name, codes), "-");
         EXPECT_EQ(nextName(stream.get(), row.name, codes), "-");
     }
-}
-
-TEST(Records, AreSkippedWithoutGrowingTheStack) {
-    std::string bytes;
-    for (int i = 0; i < 200000; ++i)
-        bytes += block(bareRecord("no", {1, 0}), i % 2 == 0);
-    const File file(bytes + block(bareRecord("yes", {2, 0})));
-    const OwnedFile stream = file.open("rb");
-    const Codes codes{2, 0};
-    EXPECT_EQ(nextName(stream.get(), nullptr, codes.data()), "yes");
 }
 
 TEST(Records, BeyondTheirFieldsAreRefusedUntouched) {
@@ -373,18 +329,13 @@ TEST(Records, BeyondTheirFieldsAreRefusedUntouched) {
         {"greatest code", true, [](Draft &d) { d.codes[0] = 65534, d.codes[1] = -1; }},
         {"code 65535", false, [](Draft &d) { d.codes[0] = 65535; }},
         {"code -2", false, [](Draft &d) { d.codes[1] = -2; }},
-        {"greatest element", true, [](Draft &d) { d.atom.element = 65535; }},
         {"element", false, [](Draft &d) { d.atom.element = 65536; }},
-        {"element -1", false, [](Draft &d) { d.atom.element = -1; }},
-        {"greatest float", true, [](Draft &d) { d.atom.x = 3.4028235e38; }},
-        {"overflow", false, [](Draft &d) { d.atom.y = 3.5e38; }},
-        {"infinity", false, [](Draft &d) { d.atom.z = -HUGE_VAL; }},
-        {"NaN", false, [](Draft &d) { d.atom.x = NAN; }},
+        {"overflow", false, [](Draft &d) { d.atom.y = -3.5e38; }},
+        {"NaN", false, [](Draft &d) { d.atom.z = NAN; }},
         {"bond atom", false, [](Draft &d) { d.bond.atom1 = 65535; }},
         {"bond atom -1", false, [](Draft &d) { d.bond.atom2 = -1; }},
         {"bond type", false, [](Draft &d) { d.bond.type = -5; }},
         {"far atom", true, [](Draft &d) { d.step.breakA = 65534; }},
-        {"no atom", true, [](Draft &d) { d.step.formB = INT_MIN; }},
         {"transition atom", false, [](Draft &d) { d.step.formA = 65535; }},
         {"atoms", false, [](Draft &d) { d.mol->atomCount = -1; }},
     };
@@ -400,10 +351,11 @@ TEST(Records, BeyondTheirFieldsAreRefusedUntouched) {
     const File file;
     const OwnedMol mol = hydroxyl();
     const Codes codes{0};
-    EXPECT_EQ(insertDB(file.path(), nullptr, codes.data(), mol.get()), 0);
-    EXPECT_EQ(insertDB(file.path(), strdup("n"), nullptr, mol.get()), 0);
-    EXPECT_EQ(insertDB(file.path(), strdup("n"), codes.data(), nullptr), 0);
-    EXPECT_EQ(insertDB("/nowhere/at/all", strdup("n"), codes.data(), mol.get()), 0);
+    EXPECT_EQ(insertDB(file.path(), nullptr, codes.data(), mol.get()) +
+                  insertDB(file.path(), strdup("n"), nullptr, mol.get()) +
+                  insertDB(file.path(), strdup("n"), codes.data(), nullptr) +
+                  insertDB("/nowhere/at/all", strdup("n"), codes.data(), mol.get()),
+              0);
     EXPECT_EQ(file.bytes(), "");
 }
 
@@ -447,16 +399,16 @@ TEST(Maintenance, KeepsPositionsInFileOrder) {
     EXPECT_EQ(listed(odd), Names{"odd"});
 }
 
-TEST(Maintenance, ListsManyNamesAndLeavesAnEmptyListAlone) {
+TEST(Maintenance, ListsManyNamesPastManyFreeBlocksAndLeavesAnEmptyListAlone) {
     std::string bytes;
     Names names;
-    for (int i = 0; i < 201; ++i)
-        bytes += block(bareRecord(names.emplace_back("n" + std::to_string(i)), {0}));
+    for (int i = 0; i < 200201; ++i)
+        bytes += i < 201 ? block(bareRecord(names.emplace_back("n" + std::to_string(i)), {0}))
+                         : block("skipped", 0);
     EXPECT_EQ(listed(File(bytes)), names);
     char *mine[1];
     char **list = mine;
-    EXPECT_EQ(listDB(File().path(), &list), 0);
-    EXPECT_EQ(listDB("/nowhere/at/all", &list), 0);
+    EXPECT_EQ(listDB(File().path(), &list) + listDB("/nowhere/at/all", &list), 0);
     EXPECT_EQ(list, mine);
 }
 

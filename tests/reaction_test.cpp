@@ -49,18 +49,15 @@ Ints codeOf(const std::vector<At> &atoms, const std::vector<Transition> &transit
 
 TEST(TransitionCodes, DependOnElementsAlone) {
     const std::vector<At> atoms = {{6}, {8}, {7}, {6}, {1}};
-    struct Row {
+    const struct {
         const char *what;
         std::vector<Transition> transitions;
         Ints code;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"none", {}, {-99}},
-        {"breaks C-O, forms C-N", {{0, 1, 0, 2}}, {6, 7, 6, 8}},
-        {"the reverse", {{2, 0, 1, 0}}, {6, 7, 6, 8}},
+        {"the larger kind goes second", {{2, 0, 1, 0}}, {6, 7, 6, 8}},
         {"half a bond is none", {{0, 3, 1, -1}}, {6, 6}},
-        {"two steps", {{0, 1, 4, 2}, {0, 4, 3, 1}}, {1, 6, 6, 8, 1, 7, 6, 8}},
-        {"in the other order", {{0, 4, 3, 1}, {0, 1, 4, 2}}, {1, 6, 6, 8, 1, 7, 6, 8}},
+        {"sorted", {{0, 4, 3, 1}, {0, 1, 4, 2}}, {1, 6, 6, 8, 1, 7, 6, 8}},
         {"an empty half goes first", {{0, 4, -1, -1}, {0, 1, 0, 2}}, {6, 7, 1, 6, 6, 8}},
         {"missing atoms", {{0, 5, -2, 1}, {INT_MAX, INT_MIN, 0, 1}}, {6, 8}},
         {"no atom at all", {{-1, 9, 9, -1}}, {}},
@@ -69,28 +66,16 @@ TEST(TransitionCodes, DependOnElementsAlone) {
         EXPECT_EQ(codeOf(atoms, transitions), code) << what;
 }
 
-std::vector<Ints> transitionsAsRows(const Molecule &mol) {
-    std::vector<Ints> rows;
-    for (const auto &[breakA, breakB, formA, formB] : transitionsOf(mol))
-        rows.push_back({breakA, breakB, formA, formB});
-    return rows;
-}
-
 TEST(TransitionTexts, AreReadInGroupsOfFour) {
     const OwnedMol mol = molecule({{6}, {8}, {6}, {6}, {1}}, "", {{0, 1, 0, 1}});
     setLabels(*mol, {"C1", "O2", "C3", "C1"}); // the last atom has no label
-    std::string many;
-    for (int i = 0; i < 50; ++i)
-        many += "C1 O2 - C3\t";
-    struct Row {
+    const struct {
         const char *text;
         int result;
         std::vector<Ints> transitions;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"C1 O2 x C3", 1, {{0, 1, -1, 2}}},
         {"C1 O2 C3", 0, {}},
-        {many.c_str(), 1, std::vector<Ints>(50, {0, 1, -1, 2})},
         {nullptr, 1, {}},
         {" \t  ", 1, {}},
         {"\tC3  \t O2 - - C1 C3 c3 C", 1, {{2, 1, -1, -1}, {0, 2, -1, -1}}},
@@ -100,7 +85,10 @@ TEST(TransitionTexts, AreReadInGroupsOfFour) {
     for (const auto &[text, result, transitions] : rows) {
         SCOPED_TRACE(text ? text : "NULL");
         EXPECT_EQ(genTransition(mol.get(), text), result);
-        EXPECT_EQ(transitionsAsRows(*mol), transitions);
+        std::vector<Ints> read;
+        for (const auto &[breakA, breakB, formA, formB] : transitionsOf(*mol))
+            read.push_back({breakA, breakB, formA, formB});
+        EXPECT_EQ(read, transitions);
     }
 }
 
@@ -110,30 +98,24 @@ TEST(TransitionMarks, CoverAtomsThatAreNamed) {
     Ints marks(7, 99);
     mapTransition(mol.get(), marks.data(), -7, -4);
     EXPECT_EQ(marks, Ints({-7, -4, -4, -7, -4, -7, 99}));
-    mol->transitionCount = 0;
-    mapTransition(mol.get(), marks.data(), -7, -1);
-    EXPECT_EQ(marks, Ints({-1, -1, -1, -1, -1, -1, 99}));
 }
 
 TEST(ApplyingTransitions, ChangesOrdersAndSetsHalfWayLengths) {
-    struct Row {
+    const Transition falls = {1, 0, -1, -1}, rises = {-1, -1, 1, 0};
+    const struct {
+        Transition transition;
         int type, result;
         const char *length; // of C-C: 1.531 times the mean of two factors
-    };
-    const Row falls[] = {{1, 0, "1.5310"}, {2, 5, "1.4315"}, {3, 2, "1.2631"}, {4, 3, "1.1559"},
-                         {5, 1, "1.4774"}, {0, 0, "1.5310"}, {9, 0, "1.5310"}};
-    const Row rises[] = {{1, 5, "1.4315"}, {2, 2, "1.2631"}, {3, 3, "1.1559"}, {4, 4, "1.2707"},
-                         {5, 2, "1.3779"}, {0, 0, "1.5310"}, {-3, 0, "1.5310"}};
-    const auto check = [](const Row &row, const Transition &transition) {
-        const OwnedMol mol = molecule({{6}, {6}}, "0 1 " + std::to_string(row.type), {transition});
+    } rows[] = {{falls, 1, 0, "1.5310"}, {falls, 2, 5, "1.4315"}, {falls, 3, 2, "1.2631"},
+                {falls, 4, 3, "1.1559"}, {falls, 5, 1, "1.4774"}, {falls, 9, 0, "1.5310"},
+                {rises, 1, 5, "1.4315"}, {rises, 2, 2, "1.2631"}, {rises, 3, 3, "1.1559"},
+                {rises, 4, 4, "1.2707"}, {rises, 5, 2, "1.3779"}, {rises, -3, 0, "1.5310"}};
+    for (const auto &[transition, type, result, length] : rows) {
+        const OwnedMol mol = molecule({{6}, {6}}, "0 1 " + std::to_string(type), {transition});
         EXPECT_EQ(applyTransition(mol.get()), 1);
-        EXPECT_EQ(writtenBonds(*mol), "0 1 " + std::to_string(row.result));
-        EXPECT_EQ(constraints(*mol, false), std::string("0-1 ") + row.length);
-    };
-    for (const Row &row : falls)
-        check(row, {1, 0, -1, -1});
-    for (const Row &row : rises)
-        check(row, {-1, -1, 1, 0});
+        EXPECT_EQ(writtenBonds(*mol), "0 1 " + std::to_string(result));
+        EXPECT_EQ(constraints(*mol, false), std::string("0-1 ") + length);
+    }
 }
 
 TEST(ApplyingTransitions, ActsHalfByHalfAndOneAfterAnother) {
@@ -157,7 +139,7 @@ TEST(ApplyingTransitions, ActsHalfByHalfAndOneAfterAnother) {
 
 // ---- constraints
 
-TEST(Constraining, CoversBondsPairsAndPathsInOrder) {
+TEST(Constraining, CoversBondsPairsAndPathsInOrderAndEachSetOfAtomsOnce) {
     const OwnedMol chain = molecule(std::vector<At>(5, {6}), "0 1 1, 1 2 1, 2 3 1, 3 4 1");
     // Measured in the partners, which stand in reverse order.
     const OwnedMol ref = molecule({{6, 2, 0, 1}, {6, 2, 0, 0}, {6, 0, 0, 0}, {6, 0, 1, 0}});
@@ -165,8 +147,6 @@ TEST(Constraining, CoversBondsPairsAndPathsInOrder) {
     EXPECT_EQ(constrainSub(chain.get(), ref.get(), map.data(), 1), 1);
     EXPECT_EQ(constraints(*chain),
               "0-1 1.0000/1, 0-2 2.2361/2, 1-2 2.0000/1, 0-3 2.4495/4, 1-3 2.2361/2, 2-3 1.0000/1");
-    constrainSub(chain.get(), ref.get(), map.data(), 6);
-    EXPECT_EQ(constraints(*chain), "0-1-2 90.0000/2, 3-2-1-0 90.0000/4, 1-2-3 90.0000/2");
     constrainSub(chain.get(), ref.get(), map.data(), 7);
     EXPECT_EQ(constraints(*chain),
               "0-1 1.0000/1, 0-2 2.2361/2, 0-1-2 90.0000/2, 1-2 2.0000/1, 0-3 2.4495/4, 3-2-1-0 "
@@ -181,27 +161,23 @@ TEST(Constraining, CoversBondsPairsAndPathsInOrder) {
     EXPECT_EQ(constraints(*chain), "0-1 1.0000/1");
     constrainSub(chain.get(), ref.get(), map.data(), 0);
     EXPECT_EQ(getConstraint(chain.get(), 0, 1, -1, -1), nullptr);
-}
 
-TEST(Constraining, KeepsTheFirstOfASetInARing) {
     const OwnedMol ring = molecule({{6}, {6, 1}, {6, 0, 1}}, "0 1 1, 1 2 1, 0 2 1");
-    Ints map = {0, 1, 2};
+    map = {0, 1, 2};
     constrainSub(ring.get(), ring.get(), map.data(), 7);
     EXPECT_EQ(constraints(*ring), "0-1 1.0000/1, 1-2 1.4142/2, 1-0-2 90.0000/2, 0-2 1.0000/1");
 }
 
-TEST(Measuring, DistancesAnglesAndCentroids) {
-    const OwnedMol mol = molecule({{6, 1}, {6}, {6, 0, 0, 2}, {6, 0, 1, 2}, {6}, {6, 2}, {6, 4}});
-    Atom *at = mol->atoms;
-    EXPECT_DOUBLE_EQ(calcDist(at, at + 3), std::sqrt(6));
-    EXPECT_DOUBLE_EQ(calcAngle(at, at + 1, at + 2), std::acos(0.0));
-    EXPECT_DOUBLE_EQ(calcDihedral(at, at + 1, at + 2, at + 3), std::acos(0.0));
+TEST(Measuring, CentreIsTakenOffItsAtoms) {
+    const OwnedMol mol = molecule({{6, 1}, {6, 0, 3, 1}, {6, 2, 0, 0}, {6, 4, 3, 5}});
     double centre[3];
-    calcCenter(at + 4, 3, centre);
-    EXPECT_EQ(Reals({centre[0], centre[1], centre[2]}), Reals({2, 0, 0}));
-    EXPECT_EQ(Reals({at[3].y, at[4].x, at[5].x, at[6].x}), Reals({1, -2, 0, 2}));
-    calcCenter(at, 0, centre);
-    EXPECT_TRUE(std::isnan(centre[0] + centre[1] + centre[2]) && at[0].x == 1);
+    calcCenter(mol->atoms + 1, 3, centre);
+    EXPECT_EQ(Reals({centre[0], centre[1], centre[2]}), Reals({2, 2, 2}));
+    expectAt(mol->atoms[0], 1, 0, 0, 0);
+    expectAt(mol->atoms[1], -2, 1, -1, 0);
+    expectAt(mol->atoms[3], 2, 1, 3, 0);
+    calcCenter(mol->atoms, 0, centre);
+    EXPECT_TRUE(std::isnan(centre[0] + centre[1] + centre[2]) && mol->atoms[0].x == 1);
 }
 
 // ---- searching: CHFBr(OH) loses its bromine. Coordinates are exact in single precision.
@@ -212,12 +188,11 @@ const std::string methaneBonds = "0 1 0, 0 2 1, 0 3 1, 0 4 1";
 const std::vector<Transition> bromineLeaves = {{0, 1, -1, -1}};
 
 /// Structures to be stored, without places.
-struct Kind {
+const struct Kind {
     const char *name;
     Ints elements;
     std::string bonds;
-};
-const Kind kinds[] = {
+} kinds[] = {
     {"exact", {6, 35, 9, 8, 1}, methaneBonds},
     {"super", {6, 35, 9, 8, 1, 6}, methaneBonds + ", 3 5 1"},
     {"extra", {6, 35, 9, 8, 1, 17}, methaneBonds + ", 0 5 1"},
@@ -226,7 +201,8 @@ const Kind kinds[] = {
     {"far", {6, 35, 9, 8, 1, 6}, "0 1 0, 3 2 1, 0 3 1, 0 4 1, 3 5 1"}, // the F on O
     {"bare", {6, 35, 1, 1, 1}, methaneBonds},
     {"hostile", {6, 35, 9, 8, 300}, methaneBonds},
-    {"other", {6, 17, 9, 8, 1}, methaneBonds}};
+    {"other", {6, 17, 9, 8, 1}, methaneBonds},
+};
 
 /// One of them by its name, which may go on with the length of its C-Br bond.
 OwnedMol storedStructure(const std::string &name) {
@@ -246,10 +222,13 @@ void store(const TemporaryFile &file, const std::string &name, Molecule &mol) {
     ASSERT_EQ(insertDB(file.path(), strdup(name.c_str()), code.get(), &mol), 1);
 }
 
-void storeAll(const TemporaryFile &file, const std::vector<std::string> &names) {
-    for (const std::string &name : names)
-        store(file, name, *storedStructure(name));
-}
+/// A database of such structures.
+struct Stored : TemporaryFile {
+    explicit Stored(const std::vector<std::string> &names) {
+        for (const std::string &name : names)
+            store(*this, name, *storedStructure(name));
+    }
+};
 
 /// The molecule asked for: turned and moved, or its mirror image.
 OwnedMol asked(double length = 2, bool mirrored = false) {
@@ -301,11 +280,10 @@ const std::string without = starts("none", 3, 3) + ends("none", 3, 3, "C1 Br2 F3
 const std::string far = startFar + ends("none", 3, 3, "C1 Br2 O4 \n");
 
 TEST(Searching, PrefersClassThenWeightThenMisfitThenFileOrder) {
-    struct Row {
+    const struct {
         std::vector<std::string> stored;
         std::string output, name; // name of the molecule afterwards
-    };
-    const Row rows[] = {
+    } rows[] = {
         {{"none", "sub", "super", "exact"}, without + sub + super + startExact, "exact (Exact)"},
         {{"exact", "exact 3"}, startExact, "exact (Exact)"},
         {{"super", "sub", "none", "far", "extra"}, super + startExact + startFar + extra, "super"},
@@ -319,8 +297,7 @@ TEST(Searching, PrefersClassThenWeightThenMisfitThenFileOrder) {
     };
     for (const auto &[stored, output, name] : rows) {
         SCOPED_TRACE(output);
-        const TemporaryFile file;
-        storeAll(file, stored);
+        const Stored file(stored);
         const OwnedMol mol = asked();
         const Found found = search(file.path(), *mol);
         EXPECT_EQ(found.result, 1);
@@ -335,33 +312,24 @@ TEST(Searching, PrefersClassThenWeightThenMisfitThenFileOrder) {
     }
 }
 
-TEST(Searching, ExactMatchGivesItsCoordinatesOrTheirMirrorImage) {
-    const TemporaryFile file;
-    storeAll(file, {"exact 2.25"});
+TEST(Searching, MatchIsGivenInTheHandednessThatMapped) {
+    const Stored exact({"exact 2.25"});
     for (const bool mirrored : {false, true}) {
-        const OwnedMol mol = asked(2, mirrored);
-        std::swap(mol->atoms[2], mol->atoms[3]);
-        std::swap(mol->bonds[1]->atom2, mol->bonds[2]->atom2);
-        EXPECT_EQ(search(file.path(), *mol).result, 1);
+        SCOPED_TRACE(mirrored);
         const double sign = mirrored ? -1 : 1;
-        expectAt(mol->atoms[0], 0, 0, 0, 0);
-        expectAt(mol->atoms[1], sign * 2.25, 0, 0, 0);
-        expectAt(mol->atoms[2], 0, 0, 1.5, 0);
-        expectAt(mol->atoms[3], 0, 1.5, 0, 0);
-        expectAt(mol->atoms[4], sign * -0.625, -0.625, -0.625, 0);
-    }
-}
+        const OwnedMol same = asked(2, mirrored), mol = asked(2, mirrored);
+        std::swap(same->atoms[2], same->atoms[3]);
+        std::swap(same->bonds[1]->atom2, same->bonds[2]->atom2);
+        EXPECT_EQ(search(exact.path(), *same).result, 1);
+        expectAt(same->atoms[1], sign * 2.25, 0, 0, 0);
+        expectAt(same->atoms[2], 0, 0, 1.5, 0);
+        expectAt(same->atoms[4], sign * -0.625, -0.625, -0.625, 0);
 
-TEST(Searching, PartialMatchIsLeftInTheHandednessThatMapped) {
-    for (const bool mirrored : {false, true}) {
-        const TemporaryFile file;
-        storeAll(file, {"super 2.5"});
-        const OwnedMol mol = asked(2, mirrored);
-        const Found found = search(file.path(), *mol);
+        const Stored partial({"super 2.5"});
+        const Found found = search(partial.path(), *mol);
         ASSERT_NE(found.match, nullptr);
         const Atom *atoms = found.match->atoms;
-        EXPECT_EQ(calcChirality(atoms, atoms + 1, atoms + 2, atoms + 3, atoms + 4),
-                  mirrored ? 1 : -1)
+        EXPECT_EQ(calcChirality(atoms, atoms + 1, atoms + 2, atoms + 3, atoms + 4), -sign)
             << "minus the product of three positive legs, or plus";
         expectAt(mol->atoms[0], 0, 0, 0, 1e-12);
         expectAt(mol->atoms[1], 2, 0, 0, 1e-12);
@@ -386,20 +354,16 @@ TEST(Searching, BestOfSeveralMappingsIsHandedBack) {
 
 TEST(Searching, CountsBelowZeroLowerTheScoreAndAreNotZero) {
     const TemporaryFile file;
-    store(file, "one fluorine",
-          *molecule({{6}, {35, 2}, {9, 0, 1.5}}, "0 1 0, 0 2 1", bromineLeaves));
+    store(file, "one F", *molecule({{6}, {35, 2}, {9, 0, 1.5}}, "0 1 0, 0 2 1", bromineLeaves));
     // Two fluorines are required though no bond of theirs changes; the record lacks one.
     const OwnedMol mol = molecule({{6}, {35, 2}, {9, 0, 1.5}, {9, 0, 0, 1.5}},
                                   "0 1 0, 0 2 1, 0 3 1", {{0, 1, 2, -1}, {-1, 3, -1, -1}});
     const Found found = search(file.path(), *mol);
-    EXPECT_EQ(found.output, starts("none", 3, 2));
-    EXPECT_EQ(found.result, 0);
+    EXPECT_EQ(std::to_string(found.result) + found.output, "0" + starts("none", 3, 2));
 }
 
 TEST(Searching, FindingNothingTakesTheFrameOnly) {
-    const TemporaryFile other, same;
-    storeAll(other, {"other"});
-    storeAll(same, {"exact"});
+    const Stored other({"other"}), same({"exact"});
     for (const char *path : {other.path(), "/nowhere/at/all", same.path()}) {
         const bool withTransitions = path != same.path();
         const OwnedMol mol = asked(2.5);
@@ -411,23 +375,16 @@ TEST(Searching, FindingNothingTakesTheFrameOnly) {
         EXPECT_EQ(map, withTransitions ? nullptr : &marker);
         EXPECT_EQ(mol->name, nullptr);
         EXPECT_EQ(mol->bondlink != nullptr, withTransitions);
-        const Atom *bromine = &mol->atoms[1];
         if (withTransitions)
-            expectAt(*bromine, 2.5, 0, 0, 1e-12);
+            expectAt(mol->atoms[1], 2.5, 0, 0, 1e-12);
         else
-            expectAt(*bromine, 5, -0.5, 1, 0);
+            expectAt(mol->atoms[1], 5, -0.5, 1, 0);
     }
-}
-
-TEST(Searching, ElementsBeyondTheTableFindNothing) {
-    const TemporaryFile file;
-    storeAll(file, {"exact", "hostile"});
-    for (const int element : {255, 300, -1, INT_MAX}) {
+    for (const int element : {255, 300, -1, INT_MAX}) { // beyond the table of elements
         const OwnedMol mol = asked();
         mol->atoms[4].element = element;
-        const Found found = search(file.path(), *mol);
-        EXPECT_EQ(found.result, 0);
-        EXPECT_EQ(found.output, "");
+        const Found found = search(same.path(), *mol);
+        EXPECT_EQ(std::to_string(found.result) + found.output, "0");
     }
 }
 
@@ -517,9 +474,7 @@ int start(const OwnedMol &mol, const char *path) {
 }
 
 TEST(ReactionRun, WithoutAPartialMatchNothingIsHeld) {
-    const TemporaryFile other, exact;
-    storeAll(other, {"other"});
-    storeAll(exact, {"exact"});
+    const Stored other({"other"}), exact({"exact"});
     const char *const paths[] = {nullptr, other.path(), "/nowhere/at/all", exact.path()};
     for (const char *path : paths) {
         const OwnedMol mol = asked(2.5);
@@ -535,8 +490,7 @@ TEST(ReactionRun, WithoutAPartialMatchNothingIsHeld) {
 }
 
 TEST(ReactionRun, PartialMatchIsHeldPlacedAndReleased) {
-    const TemporaryFile file;
-    storeAll(file, {"super"});
+    const Stored file({"super"});
     const OwnedMol mol = asked(2.25);
     EXPECT_EQ(start(mol, file.path()), 1);
     EXPECT_STREQ(mol->name, "super");
@@ -547,25 +501,20 @@ TEST(ReactionRun, PartialMatchIsHeldPlacedAndReleased) {
     EXPECT_NEAR(calcDist(&mol->atoms[2], &mol->atoms[3]), 1.5 * std::sqrt(2), 1e-9);
     for (int i = 0; i < 5; ++i)
         EXPECT_EQ(mol->atoms[i].frozen, i < 2 ? 1 : 0) << i;
-    EXPECT_EQ(constraints(*mol), "1-0-2 90.0000/2, 1-0-3 90.0000/2, 1-0-4 125.2644/2, 2-0-3 "
-                                 "90.0000/2, 2-0-4 125.2644/2, 3-0-4 125.2644/2");
     EXPECT_EQ(C_finishReaction(mol.get()), 0);
 }
 
 TEST(ReactionRun, HeldMatchSurvivesAllButANewSearch) {
-    const TemporaryFile file, other;
-    storeAll(file, {"super"});
-    storeAll(other, {"other"});
-    struct Row {
+    const Stored file({"super"}), other({"other"});
+    const struct {
         const char *what, *path;
         bool withTransitions;
         int held;
-    };
-    const Row rows[] = {{"no transitions", file.path(), false, 1},
-                        {"no database", nullptr, true, 1},
-                        {"found again", file.path(), true, 1},
-                        {"nothing found", other.path(), true, 0},
-                        {"unreadable", "/nowhere/at/all", true, 0}};
+    } rows[] = {{"no transitions", file.path(), false, 1},
+                {"no database", nullptr, true, 1},
+                {"found again", file.path(), true, 1},
+                {"nothing found", other.path(), true, 0},
+                {"unreadable", "/nowhere/at/all", true, 0}};
     for (const auto &[what, path, withTransitions, held] : rows) {
         SCOPED_TRACE(what);
         const OwnedMol first = asked(), second = asked(2.5);
@@ -581,8 +530,7 @@ TEST(ReactionRun, HeldMatchSurvivesAllButANewSearch) {
 }
 
 TEST(ReactionRun, MoleculeMayGrowShrinkOrChangeBeforeTheFinish) {
-    const TemporaryFile file;
-    storeAll(file, {"super"});
+    const Stored file({"super"});
     const OwnedMol grown = asked();
     EXPECT_EQ(start(grown, file.path()), 1);
     C_setAtom(grown.get(), 40, 6, 3, "new", 9, 9, 9);
