@@ -107,9 +107,10 @@ TEST(ApplyingTransitions, ChangesOrdersAndSetsHalfWayLengths) {
         int type, result;
         const char *length; // of C-C: 1.531 times the mean of two factors
     } rows[] = {{falls, 1, 0, "1.5310"}, {falls, 2, 5, "1.4315"}, {falls, 3, 2, "1.2631"},
-                {falls, 4, 3, "1.1559"}, {falls, 5, 1, "1.4774"}, {falls, 9, 0, "1.5310"},
-                {rises, 1, 5, "1.4315"}, {rises, 2, 2, "1.2631"}, {rises, 3, 3, "1.1559"},
-                {rises, 4, 4, "1.2707"}, {rises, 5, 2, "1.3779"}, {rises, -3, 0, "1.5310"}};
+                {falls, 4, 3, "1.1559"}, {falls, 5, 1, "1.4774"}, {falls, 0, 0, "1.5310"},
+                {falls, 9, 0, "1.5310"}, {rises, 1, 5, "1.4315"}, {rises, 2, 2, "1.2631"},
+                {rises, 3, 3, "1.1559"}, {rises, 4, 4, "1.2707"}, {rises, 5, 2, "1.3779"},
+                {rises, 0, 0, "1.5310"}, {rises, -3, 0, "1.5310"}};
     for (const auto &[transition, type, result, length] : rows) {
         const OwnedMol mol = molecule({{6}, {6}}, "0 1 " + std::to_string(type), {transition});
         EXPECT_EQ(applyTransition(mol.get()), 1);
