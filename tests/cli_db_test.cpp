@@ -1,19 +1,18 @@
 // The upkeep of databases, on files written byte by byte.
+#include "tests/command_line.hpp"
+
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
-#include <sys/wait.h>
 #include <utility>
 #include <vector>
 
 namespace {
 
 namespace fs = std::filesystem;
+using namespace saddlefit::test;
 using nlohmann::json;
 
 std::string little(unsigned int value, int bytes) {
@@ -54,57 +53,24 @@ const std::string whole =
 const std::string all = block(first) + block(second) + block(third);
 constexpr std::size_t freeAt = 90, secondAt = 180, thirdAt = 277, endAt = 367;
 
-struct Answer {
-    int status = -1;
-    std::string out, err;
-};
-
-class Upkeep : public testing::Test {
+class Upkeep : public CommandLineTest {
 protected:
     void SetUp() override {
-        std::string pattern = (fs::temp_directory_path() / "saddlefit-XXXXXX").string();
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-        folder_ = pattern + "/";
+        CommandLineTest::SetUp();
         ASSERT_EQ(whole.size(), endAt);
         write("a.db", whole);
     }
-    void TearDown() override { fs::remove_all(folder_); }
-
-    std::string contents(const std::string &name) const {
-        std::ifstream file(folder_ + name, std::ios::binary);
-        std::ostringstream text;
-        text << file.rdbuf();
-        return text.str();
-    }
-    void write(const std::string &name, const std::string &bytes) const {
-        std::ofstream(folder_ + name, std::ios::binary) << bytes;
-    }
-
-    // Files are named within the test's own folder.
-    Answer db(const std::string &arguments) const {
-        const std::string command =
-            "cd " + folder_ + " && " SADDLEFIT_CLI " db " + arguments + " > stdout 2> stderr";
-        const int status = std::system(command.c_str());
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contents("stdout"),
-                contents("stderr")};
-    }
+    Answer db(const std::string &arguments) const { return run("db " + arguments); }
 
     // Salvages a.db; returns how many bytes were passed over.
     std::size_t salvaged(const std::string &expected) const {
-        fs::remove(folder_ + "out.db");
+        fs::remove(file("out.db"));
         const auto answer = db("salvage a.db out.db --json");
         EXPECT_EQ(answer.status, 0) << answer.err;
         EXPECT_EQ(contents("out.db"), expected);
         return json::parse(answer.out).at("bytesPassedOver").get<std::size_t>();
     }
-
-private:
-    std::string folder_;
 };
-
-bool contains(const std::string &text, const std::string &part) {
-    return text.find(part) != std::string::npos;
-}
 
 const std::string kind = "\tC-N C-O\t3 atoms\t2 bonds\t1 transitions\t85 bytes\n";
 

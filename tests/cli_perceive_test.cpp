@@ -3,26 +3,23 @@
 
 #include "cli/errors.hpp"
 #include "cli/perception.hpp"
+#include "tests/command_line.hpp"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include <cmath>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <numbers>
 #include <numeric>
 #include <random>
 #include <sstream>
 #include <string>
-#include <sys/wait.h>
 #include <vector>
 
 namespace {
 
-namespace fs = std::filesystem;
 using namespace saddlefit::cli;
+using namespace saddlefit::test;
 using nlohmann::json;
 
 using Atoms = std::vector<StructureAtom>;
@@ -120,40 +117,11 @@ TEST(CandidateBonds, AtomsBeyondEveryGridAreNoTrouble) {
 
 // ---- the program ------------------------------------------------------------------------------
 
-struct Answer {
-    int status = -1;
-    std::string out, err;
-};
-
-class Perception : public testing::Test {
+class Perception : public CommandLineTest {
 protected:
-    void SetUp() override {
-        std::string pattern = (fs::temp_directory_path() / "saddlefit-XXXXXX").string();
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-        folder_ = pattern + "/";
-    }
-    void TearDown() override { fs::remove_all(folder_); }
-
-    static std::string contents(const std::string &path) {
-        std::ifstream file(path, std::ios::binary);
-        std::ostringstream text;
-        text << file.rdbuf();
-        return text.str();
-    }
-    std::string written(const std::string &name) const { return contents(folder_ + name); }
-    void write(const std::string &name, const std::string &text) const {
-        std::ofstream(folder_ + name, std::ios::binary) << text;
-    }
-    // Files are named within the test's own folder.
-    Answer run(const std::string &arguments) const {
-        const std::string command =
-            "cd " + folder_ + " && " SADDLEFIT_CLI " " + arguments + " > stdout 2> stderr";
-        const int status = std::system(command.c_str());
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, written("stdout"), written("stderr")};
-    }
     // An SD file of the example data as XYZ.
     void writeAsXyz(const std::string &name, const std::string &source) const {
-        std::istringstream file(contents(SADDLEFIT_DATA "/" + source));
+        std::istringstream file(contentsOf(SADDLEFIT_DATA "/" + source));
         std::string text, title, line;
         while (std::getline(file, title)) {
             for (int skipped = 0; skipped < 3; ++skipped)
@@ -167,14 +135,7 @@ protected:
         }
         write(name, text);
     }
-
-private:
-    std::string folder_;
 };
-
-bool contains(const std::string &text, const std::string &part) {
-    return text.find(part) != std::string::npos;
-}
 
 std::string xyz(const std::string &title, const std::vector<std::string> &lines) {
     std::string text = std::to_string(lines.size()) + "\n" + title + "\n";
@@ -268,7 +229,7 @@ TEST_F(Perception, EverythingStandsInJsonAndInTheStructureFile) {
     EXPECT_EQ(object.at("contacts"), 1);
     EXPECT_EQ(object.at("elements"), json({"O", "H", "H", "O", "H", "H"}));
     EXPECT_EQ(object.at("bonds"), json({{1, 2, 1}, {1, 3, 1}, {3, 4, 0}, {4, 5, 1}, {4, 6, 1}}));
-    const auto sdf = written("out.sdf");
+    const auto sdf = contents("out.sdf");
     EXPECT_TRUE(contains(sdf, "\n  6  4  0")) << sdf;
     EXPECT_TRUE(sdf.ends_with("M  END\n> <CONTACTS>\n3 4\n\n$$$$\n")) << sdf;
     EXPECT_EQ(run("perceive out.sdf --json").out, answer.out);
@@ -288,7 +249,7 @@ TEST_F(Perception, BeyondNineHundredAtomsTheStructureIsWrittenAndReadAsV3000) {
     const auto fromXyz = run("perceive many.xyz -o many.sdf");
     EXPECT_EQ(fromXyz.out,
               "many\t1000 atoms\t800 single\t0 double\t0 triple\t0 aromatic\t0 contacts\n");
-    EXPECT_TRUE(contains(written("many.sdf"), "M  V30 COUNTS 1000 800 0 0 0\n"));
+    EXPECT_TRUE(contains(contents("many.sdf"), "M  V30 COUNTS 1000 800 0 0 0\n"));
     EXPECT_EQ(run("perceive many.sdf").out, fromXyz.out);
     const auto codes = run("stereo many.sdf --centres");
     EXPECT_EQ(codes.out, run("stereo many.xyz --centres").out);

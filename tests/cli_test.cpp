@@ -1,30 +1,23 @@
 // The command line as a process: what it prints, writes and returns.
+#include "tests/command_line.hpp"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <string>
-#include <sys/wait.h>
 #include <vector>
 
 namespace {
 
 namespace fs = std::filesystem;
+using namespace saddlefit::test;
 
 const std::string data = SADDLEFIT_DATA;
-
-std::string contents(const fs::path &path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
 
 std::vector<std::string> linesOf(const std::string &text) {
     std::vector<std::string> lines;
@@ -32,10 +25,6 @@ std::vector<std::string> linesOf(const std::string &text) {
     for (std::string line; std::getline(stream, line);)
         lines.push_back(line);
     return lines;
-}
-
-bool contains(const std::string &text, const std::string &part) {
-    return text.find(part) != std::string::npos;
 }
 
 std::string replaced(std::string text, const std::string &from, const std::string &to) {
@@ -98,7 +87,7 @@ struct SdfRecord {
 std::vector<SdfRecord> records(const fs::path &path) {
     std::vector<SdfRecord> result;
     SdfRecord current;
-    for (const auto &line : linesOf(contents(path))) {
+    for (const auto &line : linesOf(contentsOf(path))) {
         if (line == "$$$$") {
             result.push_back(current);
             current.lines.clear();
@@ -111,38 +100,15 @@ std::vector<SdfRecord> records(const fs::path &path) {
 
 // ---- the program ----------------------------------------------------------------------------
 
-struct Answer {
-    int status = -1;
-    std::string out;
-    std::string err;
-};
-
-class CommandLine : public testing::Test {
+class CommandLine : public CommandLineTest {
 protected:
-    void SetUp() override {
-        std::string pattern = (fs::temp_directory_path() / "saddlefit-XXXXXX").string();
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-        folder_ = pattern;
-    }
-    void TearDown() override { fs::remove_all(folder_); }
-
     // "@NAME" names a file of the test's own folder, "%NAME" one of the example data.
     std::string expanded(const std::string &arguments) const {
-        return replaced(replaced(arguments, "@", folder_ + "/"), "%", data + "/");
+        return replaced(replaced(arguments, "@", file("")), "%", data + "/");
     }
 
     Answer run(const std::string &arguments) const {
-        const std::string command = std::string(SADDLEFIT_CLI) + " " + expanded(arguments) + " > " +
-                                    file("stdout") + " 2> " + file("stderr");
-        const int status = std::system(command.c_str());
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contents(file("stdout")),
-                contents(file("stderr"))};
-    }
-
-    std::string file(const std::string &name) const { return folder_ + "/" + name; }
-
-    void write(const std::string &name, const std::string &text) const {
-        std::ofstream(file(name), std::ios::binary) << text;
+        return CommandLineTest::run(expanded(arguments));
     }
 
     // A reaction of four carbons, given by the bonds of its two sides.
@@ -154,9 +120,6 @@ protected:
         fs::remove(file("o.sdf"));
         return run("react @r.sdf @p.sdf --db @empty.db -o @o.sdf");
     }
-
-private:
-    std::string folder_;
 };
 
 const std::string methane = sdf("x", {"C", "H", "H"}, {{1, 2, 1}, {1, 3, 1}});
@@ -239,7 +202,7 @@ TEST_F(CommandLine, ErrorsNameFileRecordAndFault) {
             EXPECT_TRUE(contains(answer.err, part)) << answer.err;
         }
     }
-    EXPECT_EQ(contents(file("empty.db")), "");
+    EXPECT_EQ(contents("empty.db"), "");
 }
 
 TEST_F(CommandLine, OneBadRecordDoesNotStopTheOthers) {
@@ -260,11 +223,11 @@ TEST_F(CommandLine, NothingIsWrittenWhereNothingSucceeds) {
     write("empty.db", "");
     write("o.sdf", "what stood here before");
     EXPECT_EQ(run("react @r.sdf @r.sdf --db @empty.db -o @o.sdf").status, 1);
-    EXPECT_EQ(contents(file("o.sdf")), "what stood here before");
+    EXPECT_EQ(contents("o.sdf"), "what stood here before");
     EXPECT_EQ(run("db add @new.db @r.sdf @r.sdf @r.sdf").status, 1);
     EXPECT_FALSE(fs::exists(file("new.db")));
     EXPECT_EQ(run("db add @o.sdf @r.sdf @r.sdf @r.sdf").status, 1) << "o.sdf is no database";
-    EXPECT_EQ(contents(file("o.sdf")), "what stood here before");
+    EXPECT_EQ(contents("o.sdf"), "what stood here before");
     for (const auto &entry : fs::directory_iterator(fs::path(file("o.sdf")).parent_path())) {
         EXPECT_FALSE(contains(entry.path().string(), ".part")) << entry.path();
     }
@@ -394,7 +357,7 @@ TEST_F(WithParents, StoredTransitionStatesAreFoundAndGivenBack) {
             EXPECT_EQ(written[i].atom(atom), truth_[i].atom(atom));
         }
     }
-    EXPECT_TRUE(contains(contents(file("o.sdf")), "M  CHG  1   1  -1\nM  END"));
+    EXPECT_TRUE(contains(contents("o.sdf"), "M  CHG  1   1  -1\nM  END"));
 }
 
 // The distances stand in the data's own table: parent O3-H4 1.29 and C1-H4 1.52, query O4-H5 1.28
@@ -445,7 +408,7 @@ TEST_F(WithParents, LineEndingsOfOtherSystemsMakeNoDifference) {
     const std::string arguments = " --db @parents.db";
     for (const std::string side : {"reactants", "products"}) {
         write(side + ".sdf",
-              replaced(contents(data + "/b3lyp/queries_" + side + ".sdf"), "\n", "\r\n"));
+              replaced(contentsOf(data + "/b3lyp/queries_" + side + ".sdf"), "\n", "\r\n"));
     }
     EXPECT_EQ(run("react @reactants.sdf @products.sdf" + arguments).out,
               run("react " + queriesOf + arguments).out);
