@@ -35,12 +35,7 @@ Sides readSides(const ReactionFiles &files) {
 
 // All atoms in one place: a format without coordinates, or a drawing that was never laid out.
 void requireCoordinates(const Structure &structure) {
-    const auto &first = structure.atoms.front().position;
-    for (const auto &atom : structure.atoms) {
-        const auto &at = atom.position;
-        if (at.x != first.x || at.y != first.y || at.z != first.z) return;
-    }
-    if (structure.atoms.size() == 1) return;
+    if (hasCoordinates(structure.atoms)) return;
     throw UserError(structure.origin + ": the record has no coordinates; make a three-dimensional "
                                        "structure of it first");
 }

@@ -184,12 +184,7 @@ std::vector<Ring> perceivedRings(const Structure &structure) {
 }
 
 void requireCoordinates(const std::vector<StructureAtom> &atoms) {
-    const auto &first = atoms.front().position;
-    const bool apart = std::any_of(atoms.begin(), atoms.end(), [&](const StructureAtom &atom) {
-        const auto &at = atom.position;
-        return at.x != first.x || at.y != first.y || at.z != first.z;
-    });
-    if (apart || atoms.size() == 1) return;
+    if (hasCoordinates(atoms)) return;
     throw UserError("the record has neither bonds nor coordinates to find them by; make a "
                     "three-dimensional structure of it first");
 }

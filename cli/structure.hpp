@@ -2,6 +2,7 @@
 #ifndef SADDLEFIT_CLI_STRUCTURE_HPP
 #define SADDLEFIT_CLI_STRUCTURE_HPP
 
+#include <algorithm>
 #include <map>
 #include <string>
 #include <utility>
@@ -47,6 +48,15 @@ struct Structure {
     std::vector<Ring> aromaticRings;
     std::map<std::string, std::string> fields;
 };
+
+// False if several atoms all lie in one place, as where a file gives a formula only.
+inline bool hasCoordinates(const std::vector<StructureAtom> &atoms) {
+    const auto apart = [&](const StructureAtom &atom) {
+        const auto &at = atom.position, &first = atoms.front().position;
+        return at.x != first.x || at.y != first.y || at.z != first.z;
+    };
+    return atoms.size() < 2 || std::any_of(atoms.begin(), atoms.end(), apart);
+}
 
 inline AtomPair orderedPair(int a, int b) {
     return a < b ? AtomPair{a, b} : AtomPair{b, a};
