@@ -19,7 +19,7 @@ constexpr char readAndWrite[] = "r+b"; ///< of an existing file, which keeps its
 
 bool growIfFull(char **&names, int count) {
     if (count % listGrowth != 0) return true;
-    return resizeArray(names, static_cast<std::size_t>(count + listGrowth));
+    return resizeArray(names, static_cast<std::size_t>(count) + listGrowth);
 }
 
 /// The handle of the record at a position, from the stream's beginning; 0 if there is none.

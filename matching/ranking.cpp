@@ -102,7 +102,8 @@ RankNode SphereWalk::newRankNode(int atom, int parentGroup) const {
 std::vector<int> SphereWalk::groupNumbers(std::span<const RankNode> sorted) const {
     std::vector<int> groups(sorted.size(), 0);
     for (std::size_t i = 1; i < sorted.size(); ++i)
-        groups[i] = groups[i - 1] + (compareRankNodes(sorted[i - 1], sorted[i]) != 0 ? 1 : 0);
+        groups[i] =
+            groups[i - 1] + (std::is_neq(compareRankNodes(sorted[i - 1], sorted[i])) ? 1 : 0);
     return groups;
 }
 
@@ -126,7 +127,7 @@ void SphereWalk::expandNode(const RankNode &node, int group, Branch &branch,
 std::size_t SphereWalk::expandRankSphere(Branch &branch) const {
     std::vector<RankNode> &frontier = branch.frontier;
     exchangeSort(frontier, [this](const RankNode &a, const RankNode &b) {
-        return compareRankNodes(a, b) < 0;
+        return std::is_lt(compareRankNodes(a, b));
     });
     const std::vector<int> groups = groupNumbers(frontier);
     for (const RankNode &node : frontier)
@@ -172,7 +173,7 @@ void settleUnique(std::vector<Branch> &branches) {
         branch->growth = Growth::finished;
         for (auto later = branch + 1; later != branches.end(); ++later) {
             if (later->growth != Growth::active) continue;
-            if (compareRankKeys(branch->key, later->key) != 0) continue;
+            if (std::is_neq(compareRankKeys(branch->key, later->key))) continue;
             branch->growth = later->growth = Growth::tied;
         }
     }
@@ -199,7 +200,7 @@ void growKeys(const Molecule &mol, std::vector<Branch> &branches, bool untilExha
 int countDistinctKeys(std::span<const Branch> sorted) {
     int distinct = 1;
     for (std::size_t i = 1; i < sorted.size(); ++i)
-        if (compareRankKeys(sorted[i - 1].key, sorted[i].key) != 0) ++distinct;
+        if (std::is_neq(compareRankKeys(sorted[i - 1].key, sorted[i].key))) ++distinct;
     return distinct;
 }
 
@@ -215,7 +216,7 @@ int rankAtoms(const Molecule &mol, std::span<int> atoms, std::span<const int> ex
     }
     growKeys(mol, branches, visitedSets != nullptr);
     exchangeSort(branches, [](const Branch &a, const Branch &b) {
-        return compareRankKeys(a.key, b.key) < 0;
+        return std::is_lt(compareRankKeys(a.key, b.key));
     });
     std::transform(branches.begin(), branches.end(), atoms.begin(),
                    [](const Branch &branch) { return branch.atom; });
