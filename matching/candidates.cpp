@@ -1,4 +1,5 @@
-#include "matching/mapping.hpp"
+#include "matching/candidates.hpp"
+
 #include "molecule/ranges.hpp"
 
 #include <algorithm>
@@ -46,10 +47,14 @@ class FewestCandidates {
 public:
     explicit FewestCandidates(std::vector<int> &stack) : stack_(stack), base_(stack.size()) {}
 
-    int atom() const { return atom_; }
+    /// The atom, or that there is none.
+    int choice() const { return atom_; }
 
     /// A list as long as this, finished or not, is out of the running.
     bool beats(std::size_t length) const { return atom_ >= 0 && stack_.size() - base_ <= length; }
+
+    /// Whether no list can be shorter than the shortest so far.
+    bool unbeatable() const { return beats(1); }
 
     void offer(int atom, const ScratchList &list) {
         if (list.size() == 0 || beats(list.size())) return;
@@ -58,202 +63,154 @@ public:
         atom_ = atom;
     }
 
+    int giveUp() {
+        stack_.resize(base_);
+        return CandidatePicker::hopeless;
+    }
+
 private:
     std::vector<int> &stack_;
     std::size_t base_;
-    int atom_ = -1;
+    int atom_ = CandidatePicker::complete;
 };
-
-bool elementsAgree(int code, const Atom &atom, const Atom &partner) {
-    switch (code) {
-    case MAP_REQUIRED_ANY:
-    case MAP_OPTIONAL_ANY:
-        return true;
-    case MAP_REQUIRED_HEAVY:
-    case MAP_OPTIONAL_HEAVY:
-        return atom.element < 2 || (partner.element != 0 && partner.element != 1);
-    default:
-        return atom.element == partner.element;
-    }
-}
-
-/// Whether every bond of an atom to a mapped one has its like between their partners.
-bool bondsAgree(Molecule &own, int atom, std::span<const int> partners, Molecule &other,
-                int partner, bool anyType) {
-    for (const Neighbour neighbour : neighboursOf(own, atom)) {
-        const int far = partners[static_cast<std::size_t>(neighbour.atom)];
-        if (!hasPartner(far)) continue;
-        const Bond *like = getBond(&other, partner, far);
-        if (!like) return false;
-        if (!anyType && like->type != neighbour.bond->type) return false;
-    }
-    return true;
-}
-
-/// Whether the mapped neighbours of an atom still agree once it has taken its partner.
-bool neighboursKeepHandedness(const PartialMapping &mapping, int atom, int partner) {
-    const RestoredEntry code(mapping.partnerOf(atom));
-    const RestoredEntry inverseCode(mapping.patternAtomOn(partner));
-    mapping.partnerOf(atom) = partner;
-    mapping.patternAtomOn(partner) = atom;
-    for (const Neighbour neighbour : neighboursOf(mapping.pattern, atom)) {
-        const int centrePartner = mapping.partnerOf(neighbour.atom);
-        if (!hasPartner(centrePartner)) continue;
-        if (!chiralityAgrees(mapping, neighbour.atom, centrePartner)) return false;
-    }
-    return true;
-}
-
-/// The neighbours of a four-coordinate centre and those of its partner, in the same order; the
-/// one without partner, if there is one, stands last.
-struct PairedNeighbours {
-    std::array<const Atom *, 4> own;
-    std::array<const Atom *, 4> far;
-};
-
-/// The only neighbour in the target that is nobody's partner; null if there is none or several.
-const Atom *onlyFreeNeighbour(const PartialMapping &mapping, int partner) {
-    const Atom *free = nullptr;
-    for (const Neighbour neighbour : neighboursOf(mapping.target, partner)) {
-        if (hasPartner(mapping.patternAtomOn(neighbour.atom))) continue;
-        if (free) return nullptr;
-        free = &mapping.target.atoms[neighbour.atom];
-    }
-    return free;
-}
-
-/// False unless all four places are known on both sides.
-bool pairNeighbours(const PartialMapping &mapping, int centre, int partner,
-                    PairedNeighbours &pairs) {
-    std::size_t bonds = 0;
-    std::size_t paired = 0;
-    const Atom *unpaired = nullptr;
-    for (const Neighbour neighbour : neighboursOf(mapping.pattern, centre)) {
-        if (bonds++ == pairs.own.size()) return false;
-        const Atom *atom = &mapping.pattern.atoms[neighbour.atom];
-        const int far = mapping.partnerOf(neighbour.atom);
-        if (!hasPartner(far)) {
-            if (unpaired) return false;
-            unpaired = atom;
-            continue;
-        }
-        if (!hasAtom(mapping.target, far)) return false;
-        pairs.own[paired] = atom;
-        pairs.far[paired++] = &mapping.target.atoms[far];
-    }
-    if (bonds < pairs.own.size()) return false;
-    if (!unpaired) return true;
-    pairs.own[paired] = unpaired;
-    pairs.far[paired] = onlyFreeNeighbour(mapping, partner);
-    return pairs.far[paired] != nullptr;
-}
 
 /// Candidates of an atom next to a mapped one: the neighbours of that one's partner with the code
 /// that is on offer. Once the target has no code left, the offered 0 is the mark of atom 0's
 /// partner, which may then serve a second atom.
 void listNextTo(const PartialMapping &mapping, int anchor, int atom, int offeredCode,
                 const FewestCandidates &fewest, ScratchList &list) {
-    for (const Neighbour beside : neighboursOf(mapping.target, anchor)) {
+    for (const auto &beside : mapping.targetBonds.of(anchor)) {
         if (list.full() || fewest.beats(list.size())) return;
         if (mapping.patternAtomOn(beside.atom) != offeredCode) continue;
         if (canMapAtom(mapping, atom, beside.atom)) list.add(beside.atom);
     }
 }
 
-/// Offers the candidates of every atom of one code that is bonded to the mapped part; whether
-/// there is such an atom.
-bool offerBonded(const PartialMapping &mapping, int code, int offeredCode, std::span<int> room,
-                 FewestCandidates &fewest) {
-    bool bonded = false;
-    for (int atom = 0; atom < mapping.pattern.atomCount; ++atom) {
+/// Whether a required atom without candidates, bonded to one on `anchor`, will never have any.
+///
+/// It has to go next to `anchor`, and the more of the pattern is mapped, the fewer atoms it fits:
+/// if no free atom there fits it now, none will. An atom that is taken is offered again only once
+/// all are, which so few open atoms cannot bring about. And without it no mapping reaches the
+/// least depth, for until it is placed, none but required atoms are.
+bool neverFits(const PartialMapping &mapping, int anchor, int atom) {
+    if (!mapping.regular() || mapping.openAtoms() > mapping.freeSites()) return false;
+    for (const auto &beside : mapping.targetBonds.of(anchor)) {
+        if (hasPartner(mapping.patternAtomOn(beside.atom))) continue;
+        if (fits(mapping, atom, beside.atom)) return false;
+    }
+    return true;
+}
+
+/// What the atoms of one code that are bonded to the mapped part come to.
+enum class Bonded { none, some, hopeless };
+
+/// Offers their candidates, until one atom has but one.
+Bonded offerBonded(const PartialMapping &mapping, int code, std::span<int> room,
+                   FewestCandidates &fewest) {
+    const int offeredCode = mapping.inverseCodes().lowest();
+    const AtomSet &boundary = mapping.boundary();
+    Bonded bonded = Bonded::none;
+    for (int atom = boundary.next(0); atom >= 0; atom = boundary.next(atom + 1)) {
         const int partner = mapping.partnerOf(atom);
-        if (!hasPartner(partner)) continue;
-        for (const Neighbour next : neighboursOf(mapping.pattern, atom)) {
+        for (const auto &next : mapping.patternBonds.of(atom)) {
             if (mapping.partnerOf(next.atom) != code) continue;
-            bonded = true;
+            bonded = Bonded::some;
             ScratchList list(room);
             listNextTo(mapping, partner, next.atom, offeredCode, fewest, list);
             fewest.offer(next.atom, list);
+            if (fewest.unbeatable()) return bonded;
+            if (list.size() == 0 && isRequired(code) && neverFits(mapping, partner, next.atom))
+                return Bonded::hopeless;
         }
     }
     return bonded;
 }
 
-} // namespace
-
-LowestCode lowestCode(std::span<const int> map) {
-    LowestCode lowest{0, false};
-    for (const int value : map) {
-        lowest.code = std::min(lowest.code, value);
-        lowest.relaxed = lowest.relaxed || isRelaxed(value);
+/// Free atoms of a target by element, so that candidates can be counted without listing them.
+class FreeSites {
+public:
+    explicit FreeSites(const PartialMapping &mapping) : mapping_(mapping) {
+        for (int site = 0; site < mapping.target.atomCount; ++site) {
+            const int element = mapping.target.atoms[site].element;
+            if (hasPartner(mapping.patternAtomOn(site)) || !counted(element)) continue;
+            ++counts_[static_cast<std::size_t>(element)];
+        }
     }
-    return lowest;
-}
 
-bool canMapAtom(const PartialMapping &mapping, int atom, int partner) {
-    const int code = mapping.partnerOf(atom);
-    if (!elementsAgree(code, mapping.pattern.atoms[atom], mapping.target.atoms[partner]))
-        return false;
-    const bool anyType = isRelaxed(code);
-    if (!bondsAgree(mapping.pattern, atom, mapping.map, mapping.target, partner, anyType))
-        return false;
-    if (!bondsAgree(mapping.target, partner, mapping.inverse, mapping.pattern, atom, anyType))
-        return false;
-    if (!mapping.checkChirality) return true;
-    return neighboursKeepHandedness(mapping, atom, partner) &&
-           chiralityAgrees(mapping, atom, partner);
-}
+    bool admit(int atom, int site) const {
+        return !hasPartner(mapping_.patternAtomOn(site)) &&
+               elementsAgree(mapping_.partnerOf(atom), mapping_.pattern.atoms[atom],
+                             mapping_.target.atoms[site]);
+    }
 
-bool chiralityAgrees(const PartialMapping &mapping, int centre, int partner) {
-    if (!hasAtom(mapping.target, partner)) return true;
-    PairedNeighbours pairs;
-    if (!pairNeighbours(mapping, centre, partner, pairs)) return true;
-    const auto handedness = [](const Atom &middle, const std::array<const Atom *, 4> &around) {
-        return calcChirality(&middle, around[0], around[1], around[2], around[3]);
-    };
-    const int own = handedness(mapping.pattern.atoms[centre], pairs.own);
-    const int far = handedness(mapping.target.atoms[partner], pairs.far);
-    return own == 0 || far == 0 || own == far;
-}
+    int countFor(int atom) const {
+        const int code = mapping_.partnerOf(atom);
+        const int element = mapping_.pattern.atoms[atom].element;
+        if (!isRelaxed(code)) return sameElement(atom);
+        const bool heavy = code == MAP_REQUIRED_HEAVY || code == MAP_OPTIONAL_HEAVY;
+        const int barred = heavy && element >= 2 ? counts_[0] + counts_[1] : 0;
+        return mapping_.freeSites() - barred;
+    }
+
+private:
+    static bool counted(int element) { return element >= 0 && element < 256; }
+
+    int sameElement(int atom) const {
+        const int element = mapping_.pattern.atoms[atom].element;
+        if (counted(element)) return counts_[static_cast<std::size_t>(element)];
+        int count = 0;
+        for (int site = 0; site < mapping_.target.atomCount; ++site)
+            count += admit(atom, site) ? 1 : 0;
+        return count;
+    }
+
+    const PartialMapping &mapping_;
+    std::array<int, 256> counts_{};
+};
+
+} // namespace
 
 CandidatePicker::CandidatePicker(const Molecule &target)
     : startList_(scratchList(pickerScratch.start, target)),
       nextList_(scratchList(pickerScratch.next, target)) {}
 
 int CandidatePicker::pickStartAtom(const PartialMapping &mapping, std::vector<int> &stack) const {
-    FewestCandidates fewest(stack);
-    const int code = lowestCode(mapping.map).code;
-    if (code >= MAP_SKIP) return fewest.atom();
+    const int code = mapping.codes().lowest();
+    if (!isOpen(code)) return complete;
+    const FreeSites sites(mapping);
+    int chosen = complete;
+    int fewest = 0;
     for (int atom = 0; atom < mapping.pattern.atomCount; ++atom) {
         if (mapping.partnerOf(atom) != code) continue;
-        ScratchList list(startList_);
-        for (int site = 0; site < mapping.target.atomCount; ++site) {
-            if (fewest.beats(list.size())) break;
-            if (hasPartner(mapping.patternAtomOn(site))) continue;
-            if (elementsAgree(code, mapping.pattern.atoms[atom], mapping.target.atoms[site]))
-                list.add(site);
-        }
-        fewest.offer(atom, list);
+        const int count = sites.countFor(atom);
+        if (count == 0 || (chosen != complete && count >= fewest)) continue;
+        chosen = atom;
+        fewest = count;
     }
-    return fewest.atom();
+    if (chosen == complete) return complete;
+    ScratchList list(startList_);
+    for (int site = 0; site < mapping.target.atomCount; ++site)
+        if (sites.admit(chosen, site)) list.add(site);
+    stack.insert(stack.end(), list.atoms().begin(), list.atoms().end());
+    return chosen;
 }
 
 int CandidatePicker::pickNextAtom(const PartialMapping &mapping, std::vector<int> &stack) const {
     FewestCandidates fewest(stack);
-    const LowestCode lowest = lowestCode(mapping.map);
-    if (lowest.code >= MAP_SKIP) return fewest.atom();
-    const int offeredCode = lowestCode(mapping.inverse).code;
+    const int lowest = mapping.codes().lowest();
+    if (!isOpen(lowest)) return complete;
 
     // Where relaxed codes are about, the strict ones (-7, -4) give way to the code above them as
     // long as none of their own is bonded to the mapped part.
-    const bool givesWay = lowest.relaxed && !isRelaxed(lowest.code);
-    const int lastCode = givesWay ? lowest.code + 1 : lowest.code;
-    bool bonded = false;
-    for (int code = lowest.code; code <= lastCode && !bonded; ++code)
-        bonded = offerBonded(mapping, code, offeredCode, nextList_, fewest);
+    const bool givesWay = mapping.codes().relaxed() > 0 && !isRelaxed(lowest);
+    const int lastCode = givesWay ? lowest + 1 : lowest;
+    Bonded bonded = Bonded::none;
+    for (int code = lowest; code <= lastCode && bonded == Bonded::none; ++code)
+        bonded = offerBonded(mapping, code, nextList_, fewest);
 
-    if (isRequired(lowest.code) && !bonded) return pickStartAtom(mapping, stack);
-    return fewest.atom();
+    if (bonded == Bonded::hopeless) return fewest.giveUp();
+    if (isRequired(lowest) && bonded == Bonded::none) return pickStartAtom(mapping, stack);
+    return fewest.choice();
 }
 
 } // namespace saddlefit

@@ -1,11 +1,15 @@
-#include "matching/mapping.hpp"
+#include "saddlefit/matching.h"
 
+#include "matching/candidates.hpp"
+#include "matching/depth_bound.hpp"
 #include "molecule/memory.hpp"
 #include "molecule/ranges.hpp"
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstdlib>
+#include <optional>
 #include <vector>
 
 using namespace saddlefit;
@@ -22,6 +26,10 @@ struct ResultStore {
     int capacity;
 
     bool full() const { return count == capacity; }
+    /// The least depth at which a mapping is still taken. It never falls.
+    int wanted(int minimum) const {
+        return count == 0 ? minimum : std::max(minimum, scores[0] + (full() ? 1 : 0));
+    }
     void put(int place, std::span<const int> map, int depth) {
         std::copy(map.begin(), map.end(), solutions[place]);
         scores[place] = depth;
@@ -57,8 +65,12 @@ struct Demand {
 /// many nested calls would overflow the host's.
 class MappingSearch {
 public:
-    MappingSearch(const PartialMapping &mapping, ResultStore &store, int target)
-        : mapping_(mapping), picker_(mapping.target), store_(store), target_(target) {}
+    MappingSearch(PartialMapping &mapping, ResultStore &store, const Demand &demand)
+        : mapping_(mapping),
+          picker_(mapping.target),
+          store_(store),
+          target_(demand.target),
+          entriesToPass_(entriesPerAtom * demand.target) {}
 
     void run(int depth, int minimum) {
         minimum_ = minimum;
@@ -69,6 +81,12 @@ public:
     }
 
 private:
+    /// The bound costs about as much as entering a few branches. So a search that is soon over does
+    /// without: it enters this many branches per atom first. Later the bound is passed over for
+    /// twice as many branches each time that it has pruned none.
+    static constexpr int entriesPerAtom = 2;
+    static constexpr std::int64_t mostPassedOver = 63;
+
     /// An atom of the pattern, what has been tried with it and what is left to try.
     struct Level {
         int atom;
@@ -76,9 +94,7 @@ private:
         int depth;
         std::size_t first, last; ///< its candidates
         std::size_t next;        ///< the first of them that has not been tried
-        int partner = -1;        ///< the one being tried
-        int partnerCode = 0;
-        bool leftOut = false;
+        int partnerCode = 0;     ///< what the inverse held for the one being tried
     };
 
     /// Gives the maps back as they were, however the search ends.
@@ -98,41 +114,59 @@ private:
     bool advance();
     bool record(int depth);
 
-    void place(Level &level);
-    void takeBack(Level &level);
+    bool cannotRecord(int depth);
+    void reopen(const Level &level);
     void leave();
 
-    const PartialMapping &mapping_;
+    PartialMapping &mapping_;
     CandidatePicker picker_;
     ResultStore &store_;
     int target_;
     int minimum_ = 0;
     std::vector<Level> levels_;
     std::vector<int> candidates_; // stack of the lists of all levels
+    std::optional<DepthBound> bound_;
+    std::int64_t entriesToPass_;  // before the bound is asked again
+    std::int64_t passedOver_ = 0; // between the last two times
 };
 
 /// Choose the atom to place next; a branch without one is complete.
 bool MappingSearch::enter(int depth) {
+    if (cannotRecord(depth)) return true;
     const std::size_t first = candidates_.size();
     const int atom = depth == 0 ? picker_.pickStartAtom(mapping_, candidates_)
                                 : picker_.pickNextAtom(mapping_, candidates_);
-    const std::size_t last = candidates_.size();
-    if (first == last) return record(depth);
-    levels_.push_back({atom, mapping_.partnerOf(atom), depth, first, last, first});
+    if (atom == CandidatePicker::hopeless) return true;
+    if (atom == CandidatePicker::complete) return record(depth);
+    levels_.push_back({atom, mapping_.partnerOf(atom), depth, first, candidates_.size(), first});
     return true;
+}
+
+/// Whether no mapping of a branch is deep enough for the store.
+bool MappingSearch::cannotRecord(int depth) {
+    const int wanted = store_.wanted(minimum_);
+    if (depth + mapping_.openAtoms() < wanted) return true;
+    if (entriesToPass_-- > 0 || mapping_.freeSites() == 0) return false;
+    if (!bound_) bound_.emplace(mapping_);
+    const bool pruned = (*bound_)(depth) < wanted;
+    passedOver_ = pruned ? 0 : std::min(2 * passedOver_ + 1, mostPassedOver);
+    entriesToPass_ = passedOver_;
+    return pruned;
 }
 
 /// Try the next candidate of the atom placed last, then leaving it out, then step back.
 bool MappingSearch::advance() {
     Level &level = levels_.back();
-    takeBack(level);
+    reopen(level);
     if (level.next < level.last) {
-        place(level);
+        const int partner = candidates_[level.next++];
+        level.partnerCode = mapping_.patternAtomOn(partner);
+        mapping_.place(level.atom, partner);
         return enter(level.depth + 1);
     }
-    if (!isRequired(level.code) && !level.leftOut) {
-        level.leftOut = true;
-        mapping_.partnerOf(level.atom) = MAP_SKIP;
+    if (level.next == level.last && !isRequired(level.code)) {
+        ++level.next;
+        mapping_.leaveOut(level.atom);
         return enter(level.depth);
     }
     leave();
@@ -145,23 +179,18 @@ bool MappingSearch::record(int depth) {
     return depth != target_ || !store_.full();
 }
 
-void MappingSearch::place(Level &level) {
-    level.partner = candidates_[level.next++];
-    level.partnerCode = mapping_.patternAtomOn(level.partner);
-    mapping_.partnerOf(level.atom) = level.partner;
-    mapping_.patternAtomOn(level.partner) = level.atom;
-}
-
-void MappingSearch::takeBack(Level &level) {
-    if (level.partner < 0) return;
-    mapping_.patternAtomOn(level.partner) = level.partnerCode;
-    level.partner = -1;
+/// Take back what is being tried with the atom, if anything is.
+void MappingSearch::reopen(const Level &level) {
+    const int value = mapping_.partnerOf(level.atom);
+    if (hasPartner(value))
+        mapping_.takeBack(level.atom, level.code, level.partnerCode);
+    else if (value == MAP_SKIP)
+        mapping_.reopen(level.atom, level.code);
 }
 
 void MappingSearch::leave() {
-    Level &level = levels_.back();
-    takeBack(level);
-    mapping_.partnerOf(level.atom) = level.code;
+    const Level &level = levels_.back();
+    reopen(level);
     candidates_.resize(level.first);
     levels_.pop_back();
 }
@@ -212,12 +241,11 @@ void searchMirrorImage(MappingSearch &search, Molecule &target, const Demand &de
         store.scores[i] = -store.scores[i];
 }
 
-int runSearch(const PartialMapping &mapping, ResultStore &store, bool tryMirror) {
+int runSearch(PartialMapping &mapping, Molecule &target, ResultStore &store, bool tryMirror) {
     const Demand demand(mapping.map);
-    MappingSearch search(mapping, store, demand.target);
+    MappingSearch search(mapping, store, demand);
     search.run(demand.fixed, demand.minimum);
-    if (mapping.checkChirality && tryMirror)
-        searchMirrorImage(search, mapping.target, demand, store);
+    if (mapping.checkChirality && tryMirror) searchMirrorImage(search, target, demand, store);
     return store.count > 0 ? std::abs(store.scores[0]) : 0;
 }
 
@@ -234,10 +262,10 @@ int mapSub(Molecule *A, Molecule *B, int *map, int **solutions, int *scores, int
         std::vector<int> ownScores(scores ? 0 : static_cast<std::size_t>(capacity));
         std::vector<int> ownInverse(inverse ? 0 : atomsOf(*B).size(), MAP_OPTIONAL);
         ResultStore store{solutions, scores ? scores : ownScores.data(), *count, capacity};
-        const PartialMapping mapping{
-            *A, *B, codes, countedSpan(inverse ? inverse : ownInverse.data(), B->atomCount),
-            checkChirality != 0};
-        return runSearch(mapping, store, tryMirror != 0);
+        PartialMapping mapping(*A, *B, codes,
+                               countedSpan(inverse ? inverse : ownInverse.data(), B->atomCount),
+                               checkChirality != 0);
+        return runSearch(mapping, *B, store, tryMirror != 0);
     });
     if (depth < 0) *count = 0;
     return depth;

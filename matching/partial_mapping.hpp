@@ -1,0 +1,166 @@
+/// A mapping in the making, and what it lets an atom do.
+#pragma once
+
+#include "saddlefit/matching.h"
+
+#include "matching/bond_table.hpp"
+
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace saddlefit {
+
+inline bool hasPartner(int value) {
+    return value >= 0;
+}
+
+inline bool isRequired(int code) {
+    return code >= MAP_REQUIRED && code <= MAP_REQUIRED_HEAVY;
+}
+
+/// Codes that do not insist on the same element, nor on the same type of bond.
+inline bool isRelaxed(int code) {
+    return code == MAP_REQUIRED_ANY || code == MAP_REQUIRED_HEAVY || code == MAP_OPTIONAL_ANY ||
+           code == MAP_OPTIONAL_HEAVY;
+}
+
+/// Whether an atom of the pattern with this value may still get a partner.
+inline bool isOpen(int value) {
+    return value < MAP_SKIP;
+}
+
+/// How many entries of a map hold which negative value.
+class CodeTally {
+public:
+    explicit CodeTally(std::span<const int> map) : map_(map) {
+        for (const int value : map)
+            add(value);
+    }
+    void add(int value) { count(value, 1); }
+    void remove(int value) { count(value, -1); }
+
+    int lowest() const; ///< the smallest value, 0 if none is negative
+    int of(int code) const { return counts_[static_cast<std::size_t>(-code)]; }
+    int unknown() const { return counts_[0]; } ///< values below all codes
+    int negative() const { return negative_; }
+    int required() const {
+        return of(MAP_REQUIRED) + of(MAP_REQUIRED_ANY) + of(MAP_REQUIRED_HEAVY);
+    }
+    int relaxed() const {
+        return of(MAP_REQUIRED_ANY) + of(MAP_REQUIRED_HEAVY) + of(MAP_OPTIONAL_ANY) +
+               of(MAP_OPTIONAL_HEAVY);
+    }
+
+private:
+    void count(int value, int change) {
+        if (hasPartner(value)) return;
+        negative_ += change;
+        counts_[static_cast<std::size_t>(value < MAP_REQUIRED ? 0 : -value)] += change;
+    }
+
+    std::span<const int> map_;
+    std::array<int, 1 - MAP_REQUIRED> counts_{}; // by code without its sign; unknown ones at 0
+    int negative_ = 0;
+};
+
+/// A set of atoms that is walked in the order of their positions.
+class AtomSet {
+public:
+    explicit AtomSet(std::size_t atoms) : words_((atoms + wordBits - 1) / wordBits) {}
+
+    void include(int atom) { words_[wordOf(atom)] |= bitOf(atom); }
+    void exclude(int atom) { words_[wordOf(atom)] &= ~bitOf(atom); }
+
+    /// The first member from a position on; -1 if there is none.
+    int next(int from) const {
+        std::size_t word = wordOf(from);
+        if (word >= words_.size()) return -1;
+        std::uint64_t rest = words_[word] & ~(bitOf(from) - 1);
+        while (rest == 0) {
+            if (++word == words_.size()) return -1;
+            rest = words_[word];
+        }
+        return static_cast<int>(word * wordBits) + std::countr_zero(rest);
+    }
+
+private:
+    static constexpr std::size_t wordBits = 64;
+    static std::size_t wordOf(int atom) { return static_cast<std::size_t>(atom) / wordBits; }
+    static std::uint64_t bitOf(int atom) {
+        return std::uint64_t{1} << (static_cast<std::size_t>(atom) % wordBits);
+    }
+    std::vector<std::uint64_t> words_;
+};
+
+/// The two maps of a search, and what follows from them, kept up to date from step to step.
+class PartialMapping {
+public:
+    PartialMapping(const Molecule &A, const Molecule &B, std::span<int> codes,
+                   std::span<int> inverseCodes, bool checksChirality);
+
+    const Molecule &pattern, &target;
+    const BondTable patternBonds, targetBonds;
+    const bool checkChirality;
+    const std::span<int> map;     ///< by atom of the pattern: partner (0 or more) or code
+    const std::span<int> inverse; ///< by atom of the target: likewise
+
+    int &partnerOf(int atom) const { return map[static_cast<std::size_t>(atom)]; }
+    int &patternAtomOn(int atom) const { return inverse[static_cast<std::size_t>(atom)]; }
+
+    void place(int atom, int partner);
+    void takeBack(int atom, int code, int partnerCode);
+    void leaveOut(int atom);
+    void reopen(int atom, int code);
+
+    const CodeTally &codes() const { return codes_; }
+    const CodeTally &inverseCodes() const { return inverseCodes_; }
+    int openAtoms() const { return codes_.negative() - codes_.of(MAP_SKIP); }
+    int freeSites() const { return inverseCodes_.negative(); }
+
+    /// Whether every bond stands in the lists of both its atoms and every code is a known one.
+    /// Only then can a search foresee what a branch comes to.
+    bool regular() const { return regular_; }
+
+    /// Atoms with a partner; among them all that have an open neighbour.
+    const AtomSet &boundary() const { return boundary_; }
+
+private:
+    void changeNeighbours(int atom, int change);
+    void updateBoundary(int atom);
+
+    CodeTally codes_;
+    CodeTally inverseCodes_;
+    std::vector<int> openNeighbours_; // by atom of the pattern
+    AtomSet boundary_;
+    bool regular_;
+};
+
+/// Whether the code of an atom of the pattern lets it have a partner of this element.
+inline bool elementsAgree(int code, const Atom &atom, const Atom &partner) {
+    switch (code) {
+    case MAP_REQUIRED_ANY:
+    case MAP_OPTIONAL_ANY:
+        return true;
+    case MAP_REQUIRED_HEAVY:
+    case MAP_OPTIONAL_HEAVY:
+        return atom.element < 2 || (partner.element != 0 && partner.element != 1);
+    default:
+        return atom.element == partner.element;
+    }
+}
+
+/// Whether a partner suits an atom of the pattern by its element, and by its bonds to the mapped
+/// part: those of the one and of the other lead to partners of each other.
+bool fits(const PartialMapping &mapping, int atom, int partner);
+
+/// Whether an atom of the pattern may take a partner that is bonded to the mapped part.
+bool canMapAtom(const PartialMapping &mapping, int atom, int partner);
+
+/// Whether a centre keeps its handedness on its partner. Undecided centres agree.
+bool chiralityAgrees(const PartialMapping &mapping, int centre, int partner);
+
+} // namespace saddlefit
