@@ -1,8 +1,10 @@
-#include "saddlefit/superpose.h"
+#include "superpose/alignment.hpp"
+
 #include "saddlefit/vecmath.h"
 
 #include "molecule/memory.hpp"
 #include "molecule/ranges.hpp"
+#include "superpose/closed_form.hpp"
 #include "superpose/frame.hpp"
 
 #include <algorithm>
@@ -89,7 +91,45 @@ int readPartners(const Molecule &mol, std::span<const int> map, int capacity, do
     return count;
 }
 
+/// Share of the squared extent of both molecules by which rounding may take the squares of a
+/// superposition below the exact optimum.
+///
+/// An alignment carries coordinates through a few dozen operations and never far away: the fit
+/// starts in the standard frames, and the minimiser only lowers what it starts with. So an error is
+/// at most some hundred units of rounding (1.1e-16) of the extent, some thousand after a dozen
+/// alignments; it counts twice in a square. The sums over n pairs and the elimination add n units
+/// each. This is a million units.
+constexpr double RoundingMargin = 1e-10;
+
+double sumOfSquares(std::span<const double> values) {
+    double sum = 0;
+    for (const double value : values)
+        sum += value * value;
+    return sum;
+}
+
+/// Of the reference points, and of all atoms of the molecule: alignments by other maps round by
+/// other atoms' distances.
+double squaredExtent(const AlignMapState &pairs, const Molecule &mol) {
+    double sum = sumOfSquares(countedSpan(pairs.ref, 3 * pairs.count));
+    for (const Atom &atom : atomsOf(mol))
+        sum += sumOfSquares(positionOf(atom));
+    return sum;
+}
+
 } // namespace
+
+bool saddlefit::alignmentMayBeat(double misfit, const Molecule &mol, std::span<const int> map,
+                                 bool mirrored, const AlignMapState &state) {
+    AlignMapState pairs = state;
+    pairs.count = readPartners(mol, map, state.count, state.fit);
+    if (mirrored)
+        for (int i = 0; i < 3 * pairs.count; i += 3)
+            pairs.fit[i] = -pairs.fit[i];
+    const double root = misfit * pairs.count; // misfit = sqrt(squares) / count
+    return squaresMayFallBelow(root * root, RoundingMargin * squaredExtent(pairs, mol), pairs.ref,
+                               pairs.fit, pairs.count);
+}
 
 void alignMapStart(Molecule *ref, const int *select, double *matrix, AlignMapState *state,
                    double *params) {

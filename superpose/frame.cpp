@@ -8,14 +8,6 @@
 
 namespace saddlefit {
 
-AngleTerms::AngleTerms(double a, double b, double c)
-    : sa(std::sin(a)),
-      ca(std::cos(a)),
-      sb(std::sin(b)),
-      cb(std::cos(b)),
-      sc(std::sin(c)),
-      cc(std::cos(c)) {}
-
 void buildTransform(double *m, const AngleTerms &angles, const double *translation) {
     const auto &[sa, ca, sb, cb, sc, cc] = angles;
     m[0] = cb * cc;

@@ -1,11 +1,19 @@
 /// Rigid motions of the alignment, beneath the public transforms.
 #pragma once
 
+#include <cmath>
+
 namespace saddlefit {
 
 /// Sines and cosines of the angles about x, y and z.
 struct AngleTerms {
-    AngleTerms(double a, double b, double c);
+    AngleTerms(double a, double b, double c)
+        : sa(std::sin(a)),
+          ca(std::cos(a)),
+          sb(std::sin(b)),
+          cb(std::cos(b)),
+          sc(std::sin(c)),
+          cc(std::cos(c)) {}
     double sa, ca, sb, cb, sc, cc;
 };
 

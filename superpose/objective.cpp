@@ -11,149 +11,155 @@ namespace {
 constexpr int Variables = 6;
 /// The part of the mode that tells what to compute; the rest is the caller's.
 constexpr int ModeMask = 7;
-enum class Derivatives { None, Gradient, Hessian };
+enum Derivatives { None, Gradient, Hessian };
 
-using Vec3 = double[3];
-/// The rotation and its derivatives lie in row-major 4x4 blocks of which the 3x3 part is used.
-using Matrix = double[16];
-
-Derivatives requested(int mode) {
-    const int level = mode & ModeMask;
-    if (level < 1) return Derivatives::None;
-    return level < 2 ? Derivatives::Gradient : Derivatives::Hessian;
-}
-
-double dot(const Vec3 &a, const Vec3 &b) {
-    return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
-}
-
-void rotate(const Matrix &m, const double *p, Vec3 &out) {
-    for (int row = 0; row < 3; ++row)
-        out[row] = m[4 * row] * p[0] + m[4 * row + 1] * p[1] + m[4 * row + 2] * p[2];
-}
-
-/// d/da of Rx(a) v, given Rx(a) v: v loses its x part and turns by a quarter about x.
-void differentiateByA(const Vec3 &v, Vec3 &out) {
-    out[0] = 0;
-    out[1] = -v[2];
-    out[2] = v[1];
-}
-
-/// d/dc of M Rz(c), given M Rz(c).
-void differentiateByC(const Matrix &m, Matrix &out) {
-    for (int row = 0; row < 3; ++row) {
-        out[4 * row] = m[4 * row + 1];
-        out[4 * row + 1] = -m[4 * row];
-        out[4 * row + 2] = 0;
-    }
-}
-
-void fillRows(Matrix &m, const double (&rows)[9]) {
-    for (int row = 0; row < 3; ++row)
-        std::copy_n(rows + 3 * row, 3, m + 4 * row);
-}
-
-void fillByB(const AngleTerms &angles, Matrix &out) {
-    const auto &[sa, ca, sb, cb, sc, cc] = angles;
-    fillRows(out, {-sb * cc, sb * sc, cb,                //
-                   sa * cb * cc, -sa * cb * sc, sa * sb, //
-                   -ca * cb * cc, ca * cb * sc, -ca * sb});
-}
-
-void fillByBTwice(const AngleTerms &angles, Matrix &out) {
-    const auto &[sa, ca, sb, cb, sc, cc] = angles;
-    fillRows(out, {-cb * cc, cb * sc, -sb,               //
-                   -sa * sb * cc, sa * sb * sc, sa * cb, //
-                   ca * sb * cc, -ca * sb * sc, -ca * cb});
+/// Where each matrix begins among the rows of a Rotation, and how many rows there are to turn by.
+enum Block { R = 0, ByB = 3, ByC = 6, ByBB = 9, ByBC = 12, ByCC = 15, AllRows = 18 };
+constexpr int rowsFor(Derivatives wanted) {
+    if (wanted == None) return ByB;
+    return wanted == Gradient ? ByBB : AllRows;
 }
 
 /// The rotation R = Rx(a) Ry(b) Rz(c) and those derivatives of it by b and c that need a matrix;
-/// derivatives by a follow from the rotated points.
-struct RotationDerivatives {
-    Matrix transform, b, c, bb, bc, cc;
+/// derivatives by a follow from the turned points. The matrices stand one below the other and are
+/// stored by columns, so that a single pass turns a point by all of them.
+template <Derivatives Wanted> struct Rotation {
+    static constexpr int Rows = rowsFor(Wanted);
+    double column[3][Rows];
 
-    RotationDerivatives(const double *x, Derivatives wanted) {
+    explicit Rotation(const double *x) {
         const AngleTerms angles(x[0], x[1], x[2]);
-        buildTransform(transform, angles, x + 3);
-        if (wanted == Derivatives::None) return;
-        fillByB(angles, b);
-        differentiateByC(transform, c);
-        if (wanted == Derivatives::Gradient) return;
-        fillByBTwice(angles, bb);
-        differentiateByC(b, bc);
-        differentiateByC(c, cc);
+        const auto &[sa, ca, sb, cb, sc, cc] = angles;
+        double m[16];
+        buildTransform(m, angles, x + 3);
+        fill(R, {m[0], m[1], m[2], m[4], m[5], m[6], m[8], m[9], m[10]});
+        if constexpr (Wanted >= Gradient) {
+            fill(ByB, {-sb * cc, sb * sc, cb,                //
+                       sa * cb * cc, -sa * cb * sc, sa * sb, //
+                       -ca * cb * cc, ca * cb * sc, -ca * sb});
+            differentiateByC(R, ByC);
+        }
+        if constexpr (Wanted >= Hessian) {
+            fill(ByBB, {-cb * cc, cb * sc, -sb,               //
+                        -sa * sb * cc, sa * sb * sc, sa * cb, //
+                        ca * sb * cc, -ca * sb * sc, -ca * cb});
+            differentiateByC(ByB, ByBC);
+            differentiateByC(ByC, ByCC);
+        }
+    }
+
+    void turn(const double *p, double (&turned)[Rows]) const {
+        for (int row = 0; row < Rows; ++row)
+            turned[row] = column[0][row] * p[0] + column[1][row] * p[1] + column[2][row] * p[2];
+    }
+
+private:
+    void fill(Block block, const double (&rows)[9]) {
+        for (int row = 0; row < 3; ++row)
+            for (int k = 0; k < 3; ++k)
+                column[k][block + row] = rows[3 * row + k];
+    }
+
+    /// d/dc of M Rz(c), given M Rz(c).
+    void differentiateByC(Block from, Block to) {
+        for (int row = 0; row < 3; ++row) {
+            column[0][to + row] = column[1][from + row];
+            column[1][to + row] = -column[0][from + row];
+            column[2][to + row] = 0;
+        }
     }
 };
 
-double sumResiduals(const AlignMapState &state, const Matrix &transform) {
-    double sum = 0;
-    for (int i = 0; i < 3 * state.count; i += 3) {
-        Vec3 moved;
-        Trans4x3(transform, state.fit + i, moved);
-        for (int j = 0; j < 3; ++j)
-            state.resid[i + j] = state.ref[i + j] - moved[j];
-        sum += state.resid[i] * state.resid[i] + state.resid[i + 1] * state.resid[i + 1] +
-               state.resid[i + 2] * state.resid[i + 2];
-    }
-    return sum;
+double dot(const double *a, const double *b) {
+    return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
 }
+
+/// d/da of Rx(a) v, given Rx(a) v: v loses its x part and turns by a quarter about x.
+struct DerivativeByA {
+    double v[3];
+    explicit DerivativeByA(const double *rotated) : v{0, -rotated[2], rotated[1]} {}
+};
 
 /// One pair: its residual, and the derivatives of its moved point by the angles.
 struct Pair {
-    Vec3 residual, rotated, e[3];
+    const double *residual, *e[3];
+};
 
-    Pair(const AlignMapState &state, int i, const RotationDerivatives &rotation) {
-        std::copy_n(state.resid + i, 3, residual);
-        rotate(rotation.transform, state.fit + i, rotated);
-        differentiateByA(rotated, e[0]);
-        rotate(rotation.b, state.fit + i, e[1]);
-        rotate(rotation.c, state.fit + i, e[2]);
+struct GradientSum {
+    double g[Variables] = {};
+
+    void add(const Pair &pair) {
+        for (int k = 0; k < 3; ++k)
+            g[k] -= dot(pair.residual, pair.e[k]);
+        for (int j = 0; j < 3; ++j)
+            g[3 + j] -= pair.residual[j];
+    }
+    void write(double *f, double *out) const {
+        double squaredNorm = 0;
+        for (int k = 0; k < Variables; ++k) {
+            out[k] = g[k];
+            squaredNorm += g[k] * g[k];
+        }
+        f[1] = squaredNorm;
     }
 };
 
-void addToGradient(const Pair &pair, double *g) {
-    for (int k = 0; k < 3; ++k)
-        g[k] -= dot(pair.residual, pair.e[k]);
-    for (int j = 0; j < 3; ++j)
-        g[3 + j] -= pair.residual[j];
-}
+/// The exact coupling of angle k and translation j would be the sum of (e_k)_j in all nine places.
+/// The minimiser is defined by these two: more of them would lead it along other steps.
+struct HessianSum {
+    double aa = 0, ab = 0, ac = 0, bb = 0, bc = 0, cc = 0;
+    double bWithY = 0, cWithZ = 0;
 
-double &entry(double *h, int row, int column) {
-    return h[Variables * row + column];
-}
+    void add(const Pair &pair, const double *turned) {
+        const auto &[residual, e] = pair;
+        aa += dot(e[0], e[0]) - dot(residual, DerivativeByA(e[0]).v);
+        ab += dot(e[0], e[1]) - dot(residual, DerivativeByA(e[1]).v);
+        ac += dot(e[0], e[2]) - dot(residual, DerivativeByA(e[2]).v);
+        bb += dot(e[1], e[1]) - dot(residual, turned + ByBB);
+        bc += dot(e[1], e[2]) - dot(residual, turned + ByBC);
+        cc += dot(e[2], e[2]) - dot(residual, turned + ByCC);
+        bWithY += e[1][1];
+        cWithZ += e[2][2];
+    }
+    void write(double pairs, double *h) const {
+        writeRow(h, 0, aa, ab, ac, 0, 0, 0);
+        writeRow(h, 1, ab, bb, bc, 0, bWithY, 0);
+        writeRow(h, 2, ac, bc, cc, 0, 0, cWithZ);
+        writeRow(h, 3, 0, 0, 0, pairs, 0, 0);
+        writeRow(h, 4, 0, bWithY, 0, 0, pairs, 0);
+        writeRow(h, 5, 0, 0, cWithZ, 0, 0, pairs);
+    }
 
-void addRotationBlock(const Pair &pair, const double *fit, const RotationDerivatives &rotation,
-                      double *h) {
-    Vec3 second[3][3];
-    for (int l = 0; l < 3; ++l)
-        differentiateByA(pair.e[l], second[0][l]);
-    rotate(rotation.bb, fit, second[1][1]);
-    rotate(rotation.bc, fit, second[1][2]);
-    rotate(rotation.cc, fit, second[2][2]);
-    for (int k = 0; k < 3; ++k)
-        for (int l = k; l < 3; ++l)
-            entry(h, k, l) += dot(pair.e[k], pair.e[l]) - dot(pair.residual, second[k][l]);
-}
+private:
+    template <class... Entries> static void writeRow(double *h, int row, Entries... entries) {
+        double *place = h + Variables * row;
+        ((*place++ = entries), ...);
+    }
+};
 
-/// The exact coupling of angle k and translation j would be (e_k)_j in all nine places. The
-/// minimiser is defined by these two: more of them would lead it along other steps.
-void addCoupling(const Pair &pair, double *h) {
-    entry(h, 1, 4) += pair.e[1][1];
-    entry(h, 2, 5) += pair.e[2][2];
-}
-
-void addToHessian(const Pair &pair, const double *fit, const RotationDerivatives &rotation,
-                  double *h) {
-    addRotationBlock(pair, fit, rotation, h);
-    addCoupling(pair, h);
-    for (int j = 3; j < Variables; ++j)
-        entry(h, j, j) += 1;
-}
-
-void mirrorUpperTriangle(double *h) {
-    for (int row = 0; row < Variables; ++row)
-        for (int column = row + 1; column < Variables; ++column)
-            entry(h, column, row) = entry(h, row, column);
+/// Go over the pairs once: leave the residual of each in the state, and sum up what is wanted.
+template <Derivatives Wanted>
+void evaluate(const AlignMapState &pairs, const double *x, double *f, double *g, double *h) {
+    const Rotation<Wanted> rotation(x);
+    double squares = 0;
+    GradientSum gradient;
+    HessianSum hessian;
+    for (int i = 0; i < 3 * pairs.count; i += 3) {
+        double turned[Rotation<Wanted>::Rows], residual[3];
+        rotation.turn(pairs.fit + i, turned);
+        for (int j = 0; j < 3; ++j)
+            pairs.resid[i + j] = residual[j] = pairs.ref[i + j] - (turned[j] + x[3 + j]);
+        squares += dot(residual, residual);
+        if constexpr (Wanted >= Gradient) {
+            const DerivativeByA byA(turned);
+            const Pair pair = {residual, {byA.v, turned + ByB, turned + ByC}};
+            gradient.add(pair);
+            if constexpr (Wanted >= Hessian) hessian.add(pair, turned);
+        }
+    }
+    f[0] = 0.5 * squares;
+    if constexpr (Wanted >= Gradient) gradient.write(f, g);
+    if constexpr (Wanted >= Hessian) hessian.write(std::max(pairs.count, 0), h);
 }
 
 } // namespace
@@ -161,23 +167,14 @@ void mirrorUpperTriangle(double *h) {
 void calcFGH(const int *, const double *x, double *f, double *g, double *h, int *, int *,
              const int *mode, int *, void *state) {
     const AlignMapState &pairs = *static_cast<AlignMapState *>(state);
-    const Derivatives wanted = requested(*mode);
-    const RotationDerivatives rotation(x, wanted);
-
-    f[0] = 0.5 * sumResiduals(pairs, rotation.transform);
-    if (wanted == Derivatives::None) return;
-
-    std::fill_n(g, Variables, 0.0);
-    if (wanted == Derivatives::Hessian) std::fill_n(h, Variables * Variables, 0.0);
-    for (int i = 0; i < 3 * pairs.count; i += 3) {
-        const Pair pair(pairs, i, rotation);
-        addToGradient(pair, g);
-        if (wanted == Derivatives::Hessian) addToHessian(pair, pairs.fit + i, rotation, h);
+    switch (*mode & ModeMask) {
+    case 0:
+        return evaluate<None>(pairs, x, f, g, h);
+    case 1:
+        return evaluate<Gradient>(pairs, x, f, g, h);
+    default:
+        return evaluate<Hessian>(pairs, x, f, g, h);
     }
-    f[1] = 0;
-    for (int k = 0; k < Variables; ++k)
-        f[1] += g[k] * g[k];
-    if (wanted == Derivatives::Hessian) mirrorUpperTriangle(h);
 }
 
 double calcGdir(const int *n, const double *g, const double *d, const double *, const double *,

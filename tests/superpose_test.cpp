@@ -2,6 +2,8 @@
 #include "saddlefit/superpose.h"
 #include "saddlefit/vecmath.h"
 
+#include "superpose/alignment.hpp"
+#include "superpose/closed_form.hpp"
 #include "superpose/frame.hpp"
 #include "tests/molecules.hpp"
 
@@ -300,6 +302,43 @@ TEST(Alignment, ReachesTheClosedFormMisfitByMovingOrByItsTransforms) {
         for (std::size_t i = 0; i < n; ++i)
             squares += V_Distsqd(&ref->atoms[i].x, &mol->atoms[i].x);
         EXPECT_NEAR(std::sqrt(squares) / static_cast<double>(n), expected, 1e-8);
+    }
+}
+
+TEST(ClosedForm, TellsWhatNoMotionReaches) {
+    Random random{std::mt19937(71)};
+    const char *const shapes[] = {"any", "planar", "on a line", "mirrored", "coincident", "same"};
+    for (std::size_t round = 0; round < 600; ++round) {
+        SCOPED_TRACE(shapes[round % 6]);
+        const std::size_t n = 1 + round / 6 % 12;
+        Points a = random.points(n), b = random.points(n);
+        for (std::size_t i = 0; i < a.size(); ++i) {
+            if (round % 6 == 1 && i % 3 == 2) a[i] = 0;
+            if (round % 6 == 2 && i % 3 > 0) a[i] = a[i - i % 3];
+            if (round % 6 == 3) b[i] = i % 3 ? a[i] : -a[i];
+            if (round % 6 == 4) b[i] = b[i % 3];
+            if (round % 6 == 5) b[i] = a[i];
+        }
+        const double misfit = closedFormMisfit(a, b);
+        const double least = std::pow(misfit * static_cast<double>(n), 2);
+        const auto mayFallBelow = [&](double limit, double margin) {
+            return squaresMayFallBelow(limit, margin, a.data(), b.data(), static_cast<int>(n));
+        };
+        EXPECT_TRUE(mayFallBelow(least + 1e-9, 0));
+        EXPECT_FALSE(mayFallBelow(least - 1e-9, 0));
+        EXPECT_TRUE(mayFallBelow(least - 1e-9, 2e-9));
+        EXPECT_TRUE(mayFallBelow(NAN, 0));
+
+        const OwnedMol mol = moleculeAt(b), image = moleculeAt(b);
+        for (Atom &atom : atomsOf(*image))
+            atom.x = -atom.x;
+        std::vector<int> map(n);
+        std::iota(map.begin(), map.end(), 0);
+        std::vector<double> work(b.size());
+        const AlignMapState state{static_cast<int>(n), a.data(), work.data(), nullptr};
+        EXPECT_TRUE(alignmentMayBeat(misfit + 1e-9, *mol, map, false, state));
+        EXPECT_FALSE(alignmentMayBeat(misfit - 1e-3, *mol, map, false, state) && misfit > 1e-3);
+        EXPECT_FALSE(alignmentMayBeat(misfit - 1e-3, *image, map, true, state) && misfit > 1e-3);
     }
 }
 
