@@ -7,6 +7,7 @@
 #include "molecule/ranges.hpp"
 #include "reaction/atom_map.hpp"
 #include "reaction/composition.hpp"
+#include "superpose/alignment.hpp"
 
 #include <algorithm>
 #include <cstddef>
@@ -79,6 +80,10 @@ public:
     double superpose(Molecule &candidate, const std::vector<int> &map) {
         return alignMapMol(&candidate, map.data(), static_cast<int>(map.size()), nullptr, &state_,
                            params_);
+    }
+    bool mayBeat(double misfit, const Molecule &candidate, const std::vector<int> &map,
+                 bool mirrored) const {
+        return alignmentMayBeat(misfit, candidate, map, mirrored, state_);
     }
 
 private:
@@ -176,6 +181,8 @@ private:
     void printStart(int candidateClass, int score, int weight) const;
     void printEnd(int candidateClass, int depth, int weight);
     void contest(Molecule &candidate);
+    void reduceToCentre();
+    std::size_t neededToDecide(const Molecule &candidate) const;
     double misfitOf(Molecule &candidate, std::size_t solution);
     void applyExact(Molecule &candidate);
 
@@ -260,29 +267,55 @@ void Search::printEnd(int candidateClass, int depth, int weight) {
     std::printf("\n");
 }
 
-/// Measure every solution of a candidate by the superposition of the reaction centre, and leave
+/// Measure the solutions of a candidate by the superposition of the reaction centre, and leave
 /// the candidate in the orientation of the solution that won, if one did.
+///
+/// Each measurement moves the candidate, and the next one, and who is handed the candidate, starts
+/// from there to the last digit. Two things follow. Before a solution that may win, all earlier
+/// ones are measured, and after one that won, all later ones. But if no later one may win and none
+/// has won, the rest decides nothing: a loser's coordinates are never read again.
 void Search::contest(Molecule &candidate) {
-    bool wonMirrored = false;
-    for (std::size_t i = 0; i < static_cast<std::size_t>(solutions_.count); ++i) {
+    reduceToCentre();
+    const std::size_t all = static_cast<std::size_t>(solutions_.count);
+    const std::size_t needed = neededToDecide(candidate);
+    bool won = false, wonMirrored = false;
+    for (std::size_t i = 0; i < (won ? all : needed); ++i) {
         const double misfit = misfitOf(candidate, i);
         if (!(misfit < bestMisfit_)) continue;
         bestMisfit_ = misfit;
         best_ = &candidate;
         bestMap_ = solutions_.maps[i];
+        won = true;
         wonMirrored = solutions_.mirrored(i);
     }
     if (wonMirrored) mirrorRS(&candidate);
 }
 
-/// Superpose a candidate by the reaction centre alone; a mirrored solution on its mirror image.
+/// Keep the partners of the reaction centre only.
+void Search::reduceToCentre() {
+    for (int solution = 0; solution < solutions_.count; ++solution) {
+        std::vector<int> &map = solutions_.maps[static_cast<std::size_t>(solution)];
+        for (std::size_t i = 0; i < map.size(); ++i)
+            if (marks_[i] != MAP_REQUIRED) map[i] = -1;
+    }
+}
+
+/// How many solutions to measure, from the first on, until none is left that may win. The first
+/// contest of a class and weight takes them all: there is nothing to lose against.
+std::size_t Search::neededToDecide(const Molecule &candidate) const {
+    std::size_t count = static_cast<std::size_t>(solutions_.count);
+    if (bestMisfit_ == worstMisfit) return count;
+    while (count > 0 && !frame_.mayBeat(bestMisfit_, candidate, solutions_.maps[count - 1],
+                                        solutions_.mirrored(count - 1)))
+        --count;
+    return count;
+}
+
+/// Superpose a candidate by one of its solutions; a mirrored one on its mirror image.
 double Search::misfitOf(Molecule &candidate, std::size_t solution) {
-    std::vector<int> &map = solutions_.maps[solution];
-    for (std::size_t i = 0; i < map.size(); ++i)
-        if (marks_[i] != MAP_REQUIRED) map[i] = -1;
     const bool mirrored = solutions_.mirrored(solution);
     if (mirrored) mirrorRS(&candidate);
-    const double misfit = frame_.superpose(candidate, map);
+    const double misfit = frame_.superpose(candidate, solutions_.maps[solution]);
     if (mirrored) mirrorRS(&candidate);
     return misfit;
 }

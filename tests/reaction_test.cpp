@@ -3,14 +3,17 @@
 #include "saddlefit/host.h"
 #include "saddlefit/matching.h"
 #include "saddlefit/reaction.h"
+#include "saddlefit/superpose.h"
 
 #include "tests/molecules.hpp"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <bit>
 #include <climits>
 #include <cmath>
+#include <random>
 
 using namespace saddlefit;
 using namespace saddlefit::test;
@@ -351,6 +354,104 @@ TEST(Searching, BestOfSeveralMappingsIsHandedBack) {
     EXPECT_EQ(found.partners(3), Ints({0, 2, 1}));
     EXPECT_EQ(found.output,
               starts("super", 3, 2) + ends("super", 3, -1, "(null) (null) (null) \n"));
+}
+
+/// The contest of candidates of one class and weight with every solution superposed.
+Found measureAll(const char *path, Molecule &mol) {
+    constexpr int most = 12;
+    const OwnedBlock<int> code(getTransitionCode(&mol));
+    Molecule **list = nullptr;
+    const int listed = filterDB(path, code.get(), &list);
+    const auto size = static_cast<std::size_t>(mol.atomCount);
+    Ints marks(size), scores(most);
+    std::vector<Ints> maps(most, Ints(size));
+    std::vector<int *> pointers;
+    for (Ints &map : maps)
+        pointers.push_back(map.data());
+    createBondlink(&mol);
+    mapTransition(&mol, marks.data(), -7, -1);
+    AlignMapState state;
+    double params[ALIGN_PARAMS], best = 1e6;
+    alignMapStart(&mol, marks.data(), nullptr, &state, params);
+    const Ints centre = marks;
+    mapTransition(&mol, marks.data(), -7, -4);
+    Found found;
+    for (Molecule *candidate : countedSpan(list, listed)) {
+        OwnedMol owned(candidate);
+        createBondlink(candidate);
+        Ints candidateMarks(static_cast<std::size_t>(candidate->atomCount));
+        mapTransition(candidate, candidateMarks.data(), -7, -4);
+        int count = 0;
+        const int *winner = nullptr;
+        mapSub(&mol, candidate, marks.data(), pointers.data(), scores.data(), &count, most,
+               candidateMarks.data(), 1, 1);
+        EXPECT_GT(count, 1);
+        for (std::size_t m = 0; m < static_cast<std::size_t>(count); ++m) {
+            for (std::size_t i = 0; i < size; ++i)
+                if (centre[i] != -7) pointers[m][i] = -1;
+            if (scores[m] < 0) mirrorRS(candidate);
+            const double misfit =
+                alignMapMol(candidate, pointers[m], mol.atomCount, nullptr, &state, params);
+            if (scores[m] < 0) mirrorRS(candidate);
+            if (!(misfit < best)) continue;
+            best = misfit;
+            winner = &scores[m];
+            found.map.reset(allocateArray<int>(size));
+            std::copy_n(pointers[m], size, found.map.get());
+        }
+        if (!winner) continue;
+        if (*winner < 0) mirrorRS(candidate);
+        found.match = std::move(owned);
+    }
+    std::free(static_cast<void *>(list));
+    alignMapEnd(&state);
+    return found;
+}
+
+std::vector<std::uint64_t> coordinateBits(const Molecule &mol) {
+    std::vector<std::uint64_t> bits;
+    for (const Atom &atom : atomsOf(mol))
+        for (const double value : {atom.x, atom.y, atom.z})
+            bits.push_back(std::bit_cast<std::uint64_t>(value));
+    return bits;
+}
+
+TEST(Searching, LeavesOutSolutionsThatLoseAndChangesNoDigit) {
+    std::mt19937 engine(81);
+    std::uniform_real_distribution<double> place(-2, 2);
+    std::normal_distribution<double> noise;
+    const std::vector<Transition> allLeave = {{0, 1, -1, -1}, {0, 2, -1, -1}, {0, 3, -1, -1}};
+    const std::string bonds = "0 1 0, 0 2 0, 0 3 0, 0 4 1";
+    for (int round = 0; round < 25; ++round) {
+        SCOPED_TRACE(round);
+        std::vector<At> shape = {{6}, {35}, {35}, {35}, {9}};
+        const auto scatter = [&](double width) {
+            std::vector<At> atoms = shape;
+            for (At &atom : atoms)
+                atom = {atom.element, atom.x + width * noise(engine),
+                        atom.y + width * noise(engine), atom.z + width * noise(engine)};
+            return atoms;
+        };
+        for (At &atom : shape)
+            atom = {atom.element, place(engine), place(engine), place(engine)};
+        const TemporaryFile file;
+        for (int i = 0; i < 8; ++i) { // one with a carbon more, so that all are of a class
+            std::vector<At> atoms = scatter(i % 4 ? 0.5 : 0.01);
+            atoms.push_back({6, 0, 0, 5});
+            for (At &atom : atoms)
+                if (i % 3 == 0) atom.z = -atom.z;
+            store(file, std::to_string(i), *molecule(atoms, bonds + ", 4 5 1", allLeave));
+        }
+        const std::vector<At> wanted = scatter(0.1);
+        const OwnedMol mol = molecule(wanted, bonds, allLeave),
+                       same = molecule(wanted, bonds, allLeave);
+        const Found found = search(file.path(), *mol), expected = measureAll(file.path(), *same);
+        ASSERT_TRUE(found.match && expected.match);
+        EXPECT_STREQ(found.match->name, expected.match->name);
+        EXPECT_EQ(found.partners(5), expected.partners(5));
+        EXPECT_EQ(coordinateBits(*found.match), coordinateBits(*expected.match));
+        EXPECT_EQ(coordinateBits(*mol), coordinateBits(*same));
+    }
 }
 
 TEST(Searching, CountsBelowZeroLowerTheScoreAndAreNotZero) {
