@@ -1,5 +1,6 @@
 #include "saddlefit/database.h"
 
+#include "database/block_walk.hpp"
 #include "database/format.hpp"
 #include "database/stream.hpp"
 #include "molecule/memory.hpp"
@@ -61,6 +62,10 @@ uint32_t allocFail(Step step) {
 }
 uint32_t reallocFail(Step step) {
     return static_cast<uint32_t>(fail(step, reallocFailure));
+}
+
+bool fits(const BlockHeader &block, uint32_t request) {
+    return block.status == blockFree && block.size >= request;
 }
 
 /// Write a block's header where it belongs and leave the stream at the block's data.
@@ -133,9 +138,13 @@ uint32_t Fmalloc(uint32_t size, FILE *stream) {
     uint32_t offset = 0;
     std::rewind(stream);
     while (ReadHeader(&header, stream)) {
-        if (header.status == blockFree && header.size >= size)
-            return reuseBlock(offset, header.size, stream);
-        const int64_t next = int64_t{offset} + header.size + blockHeaderSize;
+        if (fits(header, size)) return reuseBlock(offset, header.size, stream);
+        int64_t next = int64_t{offset} + header.size + blockHeaderSize;
+        if (!seekTo(next, stream)) return allocFail(Step::scanSeek);
+        const auto look = [size](const BlockHeader &block, Bytes) {
+            return fits(block, size) ? Look::stop : Look::passOver;
+        };
+        next = passOverBlocks(header.size, next, stream, look);
         if (!seekTo(next, stream)) return allocFail(Step::scanSeek);
         offset = static_cast<uint32_t>(next);
     }

@@ -11,6 +11,7 @@
 #include <csignal>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <sys/resource.h>
 
 namespace {
@@ -397,6 +398,55 @@ TEST(Maintenance, KeepsPositionsInFileOrder) {
     EXPECT_EQ(listed(odd), (Names{"odd", "even"}));
     EXPECT_EQ(removeDB(odd.path(), 0), 1);
     EXPECT_EQ(listed(odd), Names{"odd"});
+}
+
+/// Blocks small and large, free and in use, by the hundred: most are passed over in memory.
+TEST(Records, AreFoundAmongManyOthers) {
+    struct Entry {
+        std::string name;
+        Codes codes;
+        std::size_t next;
+        bool free;
+    };
+    std::mt19937 engine(90);
+    const auto upTo = [&](int n) { return static_cast<int>(engine() % static_cast<unsigned>(n)); };
+    std::string bytes;
+    std::vector<Entry> entries;
+    for (int i = 0; i < 1500; ++i) {
+        Entry entry{std::string(static_cast<std::size_t>(upTo(3)), 'n'),
+                    {1 + upTo(3), upTo(2), 0},
+                    0,
+                    upTo(4) == 0};
+        if (entry.codes[1] == 0) entry.codes.pop_back();
+        if (i % 300 == 299) entry.name.assign(65000, 'n');
+        const int slack = i % 50 == 49 ? upTo(150000) : upTo(300);
+        bytes += block(bareRecord(entry.name, entry.codes) +
+                           std::string(static_cast<std::size_t>(slack), 's'),
+                       entry.free ? 0 : 1);
+        entry.next = bytes.size();
+        entries.push_back(entry);
+    }
+    const File file(bytes);
+    const OwnedFile stream = file.open("rb");
+    const Codes codes{2, 0};
+    for (const char *name : {"n", "nn", ""}) {
+        std::rewind(stream.get());
+        for (const Entry &entry : entries) {
+            if (entry.free || entry.codes != codes || entry.name != name) continue;
+            EXPECT_EQ(nextName(stream.get(), name, codes.data()), name);
+            EXPECT_EQ(std::ftell(stream.get()), static_cast<long>(entry.next));
+        }
+        EXPECT_EQ(nextName(stream.get(), name, codes.data()), "-");
+    }
+    Names names;
+    for (const Entry &entry : entries)
+        if (!entry.free) names.push_back(entry.name);
+    EXPECT_EQ(listed(file), names);
+    const int last = static_cast<int>(names.size()) - 1;
+    EXPECT_EQ(removeDB(file.path(), last + 1) + 2 * removeDB(file.path(), last), 2);
+    names.pop_back();
+    EXPECT_EQ(listed(file), names);
+    EXPECT_EQ(Fmalloc(0x100000, file.open().get()), bytes.size() + 5);
 }
 
 TEST(Maintenance, ListsManyNamesPastManyFreeBlocksAndLeavesAnEmptyListAlone) {
