@@ -4,6 +4,7 @@
 #include "molecule/ranges.hpp"
 
 #include <algorithm>
+#include <memory_resource>
 #include <vector>
 
 namespace saddlefit {
@@ -16,17 +17,14 @@ public:
     };
 
     /// Takes over the index of bonds, in its order.
-    explicit BondTable(const Molecule &mol) {
+    BondTable(const Molecule &mol, std::pmr::memory_resource &memory)
+        : firsts_(&memory), entries_(&memory) {
+        const int slots = bondlinkSlots(mol);
         firsts_.reserve(atomsOf(mol).size() + 1);
         entries_.reserve(2 * bondsOf(mol).size());
         firsts_.push_back(0);
         for (int atom = 0; atom < mol.atomCount; ++atom) {
-            const Bond *previous = nullptr;
-            for (const auto [bond, neighbour] : neighboursOf(mol, atom)) {
-                entries_.push_back({neighbour, bond->type});
-                mutual_ = mutual_ && joins(*bond, atom, neighbour) && bond != previous;
-                previous = bond;
-            }
+            if (atom < slots) takeOver(mol, atom);
             firsts_.push_back(entries_.size());
         }
     }
@@ -35,12 +33,12 @@ public:
     std::span<const Entry> of(int atom) const {
         const auto slot = static_cast<std::size_t>(atom);
         if (atom < 0 || slot + 1 >= firsts_.size()) return {};
-        return std::span(entries_).subspan(firsts_[slot], firsts_[slot + 1] - firsts_[slot]);
+        return {entries_.data() + firsts_[slot], entries_.data() + firsts_[slot + 1]};
     }
 
-    /// The first bond in an atom's list that leads to another one; null if there is none.
-    const Entry *between(int atom, int other) const {
-        for (const Entry &entry : of(atom))
+    /// The first of an atom's bonds that leads to another one; null if there is none.
+    static const Entry *leadingTo(int other, std::span<const Entry> bonds) {
+        for (const Entry &entry : bonds)
             if (entry.atom == other) return &entry;
         return nullptr;
     }
@@ -50,8 +48,20 @@ public:
     bool mutual() const { return mutual_; }
 
 private:
-    std::vector<std::size_t> firsts_; // by atom, and the end
-    std::vector<Entry> entries_;
+    void takeOver(const Molecule &mol, int atom) {
+        const Bond *previous = nullptr;
+        for (const BondlinkNode *node = mol.bondlink[atom]; node; node = node->next) {
+            const Bond &bond = *node->bond;
+            const int neighbour = otherEnd(bond, atom);
+            if (!hasAtom(mol, neighbour)) continue;
+            entries_.push_back({neighbour, bond.type});
+            mutual_ = mutual_ && joins(bond, atom, neighbour) && &bond != previous;
+            previous = &bond;
+        }
+    }
+
+    std::pmr::vector<std::size_t> firsts_; // by atom, and the end
+    std::pmr::vector<Entry> entries_;
     bool mutual_ = true;
 };
 

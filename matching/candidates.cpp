@@ -45,7 +45,7 @@ private:
 /// The atom with the fewest candidates, of equal ones the first; its list lies on the stack.
 class FewestCandidates {
 public:
-    explicit FewestCandidates(std::vector<int> &stack) : stack_(stack), base_(stack.size()) {}
+    explicit FewestCandidates(std::pmr::vector<int> &stack) : stack_(stack), base_(stack.size()) {}
 
     /// The atom, or that there is none.
     int choice() const { return atom_; }
@@ -69,7 +69,7 @@ public:
     }
 
 private:
-    std::vector<int> &stack_;
+    std::pmr::vector<int> &stack_;
     std::size_t base_;
     int atom_ = CandidatePicker::complete;
 };
@@ -77,7 +77,7 @@ private:
 /// Candidates of an atom next to a mapped one: the neighbours of that one's partner with the code
 /// that is on offer. Once the target has no code left, the offered 0 is the mark of atom 0's
 /// partner, which may then serve a second atom.
-void listNextTo(const PartialMapping &mapping, int anchor, int atom, int offeredCode,
+void listNextTo(const PartialMapping &mapping, int anchor, const OpenAtom &atom, int offeredCode,
                 const FewestCandidates &fewest, ScratchList &list) {
     for (const auto &beside : mapping.targetBonds.of(anchor)) {
         if (list.full() || fewest.beats(list.size())) return;
@@ -92,7 +92,7 @@ void listNextTo(const PartialMapping &mapping, int anchor, int atom, int offered
 /// if no free atom there fits it now, none will. An atom that is taken is offered again only once
 /// all are, which so few open atoms cannot bring about. And without it no mapping reaches the
 /// least depth, for until it is placed, none but required atoms are.
-bool neverFits(const PartialMapping &mapping, int anchor, int atom) {
+bool neverFits(const PartialMapping &mapping, int anchor, const OpenAtom &atom) {
     if (!mapping.regular() || mapping.openAtoms() > mapping.freeSites()) return false;
     for (const auto &beside : mapping.targetBonds.of(anchor)) {
         if (hasPartner(mapping.patternAtomOn(beside.atom))) continue;
@@ -115,11 +115,12 @@ Bonded offerBonded(const PartialMapping &mapping, int code, std::span<int> room,
         for (const auto &next : mapping.patternBonds.of(atom)) {
             if (mapping.partnerOf(next.atom) != code) continue;
             bonded = Bonded::some;
+            const OpenAtom open(mapping, next.atom);
             ScratchList list(room);
-            listNextTo(mapping, partner, next.atom, offeredCode, fewest, list);
+            listNextTo(mapping, partner, open, offeredCode, fewest, list);
             fewest.offer(next.atom, list);
             if (fewest.unbeatable()) return bonded;
-            if (list.size() == 0 && isRequired(code) && neverFits(mapping, partner, next.atom))
+            if (list.size() == 0 && isRequired(code) && neverFits(mapping, partner, open))
                 return Bonded::hopeless;
         }
     }
@@ -139,8 +140,8 @@ public:
 
     bool admit(int atom, int site) const {
         return !hasPartner(mapping_.patternAtomOn(site)) &&
-               elementsAgree(mapping_.partnerOf(atom), mapping_.pattern.atoms[atom],
-                             mapping_.target.atoms[site]);
+               elementsAgree(mapping_.partnerOf(atom), mapping_.pattern.atoms[atom].element,
+                             mapping_.target.atoms[site].element);
     }
 
     int countFor(int atom) const {
@@ -174,7 +175,8 @@ CandidatePicker::CandidatePicker(const Molecule &target)
     : startList_(scratchList(pickerScratch.start, target)),
       nextList_(scratchList(pickerScratch.next, target)) {}
 
-int CandidatePicker::pickStartAtom(const PartialMapping &mapping, std::vector<int> &stack) const {
+int CandidatePicker::pickStartAtom(const PartialMapping &mapping,
+                                   std::pmr::vector<int> &stack) const {
     const int code = mapping.codes().lowest();
     if (!isOpen(code)) return complete;
     const FreeSites sites(mapping);
@@ -195,7 +197,8 @@ int CandidatePicker::pickStartAtom(const PartialMapping &mapping, std::vector<in
     return chosen;
 }
 
-int CandidatePicker::pickNextAtom(const PartialMapping &mapping, std::vector<int> &stack) const {
+int CandidatePicker::pickNextAtom(const PartialMapping &mapping,
+                                  std::pmr::vector<int> &stack) const {
     FewestCandidates fewest(stack);
     const int lowest = mapping.codes().lowest();
     if (!isOpen(lowest)) return complete;

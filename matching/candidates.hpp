@@ -19,10 +19,10 @@ public:
     };
 
     /// An atom that starts a part of its own, at any free atom of the target.
-    int pickStartAtom(const PartialMapping &mapping, std::vector<int> &stack) const;
+    int pickStartAtom(const PartialMapping &mapping, std::pmr::vector<int> &stack) const;
 
     /// An atom bonded to the mapped part; failing that, a required one that is not.
-    int pickNextAtom(const PartialMapping &mapping, std::vector<int> &stack) const;
+    int pickNextAtom(const PartialMapping &mapping, std::pmr::vector<int> &stack) const;
 
 private:
     std::span<int> startList_;

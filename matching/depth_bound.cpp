@@ -85,7 +85,8 @@ bool DepthBound::offersTwice() const {
     const int partner = mapping_.map[0];
     if (!hasPartner(partner)) return isOpen(partner);
     for (int atom = 0; atom < mapping_.pattern.atomCount; ++atom)
-        if (isOpen(mapping_.partnerOf(atom)) && fits(mapping_, atom, partner)) return true;
+        if (isOpen(mapping_.partnerOf(atom)) && fits(mapping_, OpenAtom(mapping_, atom), partner))
+            return true;
     return false;
 }
 

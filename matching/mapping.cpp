@@ -9,6 +9,7 @@
 #include <array>
 #include <cstdint>
 #include <cstdlib>
+#include <memory_resource>
 #include <optional>
 #include <vector>
 
@@ -17,6 +18,10 @@ using namespace saddlefit;
 namespace {
 
 constexpr std::size_t talliedElements = 255; // elements 0 to 254
+
+/// Room on the stack for the arrays of a search between molecules of a hundred atoms or so; those
+/// of larger ones go on to the heap.
+constexpr std::size_t usualBytes = 16384;
 
 /// The caller's store of the largest mappings found so far.
 struct ResultStore {
@@ -44,6 +49,20 @@ struct ResultStore {
     }
 };
 
+/// Gives an array of the caller's back as it was, however the scope is left.
+class RestoredArray {
+public:
+    RestoredArray(std::span<int> array, std::pmr::memory_resource &memory)
+        : array_(array), values_(array.begin(), array.end(), &memory) {}
+    ~RestoredArray() { std::copy(values_.begin(), values_.end(), array_.begin()); }
+    RestoredArray(const RestoredArray &) = delete;
+    RestoredArray &operator=(const RestoredArray &) = delete;
+
+private:
+    std::span<int> array_;
+    std::pmr::vector<int> values_;
+};
+
 /// Numbers of atoms that a pattern's map speaks of.
 struct Demand {
     int fixed = 0;   // have a partner
@@ -65,16 +84,24 @@ struct Demand {
 /// many nested calls would overflow the host's.
 class MappingSearch {
 public:
-    MappingSearch(PartialMapping &mapping, ResultStore &store, const Demand &demand)
+    MappingSearch(PartialMapping &mapping, ResultStore &store, const Demand &demand,
+                  std::pmr::memory_resource &memory)
         : mapping_(mapping),
           picker_(mapping.target),
           store_(store),
           target_(demand.target),
-          entriesToPass_(entriesPerAtom * demand.target) {}
+          levels_(&memory),
+          candidates_(&memory),
+          entriesToPass_(entriesPerAtom * demand.target) {
+        levels_.reserve(static_cast<std::size_t>(demand.target - demand.fixed));
+        candidates_.reserve(mapping.map.size() + mapping.inverse.size());
+    }
 
+    /// Starts from the mapping as it was before the first run.
     void run(int depth, int minimum) {
         minimum_ = minimum;
-        const Unwinder unwinder(*this);
+        while (!levels_.empty())
+            leave();
         bool goOn = enter(depth);
         while (goOn && !levels_.empty())
             goOn = advance();
@@ -83,8 +110,8 @@ public:
 private:
     /// The bound costs about as much as entering a few branches. So a search that is soon over does
     /// without: it enters this many branches per atom first. Later the bound is passed over for
-    /// twice as many branches each time that it has pruned none.
-    static constexpr int entriesPerAtom = 2;
+    /// twice as many branches each time that it has pruned none, and for half as many when it has.
+    static constexpr int entriesPerAtom = 6;
     static constexpr std::int64_t mostPassedOver = 63;
 
     /// An atom of the pattern, what has been tried with it and what is left to try.
@@ -95,18 +122,6 @@ private:
         std::size_t first, last; ///< its candidates
         std::size_t next;        ///< the first of them that has not been tried
         int partnerCode = 0;     ///< what the inverse held for the one being tried
-    };
-
-    /// Gives the maps back as they were, however the search ends.
-    struct Unwinder {
-        explicit Unwinder(MappingSearch &search) : search_(search) {}
-        ~Unwinder() {
-            while (!search_.levels_.empty())
-                search_.leave();
-        }
-        Unwinder(const Unwinder &) = delete;
-        Unwinder &operator=(const Unwinder &) = delete;
-        MappingSearch &search_;
     };
 
     // These are false if the whole search is over.
@@ -123,8 +138,8 @@ private:
     ResultStore &store_;
     int target_;
     int minimum_ = 0;
-    std::vector<Level> levels_;
-    std::vector<int> candidates_; // stack of the lists of all levels
+    std::pmr::vector<Level> levels_;   // of a run that is on, or ended before its time
+    std::pmr::vector<int> candidates_; // stack of the lists of all levels
     std::optional<DepthBound> bound_;
     std::int64_t entriesToPass_;  // before the bound is asked again
     std::int64_t passedOver_ = 0; // between the last two times
@@ -149,7 +164,7 @@ bool MappingSearch::cannotRecord(int depth) {
     if (entriesToPass_-- > 0 || mapping_.freeSites() == 0) return false;
     if (!bound_) bound_.emplace(mapping_);
     const bool pruned = (*bound_)(depth) < wanted;
-    passedOver_ = pruned ? 0 : std::min(2 * passedOver_ + 1, mostPassedOver);
+    passedOver_ = pruned ? passedOver_ / 2 : std::min(2 * passedOver_ + 1, mostPassedOver);
     entriesToPass_ = passedOver_;
     return pruned;
 }
@@ -202,16 +217,15 @@ bool hasRequiredElements(const Molecule &pattern, std::span<const int> map,
     const auto tallied = [](const Atom &atom) {
         return atom.element >= 0 && atom.element < static_cast<int>(talliedElements);
     };
-    std::array<int, talliedElements> missing{};
+    std::array<int, talliedElements> left{};
+    for (const Atom &atom : atomsOf(target))
+        if (tallied(atom)) ++left[static_cast<std::size_t>(atom.element)];
     for (std::size_t i = 0; i < map.size(); ++i) {
         if (map[i] != MAP_REQUIRED) continue;
         const Atom &atom = pattern.atoms[i];
-        if (!tallied(atom)) return false;
-        ++missing[static_cast<std::size_t>(atom.element)];
+        if (!tallied(atom) || left[static_cast<std::size_t>(atom.element)]-- == 0) return false;
     }
-    for (const Atom &atom : atomsOf(target))
-        if (tallied(atom)) --missing[static_cast<std::size_t>(atom.element)];
-    return std::none_of(missing.begin(), missing.end(), [](int count) { return count > 0; });
+    return true;
 }
 
 /// Holds a molecule as its mirror image for the length of a scope.
@@ -241,9 +255,10 @@ void searchMirrorImage(MappingSearch &search, Molecule &target, const Demand &de
         store.scores[i] = -store.scores[i];
 }
 
-int runSearch(PartialMapping &mapping, Molecule &target, ResultStore &store, bool tryMirror) {
+int runSearch(PartialMapping &mapping, Molecule &target, ResultStore &store, bool tryMirror,
+              std::pmr::memory_resource &memory) {
     const Demand demand(mapping.map);
-    MappingSearch search(mapping, store, demand);
+    MappingSearch search(mapping, store, demand, memory);
     search.run(demand.fixed, demand.minimum);
     if (mapping.checkChirality && tryMirror) searchMirrorImage(search, target, demand, store);
     return store.count > 0 ? std::abs(store.scores[0]) : 0;
@@ -259,13 +274,15 @@ int mapSub(Molecule *A, Molecule *B, int *map, int **solutions, int *scores, int
     if (!hasRequiredElements(*A, codes, *B)) return 0;
     if (!ensureBondlink(*A) || !ensureBondlink(*B)) return -10;
     const int depth = guarded(-10, [&] {
-        std::vector<int> ownScores(scores ? 0 : static_cast<std::size_t>(capacity));
-        std::vector<int> ownInverse(inverse ? 0 : atomsOf(*B).size(), MAP_OPTIONAL);
+        std::array<std::byte, usualBytes> buffer;
+        std::pmr::monotonic_buffer_resource memory(buffer.data(), buffer.size());
+        std::pmr::vector<int> ownScores(scores ? 0 : static_cast<std::size_t>(capacity), &memory);
+        std::pmr::vector<int> ownInverse(inverse ? 0 : atomsOf(*B).size(), MAP_OPTIONAL, &memory);
+        const auto inverseCodes = countedSpan(inverse ? inverse : ownInverse.data(), B->atomCount);
+        const RestoredArray restoredMap(codes, memory), restoredInverse(inverseCodes, memory);
         ResultStore store{solutions, scores ? scores : ownScores.data(), *count, capacity};
-        PartialMapping mapping(*A, *B, codes,
-                               countedSpan(inverse ? inverse : ownInverse.data(), B->atomCount),
-                               checkChirality != 0);
-        return runSearch(mapping, *B, store, tryMirror != 0);
+        PartialMapping mapping(*A, *B, codes, inverseCodes, checkChirality != 0, memory);
+        return runSearch(mapping, *B, store, tryMirror != 0, memory);
     });
     if (depth < 0) *count = 0;
     return depth;

@@ -18,33 +18,6 @@ private:
     int value_;
 };
 
-/// Whether every bond of an atom to a mapped one has its like between their partners.
-bool bondsHaveTheirLike(const BondTable &own, int atom, std::span<const int> partners,
-                        const BondTable &other, int partner, bool anyType) {
-    for (const auto &[neighbour, type] : own.of(atom)) {
-        const int far = partners[static_cast<std::size_t>(neighbour)];
-        if (!hasPartner(far)) continue;
-        const BondTable::Entry *like = other.between(partner, far);
-        if (!like) return false;
-        if (!anyType && like->type != type) return false;
-    }
-    return true;
-}
-
-/// Whether the mapped neighbours of an atom still agree once it has taken its partner.
-bool neighboursKeepHandedness(const PartialMapping &mapping, int atom, int partner) {
-    const RestoredEntry code(mapping.partnerOf(atom));
-    const RestoredEntry inverseCode(mapping.patternAtomOn(partner));
-    mapping.partnerOf(atom) = partner;
-    mapping.patternAtomOn(partner) = atom;
-    for (const auto &bond : mapping.patternBonds.of(atom)) {
-        const int centrePartner = mapping.partnerOf(bond.atom);
-        if (!hasPartner(centrePartner)) continue;
-        if (!chiralityAgrees(mapping, bond.atom, centrePartner)) return false;
-    }
-    return true;
-}
-
 /// The neighbours of a four-coordinate centre and those of its partner, in the same order; the
 /// one without partner, if there is one, stands last.
 struct PairedNeighbours {
@@ -98,91 +71,38 @@ int CodeTally::lowest() const {
 }
 
 PartialMapping::PartialMapping(const Molecule &A, const Molecule &B, std::span<int> codes,
-                               std::span<int> inverseCodes, bool checksChirality)
+                               std::span<int> inverseCodes, bool checksChirality,
+                               std::pmr::memory_resource &memory)
     : pattern(A),
       target(B),
-      patternBonds(A),
-      targetBonds(B),
+      patternBonds(A, memory),
+      targetBonds(B, memory),
       checkChirality(checksChirality),
       map(codes),
       inverse(inverseCodes),
       codes_(map),
       inverseCodes_(inverse),
-      openNeighbours_(map.size()),
-      boundary_(map.size()),
+      openNeighbours_(map.size(), &memory),
+      boundary_(map.size(), memory),
       regular_(codes_.unknown() == 0 && patternBonds.mutual() && targetBonds.mutual()) {
     for (int atom = 0; atom < pattern.atomCount; ++atom) {
         for (const auto &bond : patternBonds.of(atom))
-            openNeighbours_[static_cast<std::size_t>(atom)] += isOpen(partnerOf(bond.atom));
+            openNeighboursOf(atom) += isOpen(partnerOf(bond.atom)) ? 1 : 0;
         if (hasPartner(partnerOf(atom))) boundary_.include(atom);
     }
 }
 
-void PartialMapping::place(int atom, int partner) {
-    codes_.remove(partnerOf(atom));
-    inverseCodes_.remove(patternAtomOn(partner));
-    partnerOf(atom) = partner;
-    patternAtomOn(partner) = atom;
-    changeNeighbours(atom, -1);
-    updateBoundary(atom);
-}
-
-void PartialMapping::takeBack(int atom, int code, int partnerCode) {
-    patternAtomOn(partnerOf(atom)) = partnerCode;
-    inverseCodes_.add(partnerCode);
-    partnerOf(atom) = code;
-    codes_.add(code);
-    changeNeighbours(atom, 1);
-    updateBoundary(atom);
-}
-
-void PartialMapping::leaveOut(int atom) {
-    codes_.remove(partnerOf(atom));
-    partnerOf(atom) = MAP_SKIP;
-    codes_.add(MAP_SKIP);
-    changeNeighbours(atom, -1);
-}
-
-void PartialMapping::reopen(int atom, int code) {
-    codes_.remove(MAP_SKIP);
-    partnerOf(atom) = code;
-    codes_.add(code);
-    changeNeighbours(atom, 1);
-}
-
-void PartialMapping::changeNeighbours(int atom, int change) {
-    for (const auto &bond : patternBonds.of(atom)) {
-        openNeighbours_[static_cast<std::size_t>(bond.atom)] += change;
-        updateBoundary(bond.atom);
+bool neighboursKeepHandedness(const PartialMapping &mapping, int atom, int partner) {
+    const RestoredEntry code(mapping.partnerOf(atom));
+    const RestoredEntry inverseCode(mapping.patternAtomOn(partner));
+    mapping.partnerOf(atom) = partner;
+    mapping.patternAtomOn(partner) = atom;
+    for (const auto &bond : mapping.patternBonds.of(atom)) {
+        const int centrePartner = mapping.partnerOf(bond.atom);
+        if (!hasPartner(centrePartner)) continue;
+        if (!chiralityAgrees(mapping, bond.atom, centrePartner)) return false;
     }
-}
-
-/// Where neighbours cannot be counted from their own side, every atom with a partner belongs.
-void PartialMapping::updateBoundary(int atom) {
-    const bool mayHaveOpen =
-        openNeighbours_[static_cast<std::size_t>(atom)] > 0 || !patternBonds.mutual();
-    if (hasPartner(partnerOf(atom)) && mayHaveOpen)
-        boundary_.include(atom);
-    else
-        boundary_.exclude(atom);
-}
-
-bool fits(const PartialMapping &mapping, int atom, int partner) {
-    const int code = mapping.partnerOf(atom);
-    if (!elementsAgree(code, mapping.pattern.atoms[atom], mapping.target.atoms[partner]))
-        return false;
-    const bool anyType = isRelaxed(code);
-    return bondsHaveTheirLike(mapping.patternBonds, atom, mapping.map, mapping.targetBonds, partner,
-                              anyType) &&
-           bondsHaveTheirLike(mapping.targetBonds, partner, mapping.inverse, mapping.patternBonds,
-                              atom, anyType);
-}
-
-bool canMapAtom(const PartialMapping &mapping, int atom, int partner) {
-    if (!fits(mapping, atom, partner)) return false;
-    if (!mapping.checkChirality) return true;
-    return neighboursKeepHandedness(mapping, atom, partner) &&
-           chiralityAgrees(mapping, atom, partner);
+    return true;
 }
 
 bool chiralityAgrees(const PartialMapping &mapping, int centre, int partner) {

@@ -9,6 +9,7 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <memory_resource>
 #include <span>
 #include <vector>
 
@@ -70,7 +71,8 @@ private:
 /// A set of atoms that is walked in the order of their positions.
 class AtomSet {
 public:
-    explicit AtomSet(std::size_t atoms) : words_((atoms + wordBits - 1) / wordBits) {}
+    AtomSet(std::size_t atoms, std::pmr::memory_resource &memory)
+        : words_((atoms + wordBits - 1) / wordBits, &memory) {}
 
     void include(int atom) { words_[wordOf(atom)] |= bitOf(atom); }
     void exclude(int atom) { words_[wordOf(atom)] &= ~bitOf(atom); }
@@ -93,14 +95,16 @@ private:
     static std::uint64_t bitOf(int atom) {
         return std::uint64_t{1} << (static_cast<std::size_t>(atom) % wordBits);
     }
-    std::vector<std::uint64_t> words_;
+    std::pmr::vector<std::uint64_t> words_;
 };
 
 /// The two maps of a search, and what follows from them, kept up to date from step to step.
 class PartialMapping {
 public:
+    /// Its tables live in `memory`, as do the rest of a search's arrays.
     PartialMapping(const Molecule &A, const Molecule &B, std::span<int> codes,
-                   std::span<int> inverseCodes, bool checksChirality);
+                   std::span<int> inverseCodes, bool checksChirality,
+                   std::pmr::memory_resource &memory);
 
     const Molecule &pattern, &target;
     const BondTable patternBonds, targetBonds;
@@ -111,10 +115,34 @@ public:
     int &partnerOf(int atom) const { return map[static_cast<std::size_t>(atom)]; }
     int &patternAtomOn(int atom) const { return inverse[static_cast<std::size_t>(atom)]; }
 
-    void place(int atom, int partner);
-    void takeBack(int atom, int code, int partnerCode);
-    void leaveOut(int atom);
-    void reopen(int atom, int code);
+    void place(int atom, int partner) {
+        codes_.remove(partnerOf(atom));
+        inverseCodes_.remove(patternAtomOn(partner));
+        partnerOf(atom) = partner;
+        patternAtomOn(partner) = atom;
+        closeToNeighbours(atom);
+        if (mayHaveOpenNeighbours(atom)) boundary_.include(atom);
+    }
+    void takeBack(int atom, int code, int partnerCode) {
+        patternAtomOn(partnerOf(atom)) = partnerCode;
+        inverseCodes_.add(partnerCode);
+        partnerOf(atom) = code;
+        codes_.add(code);
+        boundary_.exclude(atom);
+        openToNeighbours(atom);
+    }
+    void leaveOut(int atom) {
+        codes_.remove(partnerOf(atom));
+        partnerOf(atom) = MAP_SKIP;
+        codes_.add(MAP_SKIP);
+        closeToNeighbours(atom);
+    }
+    void reopen(int atom, int code) {
+        codes_.remove(MAP_SKIP);
+        partnerOf(atom) = code;
+        codes_.add(code);
+        openToNeighbours(atom);
+    }
 
     const CodeTally &codes() const { return codes_; }
     const CodeTally &inverseCodes() const { return inverseCodes_; }
@@ -129,38 +157,93 @@ public:
     const AtomSet &boundary() const { return boundary_; }
 
 private:
-    void changeNeighbours(int atom, int change);
-    void updateBoundary(int atom);
+    int &openNeighboursOf(int atom) { return openNeighbours_[static_cast<std::size_t>(atom)]; }
+
+    /// Where neighbours cannot be counted from their own side, any atom may have some.
+    bool mayHaveOpenNeighbours(int atom) {
+        return openNeighboursOf(atom) > 0 || !patternBonds.mutual();
+    }
+    void closeToNeighbours(int atom) {
+        for (const auto &bond : patternBonds.of(atom)) {
+            --openNeighboursOf(bond.atom);
+            if (!mayHaveOpenNeighbours(bond.atom)) boundary_.exclude(bond.atom);
+        }
+    }
+    void openToNeighbours(int atom) {
+        for (const auto &bond : patternBonds.of(atom)) {
+            ++openNeighboursOf(bond.atom);
+            if (hasPartner(partnerOf(bond.atom))) boundary_.include(bond.atom);
+        }
+    }
 
     CodeTally codes_;
     CodeTally inverseCodes_;
-    std::vector<int> openNeighbours_; // by atom of the pattern
+    std::pmr::vector<int> openNeighbours_; // by atom of the pattern
     AtomSet boundary_;
     bool regular_;
 };
 
 /// Whether the code of an atom of the pattern lets it have a partner of this element.
-inline bool elementsAgree(int code, const Atom &atom, const Atom &partner) {
+inline bool elementsAgree(int code, int element, int partnerElement) {
     switch (code) {
     case MAP_REQUIRED_ANY:
     case MAP_OPTIONAL_ANY:
         return true;
     case MAP_REQUIRED_HEAVY:
     case MAP_OPTIONAL_HEAVY:
-        return atom.element < 2 || (partner.element != 0 && partner.element != 1);
+        return element < 2 || (partnerElement != 0 && partnerElement != 1);
     default:
-        return atom.element == partner.element;
+        return element == partnerElement;
     }
 }
 
+/// Whether each of an atom's bonds to the mapped part has its like among those of its partner.
+inline bool haveTheirLike(std::span<const BondTable::Entry> bonds, std::span<const int> partners,
+                          std::span<const BondTable::Entry> others, bool anyType) {
+    for (const auto &[neighbour, type] : bonds) {
+        const int far = partners[static_cast<std::size_t>(neighbour)];
+        if (!hasPartner(far)) continue;
+        const BondTable::Entry *like = BondTable::leadingTo(far, others);
+        if (!like || (!anyType && like->type != type)) return false;
+    }
+    return true;
+}
+
+/// An atom of the pattern that is being placed, with what is asked about it for each candidate.
+struct OpenAtom {
+    OpenAtom(const PartialMapping &mapping, int position)
+        : atom(position),
+          code(mapping.partnerOf(position)),
+          element(mapping.pattern.atoms[position].element),
+          bonds(mapping.patternBonds.of(position)) {}
+
+    int atom, code, element;
+    std::span<const BondTable::Entry> bonds;
+};
+
 /// Whether a partner suits an atom of the pattern by its element, and by its bonds to the mapped
 /// part: those of the one and of the other lead to partners of each other.
-bool fits(const PartialMapping &mapping, int atom, int partner);
-
-/// Whether an atom of the pattern may take a partner that is bonded to the mapped part.
-bool canMapAtom(const PartialMapping &mapping, int atom, int partner);
+inline bool fits(const PartialMapping &mapping, const OpenAtom &atom, int partner) {
+    if (!elementsAgree(atom.code, atom.element, mapping.target.atoms[partner].element))
+        return false;
+    const auto far = mapping.targetBonds.of(partner);
+    const bool anyType = isRelaxed(atom.code);
+    return haveTheirLike(atom.bonds, mapping.map, far, anyType) &&
+           haveTheirLike(far, mapping.inverse, atom.bonds, anyType);
+}
 
 /// Whether a centre keeps its handedness on its partner. Undecided centres agree.
 bool chiralityAgrees(const PartialMapping &mapping, int centre, int partner);
+
+/// Whether the mapped neighbours of an atom keep theirs once it has taken its partner.
+bool neighboursKeepHandedness(const PartialMapping &mapping, int atom, int partner);
+
+/// Whether an atom of the pattern may take a partner that is bonded to the mapped part.
+inline bool canMapAtom(const PartialMapping &mapping, const OpenAtom &atom, int partner) {
+    if (!fits(mapping, atom, partner)) return false;
+    if (!mapping.checkChirality) return true;
+    return neighboursKeepHandedness(mapping, atom.atom, partner) &&
+           chiralityAgrees(mapping, atom.atom, partner);
+}
 
 } // namespace saddlefit
