@@ -49,11 +49,6 @@ int flushed(int status) {
 
 } // namespace
 
-void report(const UserError &error) {
-    std::fflush(stdout);
-    std::fprintf(stderr, "saddlefit: %s\n", error.what());
-}
-
 } // namespace saddlefit::cli
 
 int main(int argc, char **argv) {

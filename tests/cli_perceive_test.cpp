@@ -2,7 +2,7 @@
 #include "saddlefit/bonding.h"
 
 #include "cli/errors.hpp"
-#include "cli/perception.hpp"
+#include "cli/perception/perception.hpp"
 #include "tests/command_line.hpp"
 
 #include <gtest/gtest.h>

@@ -1,0 +1,46 @@
+#ifndef SADDLEFIT_CLI_DATABASE_FILE_HPP
+#define SADDLEFIT_CLI_DATABASE_FILE_HPP
+
+#include "cli/database/block_scan.hpp"
+
+#include <string>
+#include <vector>
+
+namespace saddlefit::cli {
+
+// Throws UserError unless the file exists, can be read, and is laid out as a reaction database:
+// the library itself takes a file that it cannot read for an empty one.
+void requireDatabase(const std::string &path);
+
+// All bytes of a file that may be a database; throws UserError if it cannot be read.
+std::string databaseBytes(const std::string &path);
+
+// A database whose chain of blocks is whole; its records may be damaged.
+struct Database {
+    std::string path;
+    std::string bytes;
+    std::vector<Block> records; // the blocks in use; the index is the position
+};
+
+// As requireDatabase().
+Database openDatabase(const std::string &path);
+
+// Throws UserError if there is no record at the position.
+void requirePosition(const Database &database, std::size_t position);
+
+// Throws UserError if the record is damaged.
+StoredRecord recordAt(const Database &database, std::size_t position);
+
+// Throws UserError if structures are about to be written over the database that they come from.
+void requireOtherFile(const std::string &output, const std::string &database);
+
+// "FILE, record 3, offset 120: WHAT; REMEDY", where `record` is a position or nothing.
+std::string damageMessage(const std::string &path, std::optional<std::size_t> record,
+                          const Damage &damage);
+
+// Text of a file for one column of a line: control characters become question marks.
+std::string inOneLine(std::string text);
+
+} // namespace saddlefit::cli
+
+#endif

@@ -1,0 +1,62 @@
+#include "cli/database/database_file.hpp"
+#include "cli/database/db_commands.hpp"
+#include "cli/errors.hpp"
+#include "cli/reaction/transitions.hpp"
+
+#include <cstdio>
+#include <memory>
+
+namespace saddlefit::cli {
+
+namespace {
+
+void printLine(std::size_t position, const StoredRecord &record) {
+    std::printf("%zu\t%s\t%s\t%zu atoms\t%zu bonds\t%zu transitions\t%zu bytes\n", position,
+                inOneLine(record.name).c_str(), codeInSymbols(record.code.data()).c_str(),
+                record.atoms.size(), record.bonds.size(), record.transitions.size(), record.bytes);
+}
+
+Json entry(std::size_t position, const StoredRecord &record) {
+    return {{"position", position},
+            {"name", record.name},
+            {"code", codeInSymbols(record.code.data())},
+            {"atoms", record.atoms.size()},
+            {"bonds", record.bonds.size()},
+            {"transitions", record.transitions.size()},
+            {"bytes", record.bytes}};
+}
+
+// A damaged record keeps its position and is reported; the others are listed.
+int list(const DbOptions &options) {
+    const auto database = openDatabase(options.database);
+    Json entries = Json::array();
+    int status = allDone;
+    for (std::size_t position = 0; position < database.records.size(); ++position) {
+        try {
+            const auto record = recordAt(database, position);
+            if (options.json) entries.push_back(entry(position, record));
+            if (!options.json) printLine(position, record);
+        } catch (const UserError &error) {
+            report(error);
+            status = somethingFailed;
+        }
+    }
+    if (options.json) printJson({{"file", options.database}, {"records", entries}});
+    return status;
+}
+
+} // namespace
+
+void addDbListCommand(CLI::App &db, Action &chosen) {
+    auto *command = db.add_subcommand("list", "Print a line for each record");
+    const auto options = std::make_shared<DbOptions>();
+    addDbOptions(*command, *options);
+    command->footer(
+        "The columns, parted by tabs: position, counted from 0; name; elements of the changing\n"
+        "bonds; atoms, bonds, transitions and bytes of the record.\n\n"
+        "Example:\n"
+        "  saddlefit db list reactions.db");
+    command->callback([&chosen, options] { chosen = [options] { return list(*options); }; });
+}
+
+} // namespace saddlefit::cli

@@ -1,0 +1,85 @@
+#include "saddlefit/database.h"
+
+#include "cli/database/database_file.hpp"
+#include "cli/database/db_commands.hpp"
+#include "cli/errors.hpp"
+#include "cli/files/output_file.hpp"
+#include "cli/quiet_stdout.hpp"
+
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+
+namespace saddlefit::cli {
+
+namespace {
+
+struct RemoveOptions : DbOptions {
+    std::vector<std::size_t> positions;
+};
+
+std::vector<std::size_t> highestFirst(std::vector<std::size_t> positions) {
+    std::sort(positions.rbegin(), positions.rend());
+    return positions;
+}
+
+void requireDistinct(const std::vector<std::size_t> &sorted, const std::string &path) {
+    const auto twice = std::adjacent_find(sorted.begin(), sorted.end());
+    if (twice == sorted.end()) return;
+    throw UserError(path + ": record " + std::to_string(*twice) +
+                    " is to be removed twice; name each position once, as \"saddlefit db list\" "
+                    "printed it before the removal");
+}
+
+// Those behind a removed record move down, so the highest goes first.
+void removeAll(const std::vector<std::size_t> &positions, const std::string &target) {
+    OutputFile file(target);
+    file.copyFromTarget();
+    const auto before = openDatabase(file.path()).records.size();
+    {
+        const QuietStdout quiet(true); // the block heap's error lines are no result
+        for (const auto position : positions)
+            removeDB(file.path().c_str(), static_cast<int>(position));
+    }
+    if (openDatabase(file.path()).records.size() != before - positions.size()) {
+        throw UserError(target + ": the records cannot be removed; the disk may be full");
+    }
+    file.commit();
+}
+
+int remove(const RemoveOptions &options) {
+    const auto database = openDatabase(options.database);
+    const auto positions = highestFirst(options.positions);
+    requireDistinct(positions, options.database);
+    for (const auto position : positions)
+        requirePosition(database, position);
+    removeAll(positions, options.database);
+    const auto left = database.records.size() - positions.size();
+    if (options.json) {
+        printJson({{"file", options.database}, {"removed", positions}, {"records", left}});
+        return allDone;
+    }
+    std::printf("%zu removed from %s, %zu left\n", positions.size(), options.database.c_str(),
+                left);
+    return allDone;
+}
+
+} // namespace
+
+void addDbRemoveCommand(CLI::App &db, Action &chosen) {
+    auto *command = db.add_subcommand("remove", "Remove records");
+    const auto options = std::make_shared<RemoveOptions>();
+    addDbOptions(*command, *options);
+    command->add_option("POSITION", options->positions, "As \"saddlefit db list\" prints them")
+        ->required()
+        ->check(CLI::NonNegativeNumber)
+        ->type_name("");
+    command->footer(
+        "All positions mean what was listed before. The file keeps its size: later additions use\n"
+        "the room, or \"saddlefit db compact\" gives it back.\n\n"
+        "Example:\n"
+        "  saddlefit db remove reactions.db 0 3");
+    command->callback([&chosen, options] { chosen = [options] { return remove(*options); }; });
+}
+
+} // namespace saddlefit::cli

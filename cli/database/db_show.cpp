@@ -1,0 +1,121 @@
+#include "cli/database/database_file.hpp"
+#include "cli/database/db_commands.hpp"
+#include "cli/errors.hpp"
+#include "cli/files/elements.hpp"
+#include "cli/files/molfile.hpp"
+#include "cli/files/output_file.hpp"
+#include "cli/reaction/sdf.hpp"
+#include "cli/reaction/transitions.hpp"
+
+#include <cstdio>
+#include <memory>
+
+namespace saddlefit::cli {
+
+namespace {
+
+struct ShowOptions : DbOptions {
+    std::size_t position = 0;
+    std::string output;
+};
+
+std::string labelOf(const StoredRecord &record, int atom) {
+    return atomLabel(record.atoms[static_cast<std::size_t>(atom)].element, atom);
+}
+
+// "C1-O3", or "none" where no bond falls or rises.
+std::string bondLabel(const StoredRecord &record, int a, int b) {
+    if (a < 0 || b < 0) return "none";
+    return labelOf(record, a) + "-" + labelOf(record, b);
+}
+
+void print(const StoredRecord &record) {
+    std::printf("name\t%s\ncode\t%s\n%zu atoms\n", inOneLine(record.name).c_str(),
+                codeInSymbols(record.code.data()).c_str(), record.atoms.size());
+    for (int i = 0; const auto &atom : record.atoms) {
+        const auto &at = atom.position;
+        std::printf("%-6s %12.6f %12.6f %12.6f\n", labelOf(record, i++).c_str(), at.x, at.y, at.z);
+    }
+    std::printf("%zu bonds\n", record.bonds.size());
+    for (const auto &bond : record.bonds) {
+        std::printf("%-13s %d\n", bondLabel(record, bond.atom1, bond.atom2).c_str(), bond.type);
+    }
+    std::printf("%zu transitions\n", record.transitions.size());
+    for (const auto &step : record.transitions) {
+        std::printf("%s falls, %s rises\n", bondLabel(record, step.breakA, step.breakB).c_str(),
+                    bondLabel(record, step.formA, step.formB).c_str());
+    }
+}
+
+// Atoms by their number from 1; null where a half names none.
+Json pairOf(int a, int b) {
+    if (a < 0 || b < 0) return nullptr;
+    return Json::array({a + 1, b + 1});
+}
+
+Json asJson(const ShowOptions &options, const StoredRecord &record) {
+    Json atoms = Json::array();
+    for (const auto &[element, charge, at] : record.atoms) {
+        atoms.push_back({{"symbol", elementSymbol(element)},
+                         {"element", element},
+                         {"position", Json::array({at.x, at.y, at.z})}});
+    }
+    Json bonds = Json::array();
+    for (const auto &bond : record.bonds) {
+        bonds.push_back(Json::array({bond.atom1 + 1, bond.atom2 + 1, bond.type}));
+    }
+    Json transitions = Json::array();
+    for (const auto &step : record.transitions) {
+        transitions.push_back({{"falls", pairOf(step.breakA, step.breakB)},
+                               {"rises", pairOf(step.formA, step.formB)}});
+    }
+    return {{"file", options.database}, {"position", options.position},
+            {"name", record.name},      {"code", codeInSymbols(record.code.data())},
+            {"bytes", record.bytes},    {"atoms", atoms},
+            {"bonds", bonds},           {"transitions", transitions}};
+}
+
+// The fields are those of finished reactions.
+std::string asSdf(const ShowOptions &options, const StoredRecord &record) {
+    const auto origin = options.database + ", record " + std::to_string(options.position);
+    return molfile(origin, inOneLine(record.name), record.atoms, record.bonds) +
+           field("TRANSITION_CODE", codeInSymbols(record.code.data())) +
+           field("TRANSITIONS", transitionLines(record.transitions)) +
+           field("PARTIAL_BONDS", untypedBondLines(record.bonds)) + "$$$$\n";
+}
+
+int show(const ShowOptions &options) {
+    const auto database = openDatabase(options.database);
+    requirePosition(database, options.position);
+    const auto record = recordAt(database, options.position);
+    if (!options.output.empty()) {
+        requireOtherFile(options.output, options.database);
+        OutputFile file(options.output);
+        file.write(asSdf(options, record));
+        file.commit();
+    }
+    if (options.json) printJson(asJson(options, record));
+    if (!options.json) print(record);
+    return allDone;
+}
+
+} // namespace
+
+void addDbShowCommand(CLI::App &db, Action &chosen) {
+    auto *command = db.add_subcommand("show", "Print a record");
+    const auto options = std::make_shared<ShowOptions>();
+    addDbOptions(*command, *options);
+    command->add_option("POSITION", options->position, "As \"saddlefit db list\" prints it")
+        ->required()
+        ->check(CLI::NonNegativeNumber)
+        ->type_name("");
+    command->add_option("-o,--output", options->output, "Write the structure (SDF)")
+        ->type_name("FILE");
+    command->footer("Atoms are numbered from 1. Bond types: 0 about to form or break, 1 to 4, and\n"
+                    "5 aromatic.\n\n"
+                    "Example:\n"
+                    "  saddlefit db show reactions.db 0 -o ts.sdf");
+    command->callback([&chosen, options] { chosen = [options] { return show(*options); }; });
+}
+
+} // namespace saddlefit::cli

@@ -1,0 +1,153 @@
+#include "cli/database/database_file.hpp"
+#include "cli/database/db_commands.hpp"
+#include "cli/errors.hpp"
+#include "cli/files/output_file.hpp"
+
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+
+namespace saddlefit::cli {
+
+namespace {
+
+// ---- check --------------------------------------------------------------------------------------
+
+void printCounts(const Survey &survey) {
+    std::printf("%zu records, %zu free blocks, %zu free bytes, %zu slack bytes\n",
+                survey.records.size(), survey.freeBlocks, survey.freeBytes, survey.slackBytes);
+}
+
+Json damageAsJson(const Survey &survey) {
+    if (!survey.damage) return nullptr;
+    Json record = nullptr;
+    if (survey.damagedRecord) record = *survey.damagedRecord;
+    return {{"offset", survey.damage->offset}, {"record", record}, {"what", survey.damage->what}};
+}
+
+void printCheckAsJson(const std::string &path, const Survey &survey) {
+    printJson({{"file", path},
+               {"records", survey.records.size()},
+               {"freeBlocks", survey.freeBlocks},
+               {"freeBytes", survey.freeBytes},
+               {"slackBytes", survey.slackBytes},
+               {"damage", damageAsJson(survey)}});
+}
+
+UserError damageError(const std::string &path, const Survey &survey) {
+    return UserError(damageMessage(path, survey.damagedRecord, *survey.damage));
+}
+
+int check(const DbOptions &options) {
+    const auto survey = surveyFile(databaseBytes(options.database));
+    if (options.json) printCheckAsJson(options.database, survey);
+    if (!options.json) printCounts(survey);
+    if (!survey.damage) return allDone;
+    report(damageError(options.database, survey));
+    return somethingFailed;
+}
+
+// ---- compact and salvage ------------------------------------------------------------------------
+
+// Each record in a block of exactly its size.
+std::string packedBlocks(std::string_view bytes, const std::vector<RecordSpan> &records) {
+    std::string blocks;
+    for (const auto &record : records) {
+        blocks += blockHeader(record.bytes);
+        blocks += bytes.substr(record.offset, record.bytes);
+    }
+    return blocks;
+}
+
+void writeWhole(const std::string &path, const std::string &bytes) {
+    OutputFile file(path);
+    file.write(bytes);
+    file.commit();
+}
+
+int compact(const DbOptions &options) {
+    const auto bytes = databaseBytes(options.database);
+    const auto survey = surveyFile(bytes);
+    if (survey.damage) throw damageError(options.database, survey);
+    const auto packed = packedBlocks(bytes, survey.records);
+    writeWhole(options.database, packed);
+    if (options.json) {
+        printJson({{"file", options.database},
+                   {"records", survey.records.size()},
+                   {"bytesBefore", bytes.size()},
+                   {"bytesAfter", packed.size()}});
+        return allDone;
+    }
+    std::printf("%zu records in %s, %zu bytes before, %zu after\n", survey.records.size(),
+                options.database.c_str(), bytes.size(), packed.size());
+    return allDone;
+}
+
+struct SalvageOptions : DbOptions {
+    std::string output;
+};
+
+int salvage(const SalvageOptions &options) {
+    std::error_code error;
+    if (std::filesystem::exists(std::filesystem::symlink_status(options.output, error))) {
+        throw UserError(options.output +
+                        ": exists already and is not overwritten; name a new file");
+    }
+    const auto bytes = databaseBytes(options.database);
+    const auto survey = surveyFile(bytes);
+    if (survey.records.empty() && survey.damage) {
+        throw UserError(options.database + ": no record can be read anywhere in its " +
+                        std::to_string(bytes.size()) + " bytes; check the name");
+    }
+    writeWhole(options.output, packedBlocks(bytes, survey.records));
+    if (options.json) {
+        printJson({{"file", options.database},
+                   {"output", options.output},
+                   {"records", survey.records.size()},
+                   {"bytesPassedOver", survey.passedOver}});
+        return allDone;
+    }
+    std::printf("%zu records copied to %s, %zu bytes passed over\n", survey.records.size(),
+                options.output.c_str(), survey.passedOver);
+    return allDone;
+}
+
+} // namespace
+
+void addDbCheckCommand(CLI::App &db, Action &chosen) {
+    auto *command = db.add_subcommand("check", "Look for damage");
+    const auto options = std::make_shared<DbOptions>();
+    addDbOptions(*command, *options);
+    command->footer(
+        "Reads every block and record and prints the number of sound records, the blocks that\n"
+        "removed records have left with their bytes, and the bytes that records leave unused in\n"
+        "their blocks. The first damage is reported with its offset; the status is then 1.\n\n"
+        "Example:\n"
+        "  saddlefit db check reactions.db");
+    command->callback([&chosen, options] { chosen = [options] { return check(*options); }; });
+}
+
+void addDbCompactCommand(CLI::App &db, Action &chosen) {
+    auto *command = db.add_subcommand("compact", "Give back the room that is not used");
+    const auto options = std::make_shared<DbOptions>();
+    addDbOptions(*command, *options);
+    command->footer("Records keep their order and their bytes. A damaged file is left alone.\n\n"
+                    "Example:\n"
+                    "  saddlefit db compact reactions.db");
+    command->callback([&chosen, options] { chosen = [options] { return compact(*options); }; });
+}
+
+void addDbSalvageCommand(CLI::App &db, Action &chosen) {
+    auto *command = db.add_subcommand("salvage", "Copy what can be read of a damaged database");
+    const auto options = std::make_shared<SalvageOptions>();
+    addDbOptions(*command, *options);
+    command->add_option("OUT", options->output, "New database")->required()->type_name("");
+    command->footer(
+        "Prints how many records were copied, and how many bytes of FILE were passed over.\n\n"
+        "Example:\n"
+        "  saddlefit db salvage damaged.db saved.db");
+    command->callback([&chosen, options] { chosen = [options] { return salvage(*options); }; });
+}
+
+} // namespace saddlefit::cli

@@ -1,0 +1,79 @@
+#include "cli/files/output_file.hpp"
+
+#include "cli/errors.hpp"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <unistd.h>
+
+namespace saddlefit::cli {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+[[noreturn]] void failWriting(const std::string &target, const std::string &reason) {
+    throw UserError(target + ": cannot be written (" + reason +
+                    "); check the folder, your rights and the room on the disk");
+}
+
+std::string resolved(const std::string &target) {
+    std::error_code error;
+    const auto path = fs::canonical(target, error);
+    return error ? target : path.string();
+}
+
+bool isReplaceable(const std::string &target) {
+    std::error_code error;
+    return !fs::exists(target, error) || fs::is_regular_file(target, error);
+}
+
+struct CloseFile {
+    void operator()(std::FILE *file) const { std::fclose(file); }
+};
+using OpenFile = std::unique_ptr<std::FILE, CloseFile>;
+
+} // namespace
+
+OutputFile::OutputFile(const std::string &target) : target_(resolved(target)) {
+    if (fs::is_directory(target_)) failWriting(target, "it is a folder");
+    path_ = target_;
+    if (!isReplaceable(target_)) return;
+    path_ += ".part" + std::to_string(getpid());
+    const OpenFile file(std::fopen(path_.c_str(), "wbx")); // x: fails if it exists
+    if (!file) failWriting(target, std::strerror(errno));
+}
+
+OutputFile::~OutputFile() {
+    if (path_ != target_) std::remove(path_.c_str());
+}
+
+void OutputFile::write(const std::string &text) {
+    OpenFile file(std::fopen(path_.c_str(), "ab"));
+    if (!file) failWriting(target_, std::strerror(errno));
+    const bool written = std::fwrite(text.data(), 1, text.size(), file.get()) == text.size();
+    if (std::fclose(file.release()) != 0 || !written) failWriting(target_, std::strerror(errno));
+}
+
+void OutputFile::copyFromTarget() {
+    std::error_code error;
+    if (!fs::exists(target_, error)) return;
+    fs::copy_file(target_, path_, fs::copy_options::overwrite_existing, error);
+    if (error) failWriting(target_, error.message());
+}
+
+void OutputFile::commit() {
+    if (path_ == target_) return;
+    std::error_code error;
+    if (fs::exists(target_, error)) {
+        fs::permissions(path_, fs::status(target_, error).permissions(), error);
+    }
+    fs::rename(path_, target_, error);
+    if (error) failWriting(target_, error.message());
+    path_ = target_;
+}
+
+} // namespace saddlefit::cli

@@ -1,0 +1,34 @@
+// Bonds out of coordinates, by the library's rules; and structures as the library's molecules.
+#ifndef SADDLEFIT_CLI_PERCEPTION_HPP
+#define SADDLEFIT_CLI_PERCEPTION_HPP
+
+#include "saddlefit/host.h"
+
+#include "cli/files/structure.hpp"
+
+#include <memory>
+#include <vector>
+
+namespace saddlefit::cli {
+
+using LibraryMolecule = std::unique_ptr<Molecule, decltype(&C_freeMolecule)>;
+
+// Throws UserError if there is no memory.
+LibraryMolecule libraryMolecule(const std::vector<StructureAtom> &atoms,
+                                const std::vector<StructureBond> &bonds);
+
+// The pairs of atoms that bondTypeGuess() in mode 2 has something to say about, with what it says
+// as their type: lower number first, ascending. The cost grows with the number of atoms, not of
+// pairs. Throws UserError if the atoms lie on top of each other.
+std::vector<StructureBond> candidateBonds(const std::vector<StructureAtom> &atoms);
+
+// The candidates as recheckBonds() settles them: single, double, triple and aromatic bonds, and
+// contacts (type 0).
+std::vector<StructureBond> perceivedBonds(const std::vector<StructureAtom> &atoms);
+
+// The same without contacts.
+std::vector<StructureBond> perceivedCovalentBonds(const std::vector<StructureAtom> &atoms);
+
+} // namespace saddlefit::cli
+
+#endif

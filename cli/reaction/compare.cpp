@@ -1,0 +1,184 @@
+#include "cli/commands.hpp"
+#include "cli/files/elements.hpp"
+#include "cli/reaction/reaction_files.hpp"
+#include "cli/reaction/sdf.hpp"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <sstream>
+
+namespace saddlefit::cli {
+
+namespace {
+
+struct CompareOptions {
+    std::string predicted;
+    std::string actual;
+};
+
+struct Totals {
+    double absolute = 0.0;
+    int bonds = 0;
+};
+
+std::string fieldOf(const Structure &structure, const char *name) {
+    const auto found = structure.fields.find(name);
+    return found == structure.fields.end() ? std::string{} : found->second;
+}
+
+bool hasAtoms(const Structure &structure, AtomPair atoms) {
+    const int count = static_cast<int>(structure.atoms.size());
+    return std::min(atoms.first, atoms.second) >= 0 && std::max(atoms.first, atoms.second) < count;
+}
+
+std::vector<BondChange> changesIn(const Structure &predicted) {
+    std::vector<BondChange> changes;
+    std::istringstream lines(fieldOf(predicted, changedBondsField));
+    for (int a = 0, b = 0, before = 0, after = 0; lines >> a >> b >> before >> after;) {
+        changes.push_back({{a - 1, b - 1}, before, after});
+    }
+    const bool sound = std::all_of(changes.begin(), changes.end(), [&](const BondChange &change) {
+        return hasAtoms(predicted, change.atoms);
+    });
+    if (sound && !changes.empty()) return changes;
+    throw UserError(predicted.origin + ": has no usable field " + changedBondsField +
+                    "; the first file must be one that \"saddlefit react -o\" wrote");
+}
+
+double distance(const Structure &structure, AtomPair atoms) {
+    const auto &p = structure.atoms[static_cast<std::size_t>(atoms.first)].position;
+    const auto &q = structure.atoms[static_cast<std::size_t>(atoms.second)].position;
+    return std::hypot(p.x - q.x, p.y - q.y, p.z - q.z);
+}
+
+std::optional<double> constrainedDistance(const Structure &structure, AtomPair atoms) {
+    std::istringstream lines(fieldOf(structure, constraintsField));
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream words(line);
+        std::string kind;
+        int a = 0;
+        int b = 0;
+        double value = 0.0;
+        if (words >> kind >> a >> b >> value && kind == "distance" &&
+            orderedPair(a - 1, b - 1) == atoms) {
+            return value;
+        }
+    }
+    return std::nullopt;
+}
+
+bool hasMatch(const Structure &predicted) {
+    return !fieldOf(predicted, matchField).empty();
+}
+
+// Without a match no atom has moved: the prediction is then the estimate in the constraints.
+double predictedDistance(const Structure &predicted, AtomPair atoms) {
+    if (hasMatch(predicted)) return distance(predicted, atoms);
+    return constrainedDistance(predicted, atoms).value_or(distance(predicted, atoms));
+}
+
+std::string matchOf(const Structure &predicted) {
+    if (!hasMatch(predicted)) return "no match";
+    return fieldOf(predicted, outcomeField) + " " + fieldOf(predicted, matchField);
+}
+
+const Structure &withTitle(const std::vector<Record> &records, const Structure &wanted,
+                           const std::string &path) {
+    const Structure *found = nullptr;
+    for (const auto &record : records) {
+        const auto *structure = std::get_if<Structure>(&record);
+        if (structure == nullptr || structure->title != wanted.title) continue;
+        if (found != nullptr) {
+            throw UserError(structure->origin + ": a second record of this title; titles must "
+                                                "differ, for records are compared by title");
+        }
+        found = structure;
+    }
+    if (found != nullptr) return *found;
+    throw UserError(wanted.origin + ": no readable record of this title in " + path +
+                    "; give both records the same title");
+}
+
+std::string bondLabel(const Structure &structure, AtomPair atoms) {
+    const auto label = [&](int atom) {
+        return atomLabel(structure.atoms[static_cast<std::size_t>(atom)].element, atom);
+    };
+    return label(atoms.first) + "-" + label(atoms.second);
+}
+
+std::string changeText(const BondChange &change) {
+    const auto order = [](int mdlType) {
+        return mdlType == mdlAromaticType ? std::string("ar") : std::to_string(mdlType);
+    };
+    return order(change.before) + " -> " + order(change.after);
+}
+
+void printRows(const Structure &predicted, const Structure &actual, Totals &totals) {
+    std::string title = predicted.title;
+    std::string match = matchOf(predicted);
+    for (const auto &change : changesIn(predicted)) {
+        const double guess = predictedDistance(predicted, change.atoms);
+        const double truth = distance(actual, change.atoms);
+        std::printf("%-28s %-30s %-10s %-8s %9.3f %9.3f %+10.3f\n", title.c_str(), match.c_str(),
+                    bondLabel(predicted, change.atoms).c_str(), changeText(change).c_str(), guess,
+                    truth, guess - truth);
+        title.clear(); // named once, above its bonds
+        match.clear();
+        if (!hasMatch(predicted)) continue;
+        totals.absolute += std::abs(guess - truth);
+        ++totals.bonds;
+    }
+}
+
+int compare(const CompareOptions &options) {
+    const auto predictions = readRecords(options.predicted);
+    const auto actual = readRecords(options.actual);
+    Totals totals;
+    int failures = 0;
+    std::printf("%-28s %-30s %-10s %-8s %9s %9s %10s\n", "reaction", "match", "bond", "order",
+                "predicted", "true", "difference");
+    for (const auto &record : predictions) {
+        try {
+            const auto &predicted = structureOf(record);
+            const auto &truth = withTitle(actual, predicted, options.actual);
+            requireSameAtoms(truth, predicted);
+            printRows(predicted, truth, totals);
+        } catch (const UserError &error) {
+            report(error);
+            ++failures;
+        }
+    }
+    if (totals.bonds > 0) {
+        std::printf("mean absolute difference where there is a match: %.3f angstrom, %d bonds\n",
+                    totals.absolute / totals.bonds, totals.bonds);
+    }
+    return failures == 0 ? allDone : somethingFailed;
+}
+
+} // namespace
+
+void addCompareCommand(CLI::App &program, Action &chosen) {
+    auto *command =
+        program.add_subcommand("compare", "Compare predicted with known transition states");
+    const auto options = std::make_shared<CompareOptions>();
+    command->add_option("PREDICTED", options->predicted, "File that \"react -o\" wrote")
+        ->required()
+        ->type_name("");
+    command->add_option("TRUE", options->actual, "File with the known transition states")
+        ->required()
+        ->type_name("");
+    command->footer(
+        "Prints the lengths of each reaction's changing bonds in both, in angstrom, and their\n"
+        "change of order. Records are paired by title. Where a reaction found no match, the\n"
+        "predicted lengths are those estimated from the elements.\n\n"
+        "Example:\n"
+        "  saddlefit compare guess.sdf ts.sdf");
+    command->callback([&chosen, options] { chosen = [options] { return compare(*options); }; });
+}
+
+} // namespace saddlefit::cli

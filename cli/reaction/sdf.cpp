@@ -1,0 +1,90 @@
+#include "cli/reaction/sdf.hpp"
+
+#include "cli/files/molfile.hpp"
+
+#include <tuple>
+
+namespace saddlefit::cli {
+
+namespace {
+
+const char *outcomeWord(Outcome outcome) {
+    switch (outcome) {
+    case Outcome::exact:
+        return "exact";
+    case Outcome::partial:
+        return "partial";
+    case Outcome::noMatch:
+        break;
+    }
+    return "none";
+}
+
+std::string changeLines(const std::vector<BondChange> &changes) {
+    std::string text;
+    for (const auto &change : changes) {
+        text += line("%d %d %d %d\n", change.atoms.first + 1, change.atoms.second + 1,
+                     mdlType(change.before), mdlType(change.after));
+    }
+    return text;
+}
+
+std::string constraintLine(const Constraint &constraint) {
+    const auto &[a, b, c, d] = std::tie(constraint.a, constraint.b, constraint.c, constraint.d);
+    const double value = constraint.value;
+    if (c < 0) return line("distance %d %d %.6f angstrom\n", a + 1, b + 1, value);
+    if (d < 0) return line("angle %d %d %d %.4f degrees\n", a + 1, b + 1, c + 1, value);
+    return line("dihedral %d %d %d %d %.4f degrees\n", a + 1, b + 1, c + 1, d + 1, value);
+}
+
+std::string constraintLines(const std::vector<Constraint> &constraints) {
+    std::string text;
+    for (const auto &constraint : constraints)
+        text += constraintLine(constraint);
+    return text;
+}
+
+// The reactant's atoms where the result has put them.
+std::vector<StructureAtom> placedAtoms(const Reaction &reaction, const ReactionResult &result) {
+    auto atoms = reaction.reactant.atoms;
+    for (std::size_t i = 0; i < atoms.size(); ++i)
+        atoms[i].position = result.coordinates[i];
+    return atoms;
+}
+
+std::string atomNumbers(const std::vector<int> &atoms) {
+    std::string text;
+    for (const int atom : atoms) {
+        if (!text.empty()) text += ' ';
+        text += std::to_string(atom + 1);
+    }
+    return text;
+}
+
+} // namespace
+
+std::string transitionLines(const std::vector<Transition> &transitions) {
+    std::string text;
+    for (const auto &step : transitions) {
+        text +=
+            line("%d %d %d %d\n", step.breakA + 1, step.breakB + 1, step.formA + 1, step.formB + 1);
+    }
+    return text;
+}
+
+std::string sdfRecord(const Reaction &reaction, const ReactionResult &result) {
+    const auto &origin = reaction.reactant.origin;
+    const bool replaced = result.outcome == Outcome::partial;
+    return molfile(origin, reaction.title, placedAtoms(reaction, result), result.bonds) +
+           field(outcomeField, outcomeWord(result.outcome)) + field(matchField, result.match) +
+           field("TRANSITION_CODE", result.code) +
+           field("TRANSITIONS", transitionLines(reaction.transitions)) +
+           field(changedBondsField, changeLines(reaction.changes)) +
+           field("PARTIAL_BONDS", untypedBondLines(result.bonds)) +
+           field(constraintsField, constraintLines(result.constraints)) +
+           field("START_CONSTRAINTS",
+                 replaced ? constraintLines(result.startConstraints) : std::string{}) +
+           field("FROZEN_ATOMS", atomNumbers(result.frozen)) + "$$$$\n";
+}
+
+} // namespace saddlefit::cli
