@@ -1,0 +1,47 @@
+// Thousands of items in worker processes.
+#ifndef SADDLEFIT_CLI_BATCH_HPP
+#define SADDLEFIT_CLI_BATCH_HPP
+
+#include "cli/batch/delivery.hpp"
+#include "cli/batch/streamed_file.hpp"
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace saddlefit::cli {
+
+struct BatchOptions {
+    int jobs = 1;
+    double timeout = 0; // seconds for each item; 0: none
+};
+
+// Makes the delivery of an item whose worker was ended or has died; it counts as failed. `what`
+// goes on from the item's name: "took longer than 30 s", or "the worker ended with signal 11".
+using Mishap = std::function<Delivery(std::size_t item, const std::string &what)>;
+
+struct BatchResult {
+    std::size_t done = 0;     // items that were written, failed ones among them
+    std::size_t failed = 0;   // how many of them
+    bool interrupted = false; // by SIGINT or SIGTERM, before all were done
+};
+
+// Does the work for each item in `jobs` worker processes, also where that is one: a crash costs one
+// item, and there is a single way to go.
+//
+// Deliveries are written in the order of the items, each as soon as those before it are: its pieces
+// to the output files, its line to standard output, its messages to standard error. So all that is
+// written is the same for any number of jobs. On a terminal a bar on standard error shows how far
+// it has come.
+//
+// At the first SIGINT or SIGTERM the workers are ended; what was written by then is whole. The
+// caller commits the files, and may go on behind resumeAfter() another time.
+//
+// Throws UserError if a file cannot be written or no process can be started.
+BatchResult runBatch(const std::vector<std::size_t> &items, const Work &work, const Mishap &mishap,
+                     const BatchOptions &options, const std::vector<StreamedFile *> &outputs);
+
+} // namespace saddlefit::cli
+
+#endif

@@ -1,0 +1,169 @@
+#include "cli/batch/streamed_file.hpp"
+
+#include "cli/errors.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <sstream>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+
+namespace saddlefit::cli {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr mode_t ownersUmaskDecides = 0666;
+
+[[noreturn]] void failWriting(const std::string &target, const std::string &reason) {
+    throw UserError(target + ": cannot be written (" + reason +
+                    "); check the folder, your rights and the room on the disk");
+}
+
+[[noreturn]] void failLocked(const std::string &target) {
+    throw UserError(target + ": another run is writing it, or it is named twice; wait until that "
+                             "run has ended, or choose another output");
+}
+
+std::string resolved(const std::string &target) {
+    std::error_code error;
+    const auto path = fs::canonical(target, error);
+    return error ? target : path.string();
+}
+
+bool isReplaceable(const std::string &target) {
+    std::error_code error;
+    return !fs::exists(target, error) || fs::is_regular_file(target, error);
+}
+
+std::optional<std::string> textOf(const std::string &path) {
+    std::ifstream file(path, std::ios::binary);
+    if (!file) {
+        if (!fs::exists(path)) return std::nullopt;
+        throw UserError(path + ": cannot be read; check your rights, or run without resuming");
+    }
+    std::ostringstream text;
+    text << file.rdbuf();
+    return std::move(text).str();
+}
+
+void requireOurs(const std::string &path, const std::vector<Piece> &pieces) {
+    for (std::size_t last = 0; const auto &piece : pieces) {
+        if (piece.item <= last) {
+            throw UserError(path + ": was not written by this command, for its records do not bear "
+                                   "ascending numbers; choose another output");
+        }
+        last = piece.item;
+    }
+}
+
+// False if another run holds the lock. The workers of a run that was killed may take a moment to
+// die; file systems without locks are none of our business.
+bool lock(int file) {
+    constexpr int attempts = 10;
+    constexpr std::chrono::milliseconds pause{50};
+    for (int i = 0; i < attempts; ++i) {
+        if (flock(file, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK) return true;
+        std::this_thread::sleep_for(pause);
+    }
+    return false;
+}
+
+// Whether the path still leads to the open file: another run may have renamed it meanwhile.
+bool leadsTo(const std::string &path, int file) {
+    struct stat named {};
+    struct stat opened {};
+    return stat(path.c_str(), &named) == 0 && fstat(file, &opened) == 0 &&
+           named.st_dev == opened.st_dev && named.st_ino == opened.st_ino;
+}
+
+} // namespace
+
+StreamedFile::StreamedFile(const std::string &target, PieceScanner scanner, Begin begin)
+    : target_(resolved(target)), path_(target_) {
+    if (fs::is_directory(target_)) failWriting(target, "it is a folder");
+    if (!isReplaceable(target_)) {
+        open();
+        return;
+    }
+    path_ += ".part";
+    // Looked at before there is an unfinished file, which would take precedence from then on.
+    std::optional<std::string> finished;
+    if (begin == Begin::resume && !fs::exists(path_)) finished = textOf(target_);
+    if (finished) requireOurs(target_, scanner(*finished));
+    open();
+    if (finished) append(*finished);
+    if (begin == Begin::resume) pieces_ = scanner(textOf(path_).value_or(""));
+    requireOurs(path_, pieces_);
+    cutAt(pieces_.empty() ? 0 : pieces_.back().end);
+}
+
+// An unfinished file without contents that stands for nothing is not left behind. Beside a target
+// it stands for a run that has got nowhere yet, and so must not go on with that target.
+StreamedFile::~StreamedFile() {
+    std::error_code error;
+    if (!file_.isOpen() || !isRegular() || fs::exists(target_, error)) return;
+    if (fs::file_size(path_, error) == 0) fs::remove(path_, error);
+}
+
+void StreamedFile::open() {
+    do {
+        file_ = Descriptor(
+            ::open(path_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, ownersUmaskDecides));
+        if (!file_.isOpen()) failWriting(target_, std::strerror(errno));
+        if (isRegular() && !lock(file_.number())) failLocked(target_);
+    } while (isRegular() && !leadsTo(path_, file_.number()));
+}
+
+void StreamedFile::append(std::string_view piece) {
+    while (!piece.empty()) {
+        const auto count = ::write(file_.number(), piece.data(), piece.size());
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) failWriting(target_, std::strerror(errno));
+        piece.remove_prefix(static_cast<std::size_t>(count));
+    }
+}
+
+void StreamedFile::cutAt(std::size_t size) {
+    if (ftruncate(file_.number(), static_cast<off_t>(size)) != 0) {
+        failWriting(target_, std::strerror(errno));
+    }
+}
+
+void StreamedFile::cutBehind(std::size_t item) {
+    if (!isRegular()) return;
+    while (lastItem() > item)
+        pieces_.pop_back();
+    cutAt(pieces_.empty() ? 0 : pieces_.back().end);
+}
+
+void StreamedFile::commit() {
+    if (!isRegular()) return;
+    std::error_code error;
+    if (fs::exists(target_, error)) {
+        fs::permissions(path_, fs::status(target_, error).permissions(), error);
+    }
+    fs::rename(path_, target_, error);
+    if (error) failWriting(target_, error.message());
+    file_.close();
+}
+
+std::size_t resumeAfter(const std::vector<StreamedFile *> &files) {
+    std::optional<std::size_t> last;
+    for (const auto *file : files)
+        if (file->isRegular()) last = std::min(last.value_or(file->lastItem()), file->lastItem());
+    for (auto *file : files)
+        file->cutBehind(last.value_or(0));
+    return last.value_or(0);
+}
+
+} // namespace saddlefit::cli
