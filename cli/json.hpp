@@ -2,7 +2,6 @@
 #ifndef SADDLEFIT_CLI_JSON_HPP
 #define SADDLEFIT_CLI_JSON_HPP
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <cstdio>
@@ -11,10 +10,6 @@ namespace saddlefit::cli {
 
 // Members keep the order in which they were set.
 using Json = nlohmann::ordered_json;
-
-inline void addJsonFlag(CLI::App &command, bool &json) {
-    command.add_flag("--json", json, "Print one JSON object instead of text");
-}
 
 // Text that is no UTF-8, as titles in files may be, is printed with replacement characters.
 inline void printJson(const Json &object) {

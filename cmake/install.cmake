@@ -18,3 +18,11 @@ install(FILES ${PROJECT_BINARY_DIR}/saddlefitConfig.cmake
 
 configure_file(cmake/saddlefit.pc.in ${PROJECT_BINARY_DIR}/saddlefit.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/saddlefit.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+if(SADDLEFIT_BUILD_CLI)
+    install(FILES completions/saddlefit
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+    # The build makes them out of the program's help, see cli/CMakeLists.txt.
+    install(DIRECTORY ${PROJECT_BINARY_DIR}/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
+            OPTIONAL FILES_MATCHING PATTERN "*.1")
+endif()

@@ -3,7 +3,8 @@
 
 build_packages=(cmake ninja-build g++ libblas-dev liblapack-dev)
 cli_packages=(pkg-config libopenbabel-dev libcli11-dev nlohmann-json3-dev)
-test_packages=(libgtest-dev)
+test_packages=(libgtest-dev python3-jsonschema)
+workflow_packages=(snakemake)
 bench_packages=(pkg-config libbenchmark-dev librdkit-dev libboost-dev libeigen3-dev libsqlite3-dev
                 libopenbabel-dev python3-networkx)
 

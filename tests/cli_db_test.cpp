@@ -1,11 +1,17 @@
-// The upkeep of databases, on files written byte by byte.
+// Databases: upkeep, on files written byte by byte; what is let in, and what they answer.
+#include "cli/database/stored_question.hpp"
 #include "tests/command_line.hpp"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <array>
+#include <cmath>
+#include <cstdio>
 #include <filesystem>
+#include <optional>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -233,6 +239,259 @@ TEST_F(Upkeep, JsonIsOneObjectWhateverTheNamesHold) {
     EXPECT_EQ(shown.at("bonds"), json({{1, 2, 0}, {1, 3, 5}}));
     EXPECT_EQ(shown.at("transitions").at(0).at("rises"), json({1, 2}));
     EXPECT_EQ(json::parse(db("remove a.db 0 --json").out).at("removed"), json::array({0}));
+}
+
+// ---- what is let in -------------------------------------------------------------------------
+
+struct DrawnAtom {
+    std::string symbol;
+    double x, y, z;
+};
+using DrawnAtoms = std::vector<DrawnAtom>;
+
+template <class... Values> std::string columns(const char *format, Values... values) {
+    std::array<char, 128> buffer{};
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+    std::snprintf(buffer.data(), buffer.size(), format, values...);
+#pragma GCC diagnostic pop
+    return buffer.data();
+}
+
+double apart(const DrawnAtom &a, const DrawnAtom &b) {
+    return std::hypot(a.x - b.x, a.y - b.y, a.z - b.z);
+}
+
+// A methyl group goes from N2 to C3 of an isocyanide. Both bonds are 1.84 long, 1.21 and 1.26
+// lengths of a single bond.
+const DrawnAtoms crossing{{"C", 0.6, 1.74, 0},       {"N", 0, 0, 0},
+                          {"C", 1.2, 0, 0},          {"H", 0.6, 2.16, 1.01},
+                          {"H", -0.32, 2.09, -0.36}, {"H", 1.47, 2.03, -0.61}};
+
+const std::vector<int> asDrawn{0, 1, 2, 3, 4, 5};
+
+DrawnAtoms with(DrawnAtoms atoms, std::size_t place, const DrawnAtom &atom) {
+    atoms[place] = atom;
+    return atoms;
+}
+
+class Guard : public CommandLineTest {
+protected:
+    // Atom i of the new record is order[i] of `ts`.
+    void add(const std::string &title, const DrawnAtoms &ts,
+             const std::vector<int> &order = asDrawn) {
+        r_ += molfile(title, ts, order, 1);
+        p_ += molfile(title, ts, order, 2);
+        write("r.sdf", r_);
+        write("p.sdf", p_);
+        write("ts.sdf", ts_ += molfile(title, ts, order, 1));
+    }
+    void forget() { r_ = p_ = ts_ = ""; }
+    Answer store(const std::string &more = "") const {
+        return run("db add a.db r.sdf p.sdf ts.sdf " + more);
+    }
+    json validated(const std::string &more = "") const {
+        return json::parse(run("db validate a.db --json " + more).out);
+    }
+
+private:
+    // The methyl group is bound to atom `partner`.
+    static std::string molfile(const std::string &title, const DrawnAtoms &atoms,
+                               const std::vector<int> &order, int partner) {
+        std::vector<std::size_t> place(order.size());
+        std::string text = title + "\n  test\n\n" + columns("%3zu  5", atoms.size()) +
+                           "  0  0  0  0  0  0  0  0999 V2000\n";
+        for (std::size_t i = 0; i < order.size(); ++i) {
+            const auto &[symbol, x, y, z] = atoms[static_cast<std::size_t>(order[i])];
+            text += columns("%10.4f%10.4f%10.4f %-3s 0  0\n", x, y, z, symbol.c_str());
+            place[static_cast<std::size_t>(order[i])] = i + 1;
+        }
+        const auto bond = [&](int a, int b, int type) {
+            text += columns("%3zu%3zu%3d  0\n", place[static_cast<std::size_t>(a)],
+                            place[static_cast<std::size_t>(b)], type);
+        };
+        bond(0, partner, 1);
+        bond(1, 2, 3);
+        for (const int hydrogen : {3, 4, 5})
+            bond(0, hydrogen, 1);
+        return text + "M  END\n$$$$\n";
+    }
+    std::string r_, p_, ts_;
+};
+
+TEST_F(Guard, ImplausibleAndRepeatedRecordsStayOutUnlessForced) {
+    auto turned = crossing, mirrored = crossing, shifted = crossing, twisted = crossing;
+    for (auto &[symbol, x, y, z] : turned) // by a quarter turn and a shift
+        std::tie(x, y, z) = std::tuple(z + 1, x - 2, y + 3);
+    for (auto &atom : mirrored)
+        atom.z = -atom.z;
+    for (auto &atom : shifted)
+        atom.x += 0.0001;
+    for (const std::size_t hydrogen : {3U, 4U, 5U}) // by a sixth of a turn
+        std::swap(twisted[hydrogen].x, twisted[hydrogen].z);
+    struct Row {
+        const char *title;
+        DrawnAtoms ts;
+        std::vector<int> order;
+        std::string reason; // empty: it is stored
+    };
+    const std::string repeated = "the same transition state is stored as first";
+    const std::vector<Row> rows{
+        {"first", crossing, asDrawn, ""},
+        {"again", shifted, asDrawn, repeated},
+        {"other-order", turned, {4, 2, 5, 0, 1, 3}, repeated},
+        {"mirror-image", mirrored, {3, 5, 4, 2, 1, 0}, repeated},
+        {"other-shape", twisted, asDrawn, ""},
+        {"too-long", with(crossing, 2, {"C", 3.6, 0, 0}), asDrawn, "C1-C3, which is made, is 3.47"},
+        {"too-short", with(crossing, 1, {"N", 0.1, 0.4, 0}), asDrawn, "C1-N2, which is broken"},
+        {"clash", with(crossing, 5, {"H", 0.6, 2.16, 0.5}), asDrawn, "H4 and H6 are only 0.51"},
+    };
+    for (const auto &row : rows)
+        add(row.title, row.ts, row.order);
+    const auto answer = store("--json");
+    EXPECT_EQ(answer.status, 1);
+    const auto object = json::parse(answer.out);
+    std::size_t refused = 0, stored = 0;
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.title);
+        if (row.reason.empty()) {
+            EXPECT_EQ(object.at("stored").at(stored++).at("name"), row.title);
+            continue;
+        }
+        const auto &entry = object.at("refused").at(refused++);
+        EXPECT_EQ(entry.at("name"), row.title);
+        EXPECT_TRUE(contains(entry.at("reasons").at(0), row.reason)) << entry;
+        EXPECT_TRUE(contains(answer.err, std::string("(") + row.title + "): not stored: "));
+    }
+    EXPECT_EQ(stored, object.at("stored").size());
+    EXPECT_EQ(refused, object.at("refused").size());
+
+    EXPECT_TRUE(contains(store().out, "0 stored in a.db, 8 refused")) << "all are known or wrong";
+    const auto forced = store("--force");
+    EXPECT_EQ(forced.status, 0);
+    EXPECT_TRUE(contains(forced.out, "8 stored in a.db\n"));
+    EXPECT_TRUE(contains(forced.err, "ts.sdf, record 8 (clash): warning: H4 and H6"));
+}
+
+TEST_F(Guard, ANewRecordTakesTheFirstFreeBlockThatHoldsIt) {
+    for (const char *title : {"a", "b"})
+        add(title, with(crossing, 3, {"H", 0.6, 2.16, title[0] == 'a' ? 1.0 : 1.1}));
+    ASSERT_EQ(store().status, 0);
+    const auto size = contents("a.db").size();
+    ASSERT_EQ(run("db remove a.db 0").status, 0);
+    forget();
+    add("longer-than-its-room", crossing);
+    add("c", with(crossing, 3, {"H", 0.6, 2.16, 0.9}));
+    ASSERT_EQ(store().status, 0);
+    const auto list = json::parse(run("db list a.db --json").out).at("records");
+    ASSERT_EQ(list.size(), 3U);
+    EXPECT_EQ(list.at(0).at("name"), "c");
+    EXPECT_EQ(list.at(1).at("name"), "b");
+    EXPECT_EQ(contents("a.db").size(), size + 5 + list.at(2).at("bytes").get<std::size_t>());
+}
+
+// ---- what is answered -----------------------------------------------------------------------
+
+TEST_F(Guard, LeftOutRecordsArePredictedFromTheRest) {
+    auto other = with(crossing, 0, {"C", 0.5, 1.9, 0}); // methyl: from the fluorine, in part
+    other = with(other, 3, {"F", 0.5, 2.4, 1.2});
+    add("hydrogen", crossing);
+    add("fluorine", other);
+    ASSERT_EQ(store().status, 0);
+    const auto object = validated();
+    EXPECT_EQ(object.at("exact"), 2);
+    EXPECT_EQ(object.at("coverage"), 1.0);
+    EXPECT_EQ(object.at("bonds"), 4);
+    const double nitrogen = std::abs(apart(crossing[0], crossing[1]) - apart(other[0], other[1]));
+    const double carbon = std::abs(apart(crossing[0], crossing[2]) - apart(other[0], other[2]));
+    EXPECT_NEAR(object.at("meanError"), (nitrogen + carbon) / 2, 1e-4);
+    EXPECT_NEAR(object.at("percentile90"), std::max(nitrogen, carbon), 1e-4);
+    const auto &worst = object.at("worst").at(0);
+    EXPECT_EQ(worst.at("atoms"), json({1, 3}));
+    EXPECT_NEAR(worst.at("error"), carbon, 1e-4);
+    EXPECT_EQ(worst.at("from"), worst.at("name") == "hydrogen" ? "fluorine" : "hydrogen");
+    const auto text = run("db validate a.db -j 2");
+    EXPECT_TRUE(contains(text.out, "left out: 2 of 2 have a match (100.0 %)")) << text.out;
+    EXPECT_EQ(text.status, 0);
+}
+
+TEST_F(Guard, RecordsThatDoNotAnswerForThemselvesAreNamed) {
+    add("first", crossing);
+    add("hidden", with(crossing, 3, {"H", 0.6, 2.3, 1.01}));
+    ASSERT_EQ(store().status, 0);
+    auto wrong = record("wrong", 0xC000);
+    wrong.replace(wrong.size() - 10, 2, shorts({4})); // no bond falls to this type
+    auto damaged = record("damaged");
+    damaged.replace(damaged.size() - 12, 2, shorts({9}));
+    write("a.db", contents("a.db") + block(wrong) + block(damaged) + block(first));
+    const auto answer = run("db validate a.db --json -j 3");
+    EXPECT_EQ(answer.status, 1);
+    const auto problems = json::parse(answer.out).at("problems");
+    ASSERT_EQ(problems.size(), 3U) << problems;
+    const std::array<std::pair<std::string, std::string>, 3> expected{
+        {{"a.db, record 1 (hidden): ", "is answered by first (record 0)"},
+         {"a.db, record 2 (wrong): ", "its bonds are not such as its transitions leave"},
+         {"a.db, record 3: ", "a bond names atom 10 of 3"}}};
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        SCOPED_TRACE(i);
+        EXPECT_EQ(problems.at(i).at("position"), i + 1);
+        EXPECT_TRUE(contains(answer.err,
+                             expected[i].first + problems.at(i).at("problem").get<std::string>()));
+        EXPECT_TRUE(contains(problems.at(i).at("problem"), expected[i].second));
+    }
+}
+
+TEST_F(Guard, TheNumberOfWorkersChangesNothing) {
+    for (int i = 0; i < 20; ++i)
+        add("a" + std::to_string(i), with(crossing, 3, {"H", 0.6, 2.0 + 0.05 * i, 1}));
+    ASSERT_EQ(store().status, 0);
+    const auto alone = validated();
+    EXPECT_EQ(alone.at("problems").size(), 19U) << "the first answers for all";
+    EXPECT_EQ(validated("-j 4"), alone);
+}
+
+TEST(StoredQuestion, BondsAreTakenBackStepByStep) {
+    using saddlefit::cli::StoredRecord;
+    struct Row {
+        const char *name;
+        int falls, rises;
+        std::optional<int> stored, before; // type; none: no bond
+        int after;                         // the reaction, 0: no bond
+    };
+    constexpr std::nullopt_t noBond = std::nullopt;
+    const std::vector<Row> rows{
+        {"single breaks", 1, 0, 0, 1, 0},
+        {"double weakens", 1, 0, 5, 2, 1},
+        {"triple weakens", 1, 0, 2, 3, 2},
+        {"quadruple weakens", 1, 0, 3, 4, 3},
+        {"aromatic weakens", 1, 0, 1, 5, 1},
+        {"double breaks", 2, 0, 1, 2, 0},
+        {"triple to single", 2, 0, 5, 3, 1},
+        {"triple breaks", 3, 0, 1, 3, 0},
+        {"made", 0, 1, 0, noBond, 1},
+        {"made double", 0, 2, 0, noBond, 2},
+        {"single strengthens", 0, 1, 5, 1, 2},
+        {"double strengthens", 0, 1, 2, 2, 3},
+        {"single to triple", 0, 2, 2, 1, 3},
+        {"quadruple strengthens", 0, 1, 4, 4, 5},
+        {"missing bond falls", 1, 0, noBond, noBond, 0},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.name);
+        StoredRecord record;
+        record.atoms = {{6, 0, {0, 0, 0}}, {8, 0, {1.5, 0, 0}}};
+        if (row.stored) record.bonds = {{1, 0, *row.stored}};
+        record.transitions.insert(record.transitions.end(), static_cast<std::size_t>(row.falls),
+                                  {0, 1, -1, -1});
+        record.transitions.insert(record.transitions.end(), static_cast<std::size_t>(row.rises),
+                                  {-1, -1, 0, 1});
+        const auto reaction = saddlefit::cli::reactionOf(record, "a.db");
+        ASSERT_TRUE(reaction.has_value());
+        const auto &bonds = reaction->reactant.bonds;
+        EXPECT_EQ(bonds.empty() ? noBond : std::optional(bonds.front().type), row.before);
+        ASSERT_EQ(reaction->changes.size(), 1U);
+        EXPECT_EQ(reaction->changes.front().after, row.after);
+    }
 }
 
 } // namespace

@@ -6,9 +6,9 @@ namespace saddlefit::cli {
 
 namespace {
 
-constexpr std::array dbCommands{addDbAddCommand,    addDbListCommand,  addDbShowCommand,
-                                addDbRemoveCommand, addDbCheckCommand, addDbCompactCommand,
-                                addDbSalvageCommand};
+constexpr std::array dbCommands{addDbAddCommand,     addDbListCommand,   addDbShowCommand,
+                                addDbRemoveCommand,  addDbCheckCommand,  addDbValidateCommand,
+                                addDbCompactCommand, addDbSalvageCommand};
 
 } // namespace
 

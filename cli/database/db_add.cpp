@@ -1,18 +1,14 @@
-#include "saddlefit/database.h"
 #include "saddlefit/reaction.h"
 
-#include "cli/database/database_file.hpp"
+#include "cli/database/database_writer.hpp"
 #include "cli/database/db_commands.hpp"
+#include "cli/database/record_guard.hpp"
+#include "cli/errors.hpp"
 #include "cli/files/output_file.hpp"
-#include "cli/quiet_stdout.hpp"
-#include "cli/reaction/reaction_run.hpp"
-
-#include <CLI/CLI.hpp>
+#include "cli/reaction/order_option.hpp"
+#include "cli/reaction/search.hpp"
 
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
 #include <memory>
 
 namespace saddlefit::cli {
@@ -21,44 +17,124 @@ namespace {
 
 struct AddOptions : DbOptions {
     ReactionFiles files;
+    Orders orders = Orders::harmonised;
+    bool force = false;
 };
 
-using Code = std::unique_ptr<int, decltype(&std::free)>;
+struct NewRecord {
+    std::string bytes;
+    StoredRecord stored; // as it reads back
+};
 
 // The transition state is stored with its transition-state bonds, as a search will ask for it.
-// Returns its code.
-std::string store(const Reaction &reaction, const std::string &database) {
-    const HostMolecule mol = buildMolecule(reaction);
+NewRecord recordOf(const Reaction &reaction) {
+    const auto mol = startMolecule(reaction, {reaction.reactant.bonds, reaction.transitions});
     C_startReaction(mol.get(), nullptr);
-    const Code code(getTransitionCode(mol.get()), &std::free);
-    const auto &name = reaction.geometryTitle;
-    const QuietStdout quiet(true); // the block heap's error lines are no result
-    if (insertDB(database.c_str(), strdup(name.c_str()), code.get(), mol.get()) == 1) {
-        return codeInSymbols(code.get());
+    if (auto bytes = recordBytes(*mol, reaction.geometryTitle)) {
+        const auto reading = readRecord(*bytes, 0);
+        if (const auto *stored = std::get_if<StoredRecord>(&reading)) return {*bytes, *stored};
     }
     throw UserError(reaction.reactant.origin +
-                    ": the record cannot be stored; it may have more than 65535 atoms or bonds, "
-                    "too long a title, or the disk is full");
+                    ": the record cannot be stored; it may have more than 65535 atoms or bonds, or "
+                    "too long a title");
 }
 
-int add(const AddOptions &options) {
-    if (std::filesystem::exists(options.database)) requireDatabase(options.database);
-    OutputFile file(options.database);
-    file.copyFromTarget();
-    std::string lines;
-    Json entries = Json::array();
-    const int failures = forEachReaction(options.files, [&](const Reaction &reaction) {
-        const auto code = store(reaction, file.path());
-        lines += reaction.geometryTitle + "\t" + code + "\n";
-        entries.push_back({{"name", reaction.geometryTitle}, {"code", code}});
-    });
-    if (!entries.empty()) file.commit();
-    if (options.json) printJson({{"file", options.database}, {"stored", entries}});
-    if (!options.json) {
-        std::printf("%s%zu stored in %s\n", lines.c_str(), entries.size(),
-                    options.database.c_str());
+std::string joined(const std::vector<std::string> &phrases) {
+    std::string text;
+    for (const auto &phrase : phrases)
+        text += (text.empty() ? "" : "; ") + phrase;
+    return text;
+}
+
+// Takes the records of the files into a database, one by one.
+class Adding {
+public:
+    explicit Adding(const AddOptions &options)
+        : options_(options),
+          reader_(options.files, Start::file, options.orders),
+          writer_(options.database),
+          index_(writer_) {}
+
+    void addAll() {
+        for (std::size_t i = 0; i < reader_.count(); ++i) {
+            try {
+                add(reader_.read(i));
+            } catch (const UserError &error) {
+                report(error);
+                refuse(reader_.title(i), {error.what()});
+            }
+        }
     }
-    return failures == 0 ? allDone : somethingFailed;
+
+    const std::string &bytes() const { return writer_.bytes(); }
+    bool hasStored() const { return !stored_.empty(); }
+    bool hasRefused() const { return !refused_.empty(); }
+
+    void print() const {
+        if (options_.json) {
+            printJson({{"file", options_.database}, {"stored", stored_}, {"refused", refused_}});
+            return;
+        }
+        for (const auto &entry : stored_) {
+            std::printf("%s\t%s\n", entry["name"].get_ref<const std::string &>().c_str(),
+                        entry["code"].get_ref<const std::string &>().c_str());
+        }
+        std::printf("%zu stored in %s", stored_.size(), options_.database.c_str());
+        if (hasRefused()) std::printf(", %zu refused", refused_.size());
+        std::printf("\n");
+    }
+
+private:
+    void add(const Reaction &reaction) {
+        const auto record = recordOf(reaction);
+        auto objections = implausibilities(reaction);
+        if (const auto same = index_.find(record.stored, reaction)) {
+            objections.push_back("the same transition state is stored as " + *same);
+        }
+        if (!objections.empty()) reportObjections(reaction, objections);
+        if (!objections.empty() && !options_.force) {
+            refuse(reaction.geometryTitle, objections);
+            return;
+        }
+        index_.add(writer_.place(record.bytes));
+        stored_.push_back({{"name", reaction.geometryTitle},
+                           {"code", codeInSymbols(record.stored.code.data())},
+                           {"warnings", objections}});
+    }
+
+    void refuse(const std::string &name, const std::vector<std::string> &reasons) {
+        refused_.push_back({{"name", name}, {"reasons", reasons}});
+    }
+
+    void reportObjections(const Reaction &reaction,
+                          const std::vector<std::string> &objections) const {
+        const auto origin = options_.files.geometries + ", record " +
+                            std::to_string(reaction.number) + " (" + reaction.geometryTitle + "): ";
+        const auto text = joined(objections);
+        report(UserError(options_.force
+                             ? origin + "warning: " + text
+                             : origin + "not stored: " + text +
+                                   "; correct the record or leave it out, or store it all the "
+                                   "same with --force"));
+    }
+
+    const AddOptions &options_;
+    ReactionReader reader_;
+    DatabaseWriter writer_;
+    DuplicateIndex index_;
+    Json stored_ = Json::array(), refused_ = Json::array();
+};
+
+int add(const AddOptions &options) {
+    OutputFile file(options.database); // first: a folder without room or rights ends all at once
+    Adding adding(options);
+    adding.addAll();
+    if (adding.hasStored()) {
+        file.write(adding.bytes());
+        file.commit();
+    }
+    adding.print();
+    return adding.hasRefused() ? somethingFailed : allDone;
 }
 
 } // namespace
@@ -78,10 +154,18 @@ void addDbAddCommand(CLI::App &db, Action &chosen) {
                      "File with the transition states; its coordinates are stored")
         ->required()
         ->type_name("");
-    command->footer("Record i of the three files is one reaction, with the same atoms in the same\n"
-                    "order. It is stored under the transition state's title.\n\n"
-                    "Example:\n"
-                    "  saddlefit db add reactions.db reactants.sdf products.sdf ts.sdf");
+    addOrdersOption(*command, options->orders);
+    command->add_flag("--force", options->force,
+                      "Store records that are refused otherwise; they are reported all the same");
+    command->footer(
+        "Record i of the three files is one reaction, with the same atoms in the same order. It "
+        "is\n"
+        "stored under the transition state's title. Refused is a record in which a made or broken\n"
+        "bond is not 1.03 to 2.0 single bonds long, or two atoms are closer than 0.6 angstrom, "
+        "and\n"
+        "one that is stored already.\n\n"
+        "Example:\n"
+        "  saddlefit db add reactions.db reactants.sdf products.sdf ts.sdf");
     command->callback([&chosen, options] { chosen = [options] { return add(*options); }; });
 }
 

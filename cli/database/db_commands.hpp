@@ -4,6 +4,7 @@
 
 #include "cli/commands.hpp"
 #include "cli/json.hpp"
+#include "cli/json_flag.hpp"
 
 #include <CLI/CLI.hpp>
 
@@ -16,6 +17,7 @@ void addDbListCommand(CLI::App &db, Action &chosen);
 void addDbShowCommand(CLI::App &db, Action &chosen);
 void addDbRemoveCommand(CLI::App &db, Action &chosen);
 void addDbCheckCommand(CLI::App &db, Action &chosen);
+void addDbValidateCommand(CLI::App &db, Action &chosen);
 void addDbCompactCommand(CLI::App &db, Action &chosen);
 void addDbSalvageCommand(CLI::App &db, Action &chosen);
 

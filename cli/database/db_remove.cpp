@@ -2,9 +2,9 @@
 
 #include "cli/database/database_file.hpp"
 #include "cli/database/db_commands.hpp"
+#include "cli/diverted_stdout.hpp"
 #include "cli/errors.hpp"
 #include "cli/files/output_file.hpp"
-#include "cli/quiet_stdout.hpp"
 
 #include <algorithm>
 #include <cstdio>
@@ -37,7 +37,7 @@ void removeAll(const std::vector<std::size_t> &positions, const std::string &tar
     file.copyFromTarget();
     const auto before = openDatabase(file.path()).records.size();
     {
-        const QuietStdout quiet(true); // the block heap's error lines are no result
+        const StdoutToStderr diverted; // the block heap's error lines are no result
         for (const auto position : positions)
             removeDB(file.path().c_str(), static_cast<int>(position));
     }

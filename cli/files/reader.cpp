@@ -2,6 +2,7 @@
 
 #include "cli/files/elements.hpp"
 #include "cli/files/mdl.hpp"
+#include "cli/files/smiles.hpp"
 #include "cli/files/xyz.hpp"
 #include "cli/perception/perception.hpp"
 
@@ -312,6 +313,11 @@ std::vector<Record> readXyzFile(const std::string &path, const Request &request,
 
 // ---- other formats: as a stream ---------------------------------------------------------------
 
+bool isSmiles(OBFormat *format) {
+    constexpr std::array<const char *, 2> ids{"smi", "can"};
+    return isOneOf(format, ids);
+}
+
 // Read() answers false at the end and for a broken record alike. It was a broken one if something
 // was read of it all the same, or if Open Babel had something to complain about. Closing lines,
 // such as END in PDB files, come as a last record without atoms.
@@ -336,6 +342,7 @@ std::vector<Record> readStream(const std::string &path, const Request &request,
         if (atEnd(complete, mol, log, stream)) return records;
         const auto where = origin(path, records.size() + 1, oneLine(mol.GetTitle()));
         if (!complete) throw UserError(where + ": the record is broken: " + log.complaint());
+        if (isSmiles(request.format)) sortByMapNumbers(mol);
         records.push_back(
             finishedRecord(where, request, [&] { return converted(mol, request.drawnBonds()); }));
     }

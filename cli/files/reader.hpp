@@ -29,10 +29,10 @@ enum class BondSource {
 
 // Read every record of a file. The format follows from the file's extension.
 //
-// Atoms keep the file's order, no hydrogens are added, and bonds keep the orders that are drawn in
-// the file: a Kekule structure stays as it is, a bond drawn aromatic in an MDL file becomes type 5
-// (other formats give aromatic bonds in a Kekule form that Open Babel chooses). Bonds that come
-// from the coordinates are perceived by the library.
+// Atoms keep the file's order (those of a SMILES the order of its map numbers), no hydrogens are
+// added, and bonds keep the orders that are drawn in the file: a Kekule structure stays as it is, a
+// bond drawn aromatic in an MDL file becomes type 5 (other formats give aromatic bonds in a Kekule
+// form that Open Babel chooses). Bonds that come from the coordinates are perceived by the library.
 //
 // A broken record of an SD file, or of an XYZ file as long as its count is sound, is given as such
 // and those behind it are read; in any other format nothing can be read behind it. Throws UserError

@@ -1,6 +1,8 @@
 #include "cli/files/xyz.hpp"
 
 #include "cli/errors.hpp"
+#include "cli/files/elements.hpp"
+#include "cli/files/molfile.hpp"
 
 #include <openbabel/elements.h>
 
@@ -132,6 +134,16 @@ std::vector<StructureAtom> readXyzAtoms(const XyzRecord &record) {
     for (std::size_t line = record.firstAtomLine; const auto text : record.atomLines)
         atoms.push_back(atomIn(text, line++));
     return atoms;
+}
+
+std::string xyzRecord(const std::string &title, const std::vector<StructureAtom> &atoms) {
+    std::string text = std::to_string(atoms.size()) + "\n" + title + "\n";
+    for (const auto &atom : atoms) {
+        const auto &at = atom.position;
+        text += line("%-3s %14.8f %14.8f %14.8f\n", elementSymbol(atom.element).c_str(), at.x, at.y,
+                     at.z);
+    }
+    return text;
 }
 
 } // namespace saddlefit::cli

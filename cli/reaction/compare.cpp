@@ -76,7 +76,7 @@ bool hasMatch(const Structure &predicted) {
     return !fieldOf(predicted, matchField).empty();
 }
 
-// Without a match no atom has moved: the prediction is then the estimate in the constraints.
+// Without a match the prediction is the estimate in the constraints.
 double predictedDistance(const Structure &predicted, AtomPair atoms) {
     if (hasMatch(predicted)) return distance(predicted, atoms);
     return constrainedDistance(predicted, atoms).value_or(distance(predicted, atoms));

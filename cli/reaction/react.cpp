@@ -1,47 +1,175 @@
+#include "cli/batch/batch.hpp"
 #include "cli/commands.hpp"
 #include "cli/database/database_file.hpp"
 #include "cli/files/output_file.hpp"
+#include "cli/files/xyz.hpp"
+#include "cli/programs/constraint_files.hpp"
+#include "cli/programs/temporary_folder.hpp"
+#include "cli/reaction/explanation.hpp"
+#include "cli/reaction/react_json.hpp"
+#include "cli/reaction/react_options.hpp"
 #include "cli/reaction/sdf.hpp"
 
 #include <CLI/CLI.hpp>
 
 #include <cstdio>
+#include <cstdlib>
+#include <filesystem>
 #include <memory>
-#include <optional>
 
 namespace saddlefit::cli {
 
 namespace {
 
-struct ReactOptions {
-    ReactionFiles files;
-    std::string database;
-    std::string output;
-    bool verbose = false;
+// The files of one run, in the order in which deliveries have their pieces.
+class Outputs {
+public:
+    explicit Outputs(const ReactOptions &options) {
+        const auto begin = options.resume ? Begin::resume : Begin::anew;
+        add(options.output, sdfPieces, begin);
+        add(options.xyz, xyzPieces, begin);
+        add(options.json, jsonLinePieces, begin);
+    }
+    std::vector<StreamedFile *> all() const {
+        std::vector<StreamedFile *> list;
+        for (const auto &file : files_)
+            list.push_back(file.get());
+        return list;
+    }
+    void commit() {
+        for (const auto &file : files_)
+            file->commit();
+    }
+
+private:
+    void add(const std::string &path, PieceScanner scanner, Begin begin) {
+        if (path.empty()) return;
+        files_.push_back(std::make_unique<StreamedFile>(path, scanner, begin));
+    }
+    std::vector<std::unique_ptr<StreamedFile>> files_;
 };
 
-void printLine(const Reaction &reaction, const ReactionResult &result) {
-    std::printf("%s\t%s\t%s\t%zu constraints\t%zu atoms frozen\n", reaction.title.c_str(),
-                result.code.c_str(), describeMatch(result).c_str(), result.constraints.size(),
-                result.frozen.size());
+std::string resultLine(const Reaction &reaction, const Answer &answer) {
+    return reaction.title + "\t" + answer.code + "\t" + describeMatch(answer) + "\t" +
+           std::to_string(answer.constraints.size()) + " constraints\t" +
+           std::to_string(answer.frozen.size()) + " atoms frozen\t" +
+           (answer.stage ? stageName(*answer.stage) : "-") + "\n";
+}
+
+std::string warningLines(const Reaction &reaction, const Answer &answer) {
+    std::string text;
+    for (const auto *list : {&answer.warnings, &answer.strains}) {
+        for (const auto &warning : *list)
+            text += "saddlefit: " + reaction.reactant.origin + ": warning: " + warning + "\n";
+    }
+    return text;
+}
+
+void writeConstraintFile(const ReactOptions &options, const Reaction &reaction,
+                         const Answer &answer) {
+    const ConstrainedMolecule molecule{reaction.title,     answer.charge,
+                                       answer.unpaired,    placedAtoms(reaction, answer),
+                                       answer.constraints, answer.frozen};
+    OutputFile file(options.constraintPath(reaction));
+    file.write(constraintFile(options.constraintProgram, molecule));
+    file.commit();
+}
+
+// What is done for one reaction, in a worker process.
+class ReactionWork {
+public:
+    ReactionWork(const ReactOptions &options, const ReactionReader &reader,
+                 const StoredReactions &stored)
+        : options_(options), reader_(reader), stored_(stored) {}
+
+    Delivery operator()(std::size_t item) const {
+        try {
+            return answered(reader_.read(item));
+        } catch (const UserError &error) {
+            return failure(item, error.what());
+        }
+    }
+    Delivery failure(std::size_t item, const std::string &what) const {
+        Delivery delivery;
+        delivery.failed = true;
+        delivery.messages = "saddlefit: " + what + "\n";
+        addPieces(delivery, "", "", jsonFailureLine(item + 1, reader_.title(item), what));
+        return delivery;
+    }
+
+private:
+    Delivery answered(const Reaction &reaction) const {
+        const auto answer = answerTo(reaction, stored_, options_.answer);
+        if (!options_.constraintProgram.empty()) writeConstraintFile(options_, reaction, answer);
+        Delivery delivery;
+        delivery.line = resultLine(reaction, answer);
+        delivery.messages = warningLines(reaction, answer);
+        if (options_.verbose) delivery.messages += explanation(reaction, answer);
+        addPieces(delivery, sdfRecord(reaction, answer),
+                  xyzRecord(xyzTitle(reaction, answer), placedAtoms(reaction, answer)),
+                  jsonLine(reaction, answer));
+        return delivery;
+    }
+    static std::string xyzTitle(const Reaction &reaction, const Answer &answer) {
+        return reaction.title + " record=" + std::to_string(reaction.number) +
+               " outcome=" + outcomeWord(answer.outcome);
+    }
+    void addPieces(Delivery &delivery, const std::string &sdf, const std::string &xyz,
+                   const std::string &json) const {
+        if (!options_.output.empty()) delivery.pieces.push_back(sdf);
+        if (!options_.xyz.empty()) delivery.pieces.push_back(xyz);
+        if (!options_.json.empty()) delivery.pieces.push_back(json);
+    }
+
+    const ReactOptions &options_;
+    const ReactionReader &reader_;
+    const StoredReactions &stored_;
+};
+
+std::vector<std::size_t> itemsOf(const ReactOptions &options, std::size_t count,
+                                 std::size_t doneBefore) {
+    std::vector<std::size_t> items;
+    for (std::size_t item = options.shard - 1; item < count; item += options.shards) {
+        if (item >= doneBefore) items.push_back(item);
+    }
+    return items;
+}
+
+bool asks(const ReactOptions &options, Stage stage) {
+    const auto &stages = options.answer.stages;
+    return std::find(stages.begin(), stages.end(), stage) != stages.end();
+}
+
+void reportInterrupt(const BatchResult &result, std::size_t count, bool resumable) {
+    std::fprintf(stderr, "saddlefit: interrupted, %zu of %zu reactions done%s\n", result.done,
+                 count, resumable ? "; --resume goes on behind them" : "");
 }
 
 int react(const ReactOptions &options) {
-    requireDatabase(options.database);
-    requireOtherFile(options.output, options.database);
-    std::optional<OutputFile> output;
-    if (!options.output.empty()) output.emplace(options.output);
-    std::string structures;
-    const int failures = forEachReaction(options.files, [&](const Reaction &reaction) {
-        const auto result = runReaction(reaction, options.database, options.verbose);
-        if (output) structures += sdfRecord(reaction, result);
-        printLine(reaction, result);
-    });
-    if (!structures.empty()) {
-        output->write(structures);
-        output->commit();
-    }
-    return failures == 0 ? allDone : somethingFailed;
+    const ReactionReader reader(options.files, options.start, options.orders);
+    StoredReactions stored(options.database);
+    options.requireOtherFiles();
+
+    if (!options.constraintProgram.empty())
+        std::filesystem::create_directories(options.constraintFolder);
+    Outputs outputs(options);
+    const std::size_t doneBefore = options.resume ? resumeAfter(outputs.all()) : 0;
+    const auto items = itemsOf(options, reader.count(), doneBefore);
+    if (asks(options, Stage::sigma)) stored.prepareSigma(sigmaCodes(reader, items));
+    if (asks(options, Stage::lengths)) stored.prepareLengths();
+
+    // Workers may be ended at any moment; what they leave behind goes with this folder.
+    const TemporaryFolder scratch;
+    setenv("TMPDIR", scratch.path().c_str(), 1);
+    const ReactionWork work(options, reader, stored);
+    const auto mishap = [&](std::size_t item, const std::string &what) {
+        return work.failure(item,
+                            options.files.reactants + ", " + reader.title(item) + ": " + what);
+    };
+    const auto result = runBatch(items, work, mishap, options.batch, outputs.all());
+    outputs.commit();
+    if (result.interrupted) reportInterrupt(result, items.size(), !outputs.all().empty());
+    return result.failed == 0 && !result.interrupted ? allDone : somethingFailed;
 }
 
 } // namespace
@@ -49,31 +177,11 @@ int react(const ReactOptions &options) {
 void addReactCommand(CLI::App &program, Action &chosen) {
     auto *command = program.add_subcommand("react", "Fit stored transition states onto reactions");
     const auto options = std::make_shared<ReactOptions>();
-    command->add_option("REACTANTS", options->files.reactants, "File with the reactants")
-        ->required()
-        ->type_name("");
-    command
-        ->add_option("PRODUCTS", options->files.products,
-                     "File with the products: as many records, the same atoms in the same order")
-        ->required()
-        ->type_name("");
-    command->add_option("--db", options->database, "Database of transition states")
-        ->required()
-        ->type_name("FILE");
-    command
-        ->add_option("--start", options->files.geometries,
-                     "Begin with this file's coordinates, not the reactants'")
-        ->type_name("FILE");
-    command->add_option("-o,--output", options->output, "Write the finished structures (SDF)")
-        ->type_name("FILE");
-    command->add_flag("-v,--verbose", options->verbose,
-                      "Show the search's progress on standard error");
-    command->footer(
-        "Prints a line per reaction, its columns parted by tabs: title, elements of the changed\n"
-        "bonds, match, constraints and frozen atoms of the finished structure.\n\n"
-        "Example:\n"
-        "  saddlefit react reactants.sdf products.sdf --db reactions.db -o guess.sdf");
-    command->callback([&chosen, options] { chosen = [options] { return react(*options); }; });
+    addReactOptions(*command, *options);
+    command->callback([&chosen, options] {
+        options->settle();
+        chosen = [options] { return react(*options); };
+    });
 }
 
 } // namespace saddlefit::cli

@@ -1,10 +1,17 @@
 #include "cli/reaction/reaction_files.hpp"
 
 #include "cli/files/elements.hpp"
+#include "cli/reaction/start_geometry.hpp"
+
+#include <set>
 
 namespace saddlefit::cli {
 
 namespace {
+
+// An elementary reaction changes few bonds. More of them mean that the atoms of the two sides are
+// numbered differently.
+constexpr std::size_t mostChanges = 10;
 
 std::string countOf(const std::string &path, const std::vector<Record> &records) {
     return path + " has " + std::to_string(records.size());
@@ -15,22 +22,6 @@ void requireSameCount(const std::string &path, const std::vector<Record> &record
     if (records.size() == others.size()) return;
     throw UserError(countOf(path, records) + " records, but " + countOf(otherPath, others) +
                     "; record by record the files must hold the same reactions");
-}
-
-struct Sides {
-    std::vector<Record> reactants;
-    std::vector<Record> products;
-    std::vector<Record> geometries;
-};
-
-Sides readSides(const ReactionFiles &files) {
-    Sides sides{readRecords(files.reactants), readRecords(files.products), {}};
-    requireSameCount(files.products, sides.products, files.reactants, sides.reactants);
-    if (!files.geometries.empty()) {
-        sides.geometries = readRecords(files.geometries);
-        requireSameCount(files.geometries, sides.geometries, files.reactants, sides.reactants);
-    }
-    return sides;
 }
 
 // All atoms in one place: a format without coordinates, or a drawing that was never laid out.
@@ -44,28 +35,135 @@ std::string titleOr(const std::string &title, const std::string &other) {
     return title.empty() ? other : title;
 }
 
-Reaction assembled(const Sides &sides, std::size_t index) {
-    Reaction reaction;
-    reaction.reactant = structureOf(sides.reactants[index]);
-    reaction.product = structureOf(sides.products[index]);
-    requireSameAtoms(reaction.product, reaction.reactant);
-    const Structure &geometry =
-        sides.geometries.empty() ? reaction.reactant : structureOf(sides.geometries[index]);
-    requireSameAtoms(geometry, reaction.reactant);
-    requireCoordinates(geometry);
-    for (const auto &atom : geometry.atoms)
-        reaction.coordinates.push_back(atom.position);
-    reaction.title = titleOr(reaction.reactant.title, "record " + std::to_string(index + 1));
-    reaction.geometryTitle = titleOr(geometry.title, reaction.title);
-    reaction.changes = changedBonds(reaction.reactant, reaction.product);
-    reaction.transitions = deriveTransitions(reaction.changes);
-    if (!reaction.transitions.empty()) return reaction;
-    throw UserError(reaction.product.origin +
-                    ": no bond differs from the reactant's record, so there is no reaction; draw "
-                    "the bonds as they are after the reaction");
+void bringToOneDrawing(Structure &reactant, Structure &product, Orders orders) {
+    if (orders == Orders::drawn) return;
+    if (orders == Orders::smiles) {
+        takeSmilesOrders(reactant);
+        takeSmilesOrders(product);
+    }
+    joinSeparatedElectrons(reactant, product);
+    joinSeparatedElectrons(product, reactant);
+}
+
+std::string bondLabel(const Structure &structure, const AtomPair &atoms) {
+    const auto label = [&](int atom) {
+        return atomLabel(structure.atoms[static_cast<std::size_t>(atom)].element, atom);
+    };
+    return label(atoms.first) + "-" + label(atoms.second);
+}
+
+std::string listOf(const Structure &structure, const std::vector<BondChange> &changes) {
+    std::string text;
+    for (const auto &change : changes) {
+        if (!text.empty()) text += ", ";
+        text += bondLabel(structure, change.atoms);
+    }
+    return text;
+}
+
+void requireReaction(const Reaction &reaction) {
+    const auto &changes = reaction.changes;
+    if (changes.empty()) {
+        throw UserError(reaction.product.origin +
+                        ": no bond differs from the reactant's record, so there is no reaction; "
+                        "draw the bonds as they are after the reaction");
+    }
+    if (changes.size() <= mostChanges) return;
+    throw UserError(reaction.product.origin + ": " + std::to_string(changes.size()) +
+                    " bonds differ from the reactant's record (" +
+                    listOf(reaction.reactant, changes) +
+                    "), which is no elementary reaction; number the atoms alike on both sides");
+}
+
+std::vector<std::string> warningsAbout(const Reaction &reaction) {
+    std::vector<std::string> warnings;
+    for (const auto &change : reaction.changes) {
+        const int steps = stepsBetween(change.before, change.after);
+        if (steps < 2) continue;
+        warnings.push_back("the order of " + bondLabel(reaction.reactant, change.atoms) +
+                           " changes by " + std::to_string(steps) +
+                           " at once; only a stored reaction drawn in the same direction and the "
+                           "same way can match it");
+    }
+    return warnings;
+}
+
+std::vector<Position> positionsIn(const Structure &structure) {
+    requireCoordinates(structure);
+    std::vector<Position> positions;
+    for (const auto &atom : structure.atoms)
+        positions.push_back(atom.position);
+    return positions;
 }
 
 } // namespace
+
+std::vector<int> centreOf(const std::vector<BondChange> &changes) {
+    std::set<int> atoms;
+    for (const auto &change : changes) {
+        atoms.insert(change.atoms.first);
+        atoms.insert(change.atoms.second);
+    }
+    return {atoms.begin(), atoms.end()};
+}
+
+ReactionReader::ReactionReader(const ReactionFiles &files, Start start, Orders orders)
+    : start_(start),
+      orders_(orders),
+      reactants_(readRecords(files.reactants)),
+      products_(readRecords(files.products)) {
+    requireSameCount(files.products, products_, files.reactants, reactants_);
+    if (start != Start::file) return;
+    geometries_ = readRecords(files.geometries);
+    requireSameCount(files.geometries, geometries_, files.reactants, reactants_);
+}
+
+std::string ReactionReader::title(std::size_t index) const {
+    const auto *reactant = std::get_if<Structure>(&reactants_[index]);
+    return reactant == nullptr ? "record " + std::to_string(index + 1) : titleOf(*reactant, index);
+}
+
+std::vector<Position> ReactionReader::coordinatesOf(std::size_t index,
+                                                    const Reaction &reaction) const {
+    const auto &reactant = reaction.reactant, &product = reaction.product;
+    switch (start_) {
+    case Start::file: {
+        const auto &geometry = structureOf(geometries_[index]);
+        requireSameAtoms(geometry, reactant);
+        return positionsIn(geometry);
+    }
+    case Start::product:
+        return positionsIn(product);
+    case Start::mean:
+        requireCoordinates(reactant);
+        if (!hasCoordinates(product.atoms)) break;
+        return meanGeometry(reactant.atoms, product.atoms, centreOf(reaction.changes));
+    case Start::reactant:
+        break;
+    }
+    return positionsIn(reactant);
+}
+
+Reaction ReactionReader::read(std::size_t index) const {
+    Reaction reaction;
+    reaction.number = index + 1;
+    reaction.reactant = structureOf(reactants_[index]);
+    reaction.product = structureOf(products_[index]);
+    requireSameAtoms(reaction.product, reaction.reactant);
+    bringToOneDrawing(reaction.reactant, reaction.product, orders_);
+    reaction.changes = changedBonds(reaction.reactant, reaction.product);
+    if (orders_ != Orders::drawn) reaction.changes = withoutRedrawnRings(reaction.changes);
+    requireReaction(reaction);
+    reaction.coordinates = coordinatesOf(index, reaction);
+    reaction.title = title(index);
+    reaction.geometryTitle = reaction.title;
+    if (start_ == Start::file) {
+        reaction.geometryTitle = titleOr(structureOf(geometries_[index]).title, reaction.title);
+    }
+    reaction.transitions = deriveTransitions(reaction.changes);
+    reaction.warnings = warningsAbout(reaction);
+    return reaction;
+}
 
 void requireSameAtoms(const Structure &structure, const Structure &other) {
     const std::string demand =
@@ -84,12 +182,12 @@ void requireSameAtoms(const Structure &structure, const Structure &other) {
     }
 }
 
-int forEachReaction(const ReactionFiles &files, const std::function<void(const Reaction &)> &work) {
-    const Sides sides = readSides(files);
+int forEachReaction(const ReactionReader &reader,
+                    const std::function<void(const Reaction &)> &work) {
     int failures = 0;
-    for (std::size_t i = 0; i < sides.reactants.size(); ++i) {
+    for (std::size_t i = 0; i < reader.count(); ++i) {
         try {
-            work(assembled(sides, i));
+            work(reader.read(i));
         } catch (const UserError &error) {
             report(error);
             ++failures;

@@ -3,6 +3,7 @@
 #define SADDLEFIT_CLI_REACTION_FILES_HPP
 
 #include "cli/files/reader.hpp"
+#include "cli/reaction/drawing.hpp"
 #include "cli/reaction/transitions.hpp"
 
 #include <functional>
@@ -15,23 +16,59 @@ namespace saddlefit::cli {
 struct ReactionFiles {
     std::string reactants;
     std::string products;
-    std::string geometries; // empty: the reactants' own coordinates
+    std::string geometries; // for Start::file only
+};
+
+// Where the coordinates of a reaction are from.
+enum class Start {
+    reactant,
+    product,
+    mean, // half-way; of the reactant where the product has no coordinates
+    file  // ReactionFiles::geometries
 };
 
 struct Reaction {
+    std::size_t number = 0;    // of its records in the files, from 1
     std::string title;         // the reactant's; "record 3" where it has none
     std::string geometryTitle; // of the record that the coordinates are from; as above
-    Structure reactant;
+    Structure reactant;        // with its bond orders as they were compared
     Structure product;
     std::vector<Position> coordinates; // to begin with
     std::vector<BondChange> changes;
     std::vector<Transition> transitions;
+    std::vector<std::string> warnings; // sentences about what is doubtful in the records
 };
 
-// Hand each reaction of the files to `work`, in file order. One that cannot be read, or for which
-// `work` throws a UserError, is reported and left out. Returns how many were.
-// Throws UserError when the files as such do not fit together.
-int forEachReaction(const ReactionFiles &files, const std::function<void(const Reaction &)> &work);
+// Atoms of bonds that change, ascending.
+std::vector<int> centreOf(const std::vector<BondChange> &changes);
+
+class ReactionReader {
+public:
+    // Throws UserError when the files as such cannot be read or do not fit together.
+    ReactionReader(const ReactionFiles &files, Start start, Orders orders);
+
+    std::size_t count() const { return reactants_.size(); }
+
+    // Also of one that cannot be read.
+    std::string title(std::size_t index) const;
+
+    // Throws UserError if there is no reaction to be had from the records: one of them is broken,
+    // atoms differ, no bond changes, or so many that the atoms must be numbered differently.
+    Reaction read(std::size_t index) const;
+
+private:
+    std::vector<Position> coordinatesOf(std::size_t index, const Reaction &reaction) const;
+    Start start_;
+    Orders orders_;
+    std::vector<Record> reactants_;
+    std::vector<Record> products_;
+    std::vector<Record> geometries_;
+};
+
+// Hand each reaction to `work`, in file order. One that cannot be read, or for which `work` throws
+// a UserError, is reported and left out. Returns how many were.
+int forEachReaction(const ReactionReader &reader,
+                    const std::function<void(const Reaction &)> &work);
 
 // Throws unless both have the same elements in the same order.
 void requireSameAtoms(const Structure &structure, const Structure &other);

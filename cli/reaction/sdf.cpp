@@ -8,18 +8,6 @@ namespace saddlefit::cli {
 
 namespace {
 
-const char *outcomeWord(Outcome outcome) {
-    switch (outcome) {
-    case Outcome::exact:
-        return "exact";
-    case Outcome::partial:
-        return "partial";
-    case Outcome::noMatch:
-        break;
-    }
-    return "none";
-}
-
 std::string changeLines(const std::vector<BondChange> &changes) {
     std::string text;
     for (const auto &change : changes) {
@@ -44,20 +32,24 @@ std::string constraintLines(const std::vector<Constraint> &constraints) {
     return text;
 }
 
-// The reactant's atoms where the result has put them.
-std::vector<StructureAtom> placedAtoms(const Reaction &reaction, const ReactionResult &result) {
-    auto atoms = reaction.reactant.atoms;
-    for (std::size_t i = 0; i < atoms.size(); ++i)
-        atoms[i].position = result.coordinates[i];
-    return atoms;
-}
-
 std::string atomNumbers(const std::vector<int> &atoms) {
     std::string text;
     for (const int atom : atoms) {
         if (!text.empty()) text += ' ';
         text += std::to_string(atom + 1);
     }
+    return text;
+}
+
+std::string spreadLine(const Answer &answer) {
+    if (!answer.matched() || answer.reports.back().matches.size() < 2) return {};
+    return line("%.3f", spreadOf(answer.reports.back().matches));
+}
+
+std::string joinedLines(const std::vector<std::string> &lines) {
+    std::string text;
+    for (const auto &one : lines)
+        text += one + "\n";
     return text;
 }
 
@@ -72,19 +64,32 @@ std::string transitionLines(const std::vector<Transition> &transitions) {
     return text;
 }
 
-std::string sdfRecord(const Reaction &reaction, const ReactionResult &result) {
+std::vector<StructureAtom> placedAtoms(const Reaction &reaction, const Answer &answer) {
+    auto atoms = reaction.reactant.atoms;
+    for (std::size_t i = 0; i < atoms.size(); ++i)
+        atoms[i].position = answer.coordinates[i];
+    return atoms;
+}
+
+std::string sdfRecord(const Reaction &reaction, const Answer &answer) {
     const auto &origin = reaction.reactant.origin;
-    const bool replaced = result.outcome == Outcome::partial;
-    return molfile(origin, reaction.title, placedAtoms(reaction, result), result.bonds) +
-           field(outcomeField, outcomeWord(result.outcome)) + field(matchField, result.match) +
-           field("TRANSITION_CODE", result.code) +
+    const bool replaced = answer.outcome == Outcome::partial;
+    return molfile(origin, reaction.title, placedAtoms(reaction, answer), answer.bonds) +
+           field(recordField, std::to_string(reaction.number)) +
+           field(outcomeField, outcomeWord(answer.outcome)) +
+           field("STAGE", answer.stage ? stageName(*answer.stage) : "") +
+           field(matchField, answer.match) + field("SPREAD", spreadLine(answer)) +
+           field("RELAXED", answer.relaxedBy) + field("CHARGE", std::to_string(answer.charge)) +
+           field("UNPAIRED", std::to_string(answer.unpaired)) +
+           field("STRAINS", joinedLines(answer.strains)) +
+           field("WARNINGS", joinedLines(answer.warnings)) + field("TRANSITION_CODE", answer.code) +
            field("TRANSITIONS", transitionLines(reaction.transitions)) +
            field(changedBondsField, changeLines(reaction.changes)) +
-           field("PARTIAL_BONDS", untypedBondLines(result.bonds)) +
-           field(constraintsField, constraintLines(result.constraints)) +
+           field("PARTIAL_BONDS", untypedBondLines(answer.bonds)) +
+           field(constraintsField, constraintLines(answer.constraints)) +
            field("START_CONSTRAINTS",
-                 replaced ? constraintLines(result.startConstraints) : std::string{}) +
-           field("FROZEN_ATOMS", atomNumbers(result.frozen)) + "$$$$\n";
+                 replaced ? constraintLines(answer.startConstraints) : std::string{}) +
+           field("FROZEN_ATOMS", atomNumbers(answer.frozen)) + "$$$$\n";
 }
 
 } // namespace saddlefit::cli

@@ -2,13 +2,14 @@
 #ifndef SADDLEFIT_CLI_SDF_HPP
 #define SADDLEFIT_CLI_SDF_HPP
 
-#include "cli/reaction/reaction_run.hpp"
+#include "cli/reaction/answer.hpp"
 
 #include <string>
 
 namespace saddlefit::cli {
 
 // Names of data fields that are read again elsewhere.
+inline constexpr const char *recordField = "RECORD";
 inline constexpr const char *outcomeField = "OUTCOME";
 inline constexpr const char *matchField = "MATCH";
 inline constexpr const char *changedBondsField = "CHANGED_BONDS";
@@ -19,8 +20,15 @@ inline constexpr const char *constraintsField = "CONSTRAINTS";
 // The bond block holds the transition state's bonds; those of order 0, which are about to form or
 // break, have no MDL type and stand in PARTIAL_BONDS. Data fields, each left out where empty:
 //
+//   RECORD             number of the reaction in the files that it was read from
 //   OUTCOME            exact, partial or none
+//   STAGE              that answered: full, sigma or lengths
 //   MATCH              name of the stored structure
+//   SPREAD             with several matches, how far apart they put the changing bonds, angstrom
+//   RELAXED            what moved the atoms that are not frozen
+//   CHARGE, UNPAIRED   of the molecule; electrons
+//   STRAINS            what is wrong with the structure, a line each
+//   WARNINGS           what is doubtful in the records, a line each
 //   TRANSITION_CODE    element pairs of the changed bonds, "C-N C-O"
 //   TRANSITIONS        a line per transition: falling bond, rising bond, 0 0 for none
 //   CHANGED_BONDS      a line per bond: atoms, MDL type in the reactant, in the product
@@ -30,7 +38,10 @@ inline constexpr const char *constraintsField = "CONSTRAINTS";
 //   FROZEN_ATOMS       atoms placed from the stored structure
 //
 // Throws UserError if the structure does not fit the format.
-std::string sdfRecord(const Reaction &reaction, const ReactionResult &result);
+std::string sdfRecord(const Reaction &reaction, const Answer &answer);
+
+// The reactant's atoms where the answer has put them.
+std::vector<StructureAtom> placedAtoms(const Reaction &reaction, const Answer &answer);
 
 // The lines of the field TRANSITIONS.
 std::string transitionLines(const std::vector<Transition> &transitions);

@@ -25,11 +25,6 @@ std::set<AtomPair> bondsOfLastingAromaticRings(const Structure &reactant,
     return bonds;
 }
 
-// In halves of a bond order.
-int halfOrders(int type) {
-    return type == aromaticType ? 3 : 2 * type;
-}
-
 std::vector<AtomPair> steps(std::span<const BondChange> changes, bool falling) {
     std::vector<AtomPair> pairs;
     for (const auto &change : changes) {

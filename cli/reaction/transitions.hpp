@@ -23,6 +23,11 @@ struct BondChange {
 // sides are left out: there only the drawn form can differ.
 std::vector<BondChange> changedBonds(const Structure &reactant, const Structure &product);
 
+// In halves of a bond order.
+inline int halfOrders(int type) {
+    return type == aromaticType ? 3 : 2 * type;
+}
+
 // How many steps a bond of one type is from another: one for each order, and an aromatic bond
 // stands half-way between single and double, with each begun step counted in full.
 int stepsBetween(int before, int after);

@@ -1,0 +1,50 @@
+// The library prints its progress on standard output, which here carries results.
+#ifndef SADDLEFIT_CLI_DIVERTED_STDOUT_HPP
+#define SADDLEFIT_CLI_DIVERTED_STDOUT_HPP
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+namespace saddlefit::cli {
+
+// While one of these lives, standard output leads to another file.
+class DivertedStdout {
+public:
+    explicit DivertedStdout(int target);
+    ~DivertedStdout();
+    DivertedStdout(const DivertedStdout &) = delete;
+    DivertedStdout &operator=(const DivertedStdout &) = delete;
+
+private:
+    int saved_;
+};
+
+// Standard output leads to standard error.
+class StdoutToStderr {
+public:
+    StdoutToStderr();
+
+private:
+    DivertedStdout diverted_;
+};
+
+// What is printed is kept.
+class CapturedStdout {
+public:
+    CapturedStdout();
+
+    // All that was printed so far; nothing is captured after that.
+    std::string text();
+
+private:
+    struct CloseFile {
+        void operator()(std::FILE *file) const { std::fclose(file); }
+    };
+    std::unique_ptr<std::FILE, CloseFile> file_; // none if there is no room for one
+    std::unique_ptr<DivertedStdout> diverted_;
+};
+
+} // namespace saddlefit::cli
+
+#endif

@@ -1,0 +1,58 @@
+#include "cli/files/smiles.hpp"
+
+#include "cli/errors.hpp"
+
+#include <openbabel/atom.h>
+#include <openbabel/bond.h>
+#include <openbabel/generic.h>
+#include <openbabel/mol.h>
+#include <openbabel/obconversion.h>
+#include <openbabel/obiter.h>
+
+#include <vector>
+
+namespace saddlefit::cli {
+
+namespace {
+
+// 0 for an atom without one.
+int mapNumber(OpenBabel::OBAtom &atom) {
+    auto *data = dynamic_cast<OpenBabel::OBPairInteger *>(atom.GetData("Atom Class"));
+    return data == nullptr ? 0 : data->GetGenericValue();
+}
+
+// The atoms by map number; empty unless the numbers are 1, 2, 3, ..., each once.
+std::vector<OpenBabel::OBAtom *> byMapNumber(OpenBabel::OBMol &mol) {
+    std::vector<OpenBabel::OBAtom *> atoms(mol.NumAtoms(), nullptr);
+    FOR_ATOMS_OF_MOL(atom, mol) {
+        const auto number = static_cast<std::size_t>(mapNumber(*atom));
+        if (number < 1 || number > atoms.size() || atoms[number - 1] != nullptr) return {};
+        atoms[number - 1] = &*atom;
+    }
+    return atoms;
+}
+
+} // namespace
+
+std::map<AtomPair, int> mappedSmilesBonds(const std::string &smiles, const std::string &origin) {
+    OpenBabel::OBConversion conversion;
+    conversion.SetInFormat("smi");
+    OpenBabel::OBMol mol;
+    if (!conversion.ReadString(&mol, smiles) || byMapNumber(mol).empty()) {
+        throw UserError(origin + ": the mapped SMILES cannot be read, or its map numbers are not "
+                                 "1, 2, 3, ... for all atoms and hydrogens; correct it");
+    }
+    std::map<AtomPair, int> bonds;
+    FOR_BONDS_OF_MOL(bond, mol) {
+        const int a = mapNumber(*bond->GetBeginAtom()), b = mapNumber(*bond->GetEndAtom());
+        bonds[orderedPair(a - 1, b - 1)] = static_cast<int>(bond->GetBondOrder());
+    }
+    return bonds;
+}
+
+void sortByMapNumbers(OpenBabel::OBMol &mol) {
+    auto atoms = byMapNumber(mol);
+    if (!atoms.empty()) mol.RenumberAtoms(atoms);
+}
+
+} // namespace saddlefit::cli

@@ -1,0 +1,40 @@
+#include "cli/files/temporary_file.hpp"
+
+#include "cli/errors.hpp"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <unistd.h>
+
+namespace saddlefit::cli {
+
+namespace {
+
+[[noreturn]] void fail(const std::string &path) {
+    throw UserError(path + ": a temporary file cannot be written (" + std::strerror(errno) +
+                    "); make room there, or set TMPDIR to another folder");
+}
+
+} // namespace
+
+TemporaryFile::TemporaryFile()
+    : path_(std::filesystem::temp_directory_path() / "saddlefit-XXXXXX"), owner_(getpid()) {
+    const int file = mkstemp(path_.data());
+    if (file < 0) fail(path_);
+    close(file);
+}
+
+TemporaryFile::~TemporaryFile() {
+    if (owner_ == getpid()) std::remove(path_.c_str());
+}
+
+void TemporaryFile::write(const std::string &bytes) {
+    std::FILE *file = std::fopen(path_.c_str(), "wb");
+    if (file == nullptr) fail(path_);
+    const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+    if (std::fclose(file) != 0 || !written) fail(path_);
+}
+
+} // namespace saddlefit::cli

@@ -1,0 +1,31 @@
+// A file that is gone with its object.
+#ifndef SADDLEFIT_CLI_TEMPORARY_FILE_HPP
+#define SADDLEFIT_CLI_TEMPORARY_FILE_HPP
+
+#include <string>
+#include <sys/types.h>
+
+namespace saddlefit::cli {
+
+// In TMPDIR, or in /tmp. A process that was forked leaves the file to its parent.
+class TemporaryFile {
+public:
+    // Makes it, empty; throws UserError if that cannot be done.
+    TemporaryFile();
+    ~TemporaryFile();
+    TemporaryFile(const TemporaryFile &) = delete;
+    TemporaryFile &operator=(const TemporaryFile &) = delete;
+
+    const std::string &path() const { return path_; }
+
+    // Replace the contents.
+    void write(const std::string &bytes);
+
+private:
+    std::string path_;
+    pid_t owner_;
+};
+
+} // namespace saddlefit::cli
+
+#endif
