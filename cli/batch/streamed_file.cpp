@@ -1,6 +1,7 @@
 #include "cli/batch/streamed_file.hpp"
 
 #include "cli/errors.hpp"
+#include "cli/files/output_file.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -24,25 +25,9 @@ namespace fs = std::filesystem;
 
 constexpr mode_t ownersUmaskDecides = 0666;
 
-[[noreturn]] void failWriting(const std::string &target, const std::string &reason) {
-    throw UserError(target + ": cannot be written (" + reason +
-                    "); check the folder, your rights and the room on the disk");
-}
-
 [[noreturn]] void failLocked(const std::string &target) {
     throw UserError(target + ": another run is writing it, or it is named twice; wait until that "
                              "run has ended, or choose another output");
-}
-
-std::string resolved(const std::string &target) {
-    std::error_code error;
-    const auto path = fs::canonical(target, error);
-    return error ? target : path.string();
-}
-
-bool isReplaceable(const std::string &target) {
-    std::error_code error;
-    return !fs::exists(target, error) || fs::is_regular_file(target, error);
 }
 
 std::optional<std::string> textOf(const std::string &path) {
@@ -89,7 +74,7 @@ bool leadsTo(const std::string &path, int file) {
 } // namespace
 
 StreamedFile::StreamedFile(const std::string &target, PieceScanner scanner, Begin begin)
-    : target_(resolved(target)), path_(target_) {
+    : target_(resolvedTarget(target)), path_(target_) {
     if (fs::is_directory(target_)) failWriting(target, "it is a folder");
     if (!isReplaceable(target_)) {
         open();

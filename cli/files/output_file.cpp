@@ -15,12 +15,19 @@ namespace {
 
 namespace fs = std::filesystem;
 
-[[noreturn]] void failWriting(const std::string &target, const std::string &reason) {
+struct CloseFile {
+    void operator()(std::FILE *file) const { std::fclose(file); }
+};
+using OpenFile = std::unique_ptr<std::FILE, CloseFile>;
+
+} // namespace
+
+void failWriting(const std::string &target, const std::string &reason) {
     throw UserError(target + ": cannot be written (" + reason +
                     "); check the folder, your rights and the room on the disk");
 }
 
-std::string resolved(const std::string &target) {
+std::string resolvedTarget(const std::string &target) {
     std::error_code error;
     const auto path = fs::canonical(target, error);
     return error ? target : path.string();
@@ -31,14 +38,7 @@ bool isReplaceable(const std::string &target) {
     return !fs::exists(target, error) || fs::is_regular_file(target, error);
 }
 
-struct CloseFile {
-    void operator()(std::FILE *file) const { std::fclose(file); }
-};
-using OpenFile = std::unique_ptr<std::FILE, CloseFile>;
-
-} // namespace
-
-OutputFile::OutputFile(const std::string &target) : target_(resolved(target)) {
+OutputFile::OutputFile(const std::string &target) : target_(resolvedTarget(target)) {
     if (fs::is_directory(target_)) failWriting(target, "it is a folder");
     path_ = target_;
     if (!isReplaceable(target_)) return;

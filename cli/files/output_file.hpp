@@ -25,9 +25,18 @@ public:
     void commit();
 
 private:
-    std::string target_; // with symbolic links resolved, so that they stay links
+    std::string target_; // resolved
     std::string path_;
 };
+
+// The place that a target stands for: symbolic links are followed, so that they stay links.
+std::string resolvedTarget(const std::string &target);
+
+// False for what is there and no regular file: it is written to directly.
+bool isReplaceable(const std::string &target);
+
+// Throws UserError.
+[[noreturn]] void failWriting(const std::string &target, const std::string &reason);
 
 } // namespace saddlefit::cli
 
