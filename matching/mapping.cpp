@@ -2,6 +2,7 @@
 
 #include "matching/candidates.hpp"
 #include "matching/depth_bound.hpp"
+#include "molecule/interrupt.hpp"
 #include "molecule/memory.hpp"
 #include "molecule/ranges.hpp"
 
@@ -18,6 +19,9 @@ using namespace saddlefit;
 namespace {
 
 constexpr std::size_t talliedElements = 255; // elements 0 to 254
+
+/// What a mapping answers that has no memory or was interrupted.
+constexpr int failed = -10;
 
 /// Room on the stack for the arrays of a search between molecules of a hundred atoms or so; those
 /// of larger ones go on to the heap.
@@ -97,14 +101,17 @@ public:
         candidates_.reserve(mapping.map.size() + mapping.inverse.size());
     }
 
-    /// Starts from the mapping as it was before the first run.
-    void run(int depth, int minimum) {
+    /// Starts from the mapping as it was before the first run. False if the host interrupted it.
+    bool run(int depth, int minimum) {
         minimum_ = minimum;
         while (!levels_.empty())
             leave();
         bool goOn = enter(depth);
-        while (goOn && !levels_.empty())
+        for (unsigned steps = 1; goOn && !levels_.empty(); ++steps) {
+            if (steps % stepsPerQuestion == 0 && interruptRequested()) return false;
             goOn = advance();
+        }
+        return true;
     }
 
 private:
@@ -113,6 +120,9 @@ private:
     /// twice as many branches each time that it has pruned none, and for half as many when it has.
     static constexpr int entriesPerAtom = 6;
     static constexpr std::int64_t mostPassedOver = 63;
+
+    /// Steps after which the host is asked whether to go on.
+    static constexpr unsigned stepsPerQuestion = 1024;
 
     /// An atom of the pattern, what has been tried with it and what is left to try.
     struct Level {
@@ -241,26 +251,28 @@ private:
 };
 
 /// Looks for mappings onto the target's mirror image that are at least as large as those
-/// recorded, and gives them a negative score.
-void searchMirrorImage(MappingSearch &search, Molecule &target, const Demand &demand,
+/// recorded, and gives them a negative score. False if the host interrupted it.
+bool searchMirrorImage(MappingSearch &search, Molecule &target, const Demand &demand,
                        ResultStore &store) {
     int firstMirrored = store.count;
     const int best = firstMirrored > 0 ? store.scores[0] : demand.minimum;
     {
         const MirroredMolecule mirrored(target);
-        search.run(demand.fixed, best);
+        if (!search.run(demand.fixed, best)) return false;
     }
     if (store.count > 0 && best < store.scores[0]) firstMirrored = 0;
     for (int i = firstMirrored; i < store.count; ++i)
         store.scores[i] = -store.scores[i];
+    return true;
 }
 
 int runSearch(PartialMapping &mapping, Molecule &target, ResultStore &store, bool tryMirror,
               std::pmr::memory_resource &memory) {
     const Demand demand(mapping.map);
     MappingSearch search(mapping, store, demand, memory);
-    search.run(demand.fixed, demand.minimum);
-    if (mapping.checkChirality && tryMirror) searchMirrorImage(search, target, demand, store);
+    const bool mirrorToo = mapping.checkChirality && tryMirror;
+    if (!search.run(demand.fixed, demand.minimum)) return failed;
+    if (mirrorToo && !searchMirrorImage(search, target, demand, store)) return failed;
     return store.count > 0 ? std::abs(store.scores[0]) : 0;
 }
 
@@ -272,8 +284,8 @@ int mapSub(Molecule *A, Molecule *B, int *map, int **solutions, int *scores, int
     if (capacity <= 0) return 0;
     const std::span<int> codes = countedSpan(map, A->atomCount);
     if (!hasRequiredElements(*A, codes, *B)) return 0;
-    if (!ensureBondlink(*A) || !ensureBondlink(*B)) return -10;
-    const int depth = guarded(-10, [&] {
+    if (!ensureBondlink(*A) || !ensureBondlink(*B)) return failed;
+    const int depth = guarded(failed, [&] {
         std::array<std::byte, usualBytes> buffer;
         std::pmr::monotonic_buffer_resource memory(buffer.data(), buffer.size());
         std::pmr::vector<int> ownScores(scores ? 0 : static_cast<std::size_t>(capacity), &memory);

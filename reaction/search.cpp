@@ -3,6 +3,7 @@
 #include "saddlefit/reaction.h"
 #include "saddlefit/superpose.h"
 
+#include "molecule/interrupt.hpp"
 #include "molecule/memory.hpp"
 #include "molecule/ranges.hpp"
 #include "reaction/atom_map.hpp"
@@ -160,6 +161,7 @@ public:
     /// Look into every candidate; true as soon as one is an exact match, which is applied.
     bool findsExactIn(const Candidates &candidates) {
         for (Molecule *candidate : candidates.all()) {
+            if (interruptRequested()) return false;
             if (!hasCountableElements(*candidate)) continue;
             if (consider(*candidate)) {
                 applyExact(*candidate);
@@ -355,6 +357,7 @@ int searchDatabase(const char *path, int *code, Molecule &mol, Molecule **match,
     Search search(mol);
     if (!hasCountableElements(mol)) return 0;
     if (search.findsExactIn(candidates)) return 1;
+    if (interruptRequested()) return 0;
     return handBack(search, candidates, mol, match, map) ? 1 : 0;
 }
 

@@ -181,7 +181,8 @@ enum {
  * @return                Number of mapped atoms of the first mapping, without sign; 0 if none was
  *                        recorded, at once if more atoms of an element are MAP_REQUIRED than B
  *                        has, or if one of them has an element below 0 or above 254; -10 if there
- *                        is no memory for an index of bonds or for the search.
+ *                        is no memory for an index of bonds or for the search, or if the host
+ *                        interrupted it (setInterrupt()).
  *
  * Touches two scratch blocks of staticMalloc(), each of one integer per atom of B.
  */
@@ -198,7 +199,7 @@ SADDLEFIT_API int mapSub(Molecule *A, Molecule *B, int *map, int **solutions, in
  * @param checkChirality  As in mapSub().
  * @param tryMirror       As in mapSub().
  * @return                Number of mapped atoms, negative on B's mirror image; 0 if nothing was
- *                        found, or if there is no memory.
+ *                        found, if there is no memory or if the host interrupted it.
  */
 SADDLEFIT_API int mapSingleSub(Molecule *A, Molecule *B, int *map, int *inverse, int checkChirality,
                                int tryMirror);

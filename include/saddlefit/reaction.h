@@ -87,7 +87,8 @@ SADDLEFIT_API int finishReaction(Molecule *mol);
  *               or the match was exact.
  * @param map    Receives the atom map, atomCount ints, to be released with free(); NULL with
  *               *match. Only atoms of the reaction centre have partners.
- * @return       1 if a structure was chosen or copied; 0 if not.
+ * @return       1 if a structure was chosen or copied; 0 if not, or if the host interrupted the
+ *               search (setInterrupt()).
  */
 SADDLEFIT_API int mapDB(const char *path, Molecule *mol, Molecule **match, int **map);
 

@@ -5,6 +5,7 @@
 #include "saddlefit/bonding.h"
 #include "saddlefit/database.h"
 #include "saddlefit/host.h"
+#include "saddlefit/interrupt.h"
 #include "saddlefit/linesearch.h"
 #include "saddlefit/matching.h"
 #include "saddlefit/molecule.h"
