@@ -2,6 +2,7 @@
 
 #include "database/block_walk.hpp"
 #include "database/format.hpp"
+#include "database/reservation.hpp"
 #include "database/stream.hpp"
 #include "molecule/memory.hpp"
 
@@ -76,13 +77,39 @@ uint32_t takeBlock(uint32_t offset, BlockHeader header, Step seekStep, Step writ
     return offset + blockHeaderSize;
 }
 
-uint32_t reuseBlock(uint32_t offset, uint32_t capacity, FILE *stream) {
-    return takeBlock(offset, {capacity, blockInUse}, Step::reuseSeek, Step::reuseWriteHeader,
-                     stream);
+uint32_t reuseBlock(uint32_t offset, BlockHeader header, FILE *stream) {
+    return takeBlock(offset, header, Step::reuseSeek, Step::reuseWriteHeader, stream);
 }
 
-uint32_t appendBlock(uint32_t end, uint32_t size, FILE *stream) {
-    return takeBlock(end, {size, blockInUse}, Step::appendSeek, Step::appendWriteHeader, stream);
+/// Write a header of zeros, an empty free block, by its last byte alone: of one that a full disk
+/// cuts off, the missing status would read as in use.
+bool writeEmptyHeader(uint32_t offset, FILE *stream) {
+    return markBlock(offset + blockHeaderSize, blockFree, stream);
+}
+
+uint32_t appendBlock(uint32_t end, BlockHeader header, FILE *stream) {
+    if (header.status == blockFree && !writeEmptyHeader(end, stream))
+        return allocFail(Step::appendWriteHeader);
+    return takeBlock(end, header, Step::appendSeek, Step::appendWriteHeader, stream);
+}
+
+/// Find room by first fit, or make some at the end, and give it a header with this status.
+uint32_t placeBlock(uint32_t size, uint8_t status, FILE *stream) {
+    BlockHeader header;
+    uint32_t offset = 0;
+    std::rewind(stream);
+    while (ReadHeader(&header, stream)) {
+        if (fits(header, size)) return reuseBlock(offset, {header.size, status}, stream);
+        int64_t next = int64_t{offset} + header.size + blockHeaderSize;
+        if (!seekTo(next, stream)) return allocFail(Step::scanSeek);
+        const auto look = [size](const BlockHeader &block, Bytes) {
+            return fits(block, size) ? Look::stop : Look::passOver;
+        };
+        next = passOverBlocks(header.size, next, stream, look);
+        if (!seekTo(next, stream)) return allocFail(Step::scanSeek);
+        offset = static_cast<uint32_t>(next);
+    }
+    return appendBlock(offset, {size, status}, stream);
 }
 
 /// Copy `size` bytes from one data area to another. False, its line printed, if a step fails.
@@ -134,21 +161,16 @@ uint8_t WriteHeader(BlockHeader *header, FILE *stream) {
 }
 
 uint32_t Fmalloc(uint32_t size, FILE *stream) {
-    BlockHeader header;
-    uint32_t offset = 0;
-    std::rewind(stream);
-    while (ReadHeader(&header, stream)) {
-        if (fits(header, size)) return reuseBlock(offset, header.size, stream);
-        int64_t next = int64_t{offset} + header.size + blockHeaderSize;
-        if (!seekTo(next, stream)) return allocFail(Step::scanSeek);
-        const auto look = [size](const BlockHeader &block, Bytes) {
-            return fits(block, size) ? Look::stop : Look::passOver;
-        };
-        next = passOverBlocks(header.size, next, stream, look);
-        if (!seekTo(next, stream)) return allocFail(Step::scanSeek);
-        offset = static_cast<uint32_t>(next);
-    }
-    return appendBlock(offset, size, stream);
+    return placeBlock(size, blockInUse, stream);
+}
+
+uint32_t saddlefit::reserveBlock(uint32_t size, FILE *stream) {
+    return placeBlock(size, blockFree, stream);
+}
+
+bool saddlefit::markBlock(uint32_t handle, uint8_t status, FILE *stream) {
+    return seekTo(int64_t{handle} - 1, stream) && std::putc(status, stream) != EOF &&
+           std::fflush(stream) == 0;
 }
 
 int Ffree(uint32_t handle, FILE *stream) {

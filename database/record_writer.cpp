@@ -1,6 +1,8 @@
 #include "saddlefit/database.h"
 
 #include "database/format.hpp"
+#include "database/reservation.hpp"
+#include "database/stream.hpp"
 #include "molecule/memory.hpp"
 #include "molecule/ranges.hpp"
 
@@ -167,10 +169,14 @@ int writeDB(FILE *stream, char *name, const int32_t *codes, Molecule *molecule) 
     if (!name || !codes || !molecule) return 0;
     const Record record{name, std::strlen(name) + 1, codes, measureCodes(codes), *molecule};
     if (!fitsFields(record)) return 0;
-    const uint32_t handle = Fmalloc(recordLength(record), stream);
+    const uint32_t handle = reserveBlock(recordLength(record), stream);
     if (handle == 0) return 0;
     writeRecord(record, stream);
-    if (reachedFile(stream)) return 1;
-    Ffree(handle, stream);
-    return 0;
+    if (!reachedFile(stream)) return 0;
+    if (!markBlock(handle, blockInUse, stream)) {
+        markBlock(handle, blockFree, stream); // or a later flush might still make a record of it
+        return 0;
+    }
+    seekTo(int64_t{handle} + recordLength(record), stream);
+    return 1;
 }

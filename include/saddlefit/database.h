@@ -128,6 +128,10 @@ SADDLEFIT_API int insertDB(const char *path, char *name, const int32_t *codes, M
  *     atoms of transitions  above 65534
  *     coordinates           not finite, or not finite in single precision
  *
+ * The bytes go into a block that is still marked free; once they have met the file, one byte marks
+ * it as in use. So a process that is killed meanwhile, or another that reads, never leaves or sees
+ * half a record. A crash of the machine is another matter: nothing is told to the disk itself.
+ *
  * @param stream    Open for reading and writing; at the end of the record after success, at no
  *                  defined place after failure. Flushed, so that a full disk is noticed.
  * @param name      A block of the C heap, taken over and released in every case; NULL gives 0.
@@ -135,8 +139,7 @@ SADDLEFIT_API int insertDB(const char *path, char *name, const int32_t *codes, M
  *                  gives 0.
  * @param molecule  Not changed; NULL gives 0.
  * @return          1 if the record was written. 0 if it was refused, if no block could be had, or
- *                  if the stream failed; then the block is released again where the stream still
- *                  allows it.
+ *                  if the stream failed; then the block, if it was there already, is still free.
  */
 SADDLEFIT_API int writeDB(FILE *stream, char *name, const int32_t *codes, Molecule *molecule);
 
