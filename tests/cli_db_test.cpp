@@ -8,10 +8,14 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <fcntl.h>
 #include <filesystem>
+#include <future>
 #include <optional>
 #include <string>
+#include <sys/file.h>
 #include <tuple>
+#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -197,6 +201,30 @@ TEST_F(Upkeep, PositionsToRemoveMeanWhatWasListed) {
         EXPECT_TRUE(contains(answer.err, message)) << answer.err;
         EXPECT_EQ(contents("a.db"), whole);
     }
+}
+
+TEST_F(Upkeep, AWriterWaitsForTheOtherAndSeesItsChange) {
+    const int held = open(file("a.db").c_str(), O_RDONLY);
+    ASSERT_EQ(flock(held, LOCK_EX), 0);
+    auto waiting = std::async(std::launch::async, [&] { return db("remove a.db 0"); });
+    for (int i = 0; i < 1000 && !contains(contents("stderr"), "waiting"); ++i)
+        usleep(10000);
+    EXPECT_TRUE(contains(contents("stderr"), "a.db: another run is changing this file"));
+    EXPECT_EQ(contents("a.db"), whole);
+    write("new.db", block(third) + block(first)); // as a writer leaves it: under the same name
+    fs::rename(file("new.db"), file("a.db"));
+    close(held);
+    EXPECT_EQ(waiting.get().status, 0);
+    EXPECT_EQ(contents("a.db"), block(third, 0) + block(first));
+
+    std::string many;
+    for (int i = 0; i < 8; ++i)
+        many += block(second);
+    write("many.db", many);
+    const std::string remove = SADDLEFIT_CLI " db remove many.db 0 ";
+    run("--version > version; for i in 1 2 3 4 5 6 7 8; do " + remove + "2> err$i & done; wait");
+    EXPECT_EQ(db("check many.db").out.substr(0, 24), "0 records, 8 free blocks")
+        << contents("err8");
 }
 
 TEST_F(Upkeep, ADamagedRecordDoesNotHideTheOthers) {

@@ -1,6 +1,7 @@
 #include "cli/batch/streamed_file.hpp"
 
 #include "cli/errors.hpp"
+#include "cli/files/file_lock.hpp"
 #include "cli/files/output_file.hpp"
 
 #include <algorithm>
@@ -13,7 +14,6 @@
 #include <optional>
 #include <sstream>
 #include <sys/file.h>
-#include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
 
@@ -61,14 +61,6 @@ bool lock(int file) {
         std::this_thread::sleep_for(pause);
     }
     return false;
-}
-
-// Whether the path still leads to the open file: another run may have renamed it meanwhile.
-bool leadsTo(const std::string &path, int file) {
-    struct stat named {};
-    struct stat opened {};
-    return stat(path.c_str(), &named) == 0 && fstat(file, &opened) == 0 &&
-           named.st_dev == opened.st_dev && named.st_ino == opened.st_ino;
 }
 
 } // namespace
@@ -131,9 +123,15 @@ void StreamedFile::cutBehind(std::size_t item) {
     cutAt(pieces_.empty() ? 0 : pieces_.back().end);
 }
 
+// What is already there is not given up for nothing at all.
 void StreamedFile::commit() {
     if (!isRegular()) return;
     std::error_code error;
+    if (fs::exists(target_, error) && fs::file_size(path_, error) == 0) {
+        fs::remove(path_, error);
+        file_.close();
+        return;
+    }
     if (fs::exists(target_, error)) {
         fs::permissions(path_, fs::status(target_, error).permissions(), error);
     }

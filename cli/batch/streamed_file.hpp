@@ -2,8 +2,8 @@
 #ifndef SADDLEFIT_CLI_STREAMED_FILE_HPP
 #define SADDLEFIT_CLI_STREAMED_FILE_HPP
 
-#include "cli/batch/descriptor.hpp"
 #include "cli/batch/piece_scan.hpp"
+#include "cli/files/descriptor.hpp"
 
 #include <cstddef>
 #include <string>
@@ -18,7 +18,8 @@ enum class Begin {
     resume // with the complete pieces of that one, or else of the target
 };
 
-// Pieces are appended to the file TARGET.part, which commit() renames over the target. Until then
+// Pieces are appended to the file TARGET.part, which commit() renames over the target, unless there
+// are none to put in the place of what is there. Until then
 // the target stays as it was, and if there is no commit() the unfinished file stays beside it. A
 // target that is no regular file (a terminal, /dev/null) is written to directly and always begins
 // anew.

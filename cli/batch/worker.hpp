@@ -3,7 +3,7 @@
 #define SADDLEFIT_CLI_WORKER_HPP
 
 #include "cli/batch/delivery.hpp"
-#include "cli/batch/descriptor.hpp"
+#include "cli/files/descriptor.hpp"
 
 #include <functional>
 #include <optional>

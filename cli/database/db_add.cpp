@@ -4,6 +4,7 @@
 #include "cli/database/db_commands.hpp"
 #include "cli/database/record_guard.hpp"
 #include "cli/errors.hpp"
+#include "cli/files/file_lock.hpp"
 #include "cli/files/output_file.hpp"
 #include "cli/reaction/order_option.hpp"
 #include "cli/reaction/search.hpp"
@@ -28,7 +29,7 @@ struct NewRecord {
 
 // The transition state is stored with its transition-state bonds, as a search will ask for it.
 NewRecord recordOf(const Reaction &reaction) {
-    const auto mol = startMolecule(reaction, {reaction.reactant.bonds, reaction.transitions});
+    const auto mol = startMolecule(reaction);
     C_startReaction(mol.get(), nullptr);
     if (auto bytes = recordBytes(*mol, reaction.geometryTitle)) {
         const auto reading = readRecord(*bytes, 0);
@@ -126,6 +127,7 @@ private:
 };
 
 int add(const AddOptions &options) {
+    const FileLock lock(options.database, IfMissing::makeIt);
     OutputFile file(options.database); // first: a folder without room or rights ends all at once
     Adding adding(options);
     adding.addAll();

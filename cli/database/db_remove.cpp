@@ -4,6 +4,7 @@
 #include "cli/database/db_commands.hpp"
 #include "cli/diverted_stdout.hpp"
 #include "cli/errors.hpp"
+#include "cli/files/file_lock.hpp"
 #include "cli/files/output_file.hpp"
 
 #include <algorithm>
@@ -48,6 +49,7 @@ void removeAll(const std::vector<std::size_t> &positions, const std::string &tar
 }
 
 int remove(const RemoveOptions &options) {
+    const FileLock lock(options.database, IfMissing::lockNothing);
     const auto database = openDatabase(options.database);
     const auto positions = highestFirst(options.positions);
     requireDistinct(positions, options.database);

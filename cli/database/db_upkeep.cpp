@@ -1,6 +1,7 @@
 #include "cli/database/database_file.hpp"
 #include "cli/database/db_commands.hpp"
 #include "cli/errors.hpp"
+#include "cli/files/file_lock.hpp"
 #include "cli/files/output_file.hpp"
 
 #include <cstdint>
@@ -67,6 +68,7 @@ void writeWhole(const std::string &path, const std::string &bytes) {
 }
 
 int compact(const DbOptions &options) {
+    const FileLock lock(options.database, IfMissing::lockNothing);
     const auto bytes = databaseBytes(options.database);
     const auto survey = surveyFile(bytes);
     if (survey.damage) throw damageError(options.database, survey);

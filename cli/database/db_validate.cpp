@@ -142,7 +142,7 @@ public:
     }
 
     void print() const {
-        const auto records = database_.records.size();
+        const std::size_t records = database_.records.size();
         std::printf("%zu records, %zu answer for themselves\n", records,
                     records - summary_.problems.size());
         std::printf("left out: %zu of %zu have a match (%.1f %%)\n", summary_.matched,

@@ -1,12 +1,13 @@
 #include "cli/files/output_file.hpp"
 
 #include "cli/errors.hpp"
+#include "cli/files/descriptor.hpp"
+#include "cli/files/open_file.hpp"
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <memory>
 #include <unistd.h>
 
 namespace saddlefit::cli {
@@ -14,11 +15,6 @@ namespace saddlefit::cli {
 namespace {
 
 namespace fs = std::filesystem;
-
-struct CloseFile {
-    void operator()(std::FILE *file) const { std::fclose(file); }
-};
-using OpenFile = std::unique_ptr<std::FILE, CloseFile>;
 
 } // namespace
 
@@ -65,8 +61,11 @@ void OutputFile::copyFromTarget() {
     if (error) failWriting(target_, error.message());
 }
 
+// What the new name leads to has to be on the disk before the old contents may go.
 void OutputFile::commit() {
     if (path_ == target_) return;
+    const Descriptor file(open(path_.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!file.isOpen() || fsync(file.number()) != 0) failWriting(target_, std::strerror(errno));
     std::error_code error;
     if (fs::exists(target_, error)) {
         fs::permissions(path_, fs::status(target_, error).permissions(), error);

@@ -3,6 +3,7 @@
 #define SADDLEFIT_CLI_STRUCTURE_HPP
 
 #include <algorithm>
+#include <cmath>
 #include <map>
 #include <string>
 #include <utility>
@@ -48,6 +49,10 @@ struct Structure {
     std::vector<Ring> aromaticRings;
     std::map<std::string, std::string> fields;
 };
+
+inline double distanceBetween(const Position &a, const Position &b) {
+    return std::hypot(a.x - b.x, a.y - b.y, a.z - b.z);
+}
 
 // False if several atoms all lie in one place, as where a file gives a formula only.
 inline bool hasCoordinates(const std::vector<StructureAtom> &atoms) {

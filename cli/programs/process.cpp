@@ -1,6 +1,6 @@
 #include "cli/programs/process.hpp"
 
-#include "cli/batch/descriptor.hpp"
+#include "cli/files/descriptor.hpp"
 
 #include <algorithm>
 #include <array>
