@@ -2,7 +2,8 @@
 #ifndef SADDLEFIT_CLI_DIVERTED_STDOUT_HPP
 #define SADDLEFIT_CLI_DIVERTED_STDOUT_HPP
 
-#include <cstdio>
+#include "cli/files/open_file.hpp"
+
 #include <memory>
 #include <string>
 
@@ -38,10 +39,7 @@ public:
     std::string text();
 
 private:
-    struct CloseFile {
-        void operator()(std::FILE *file) const { std::fclose(file); }
-    };
-    std::unique_ptr<std::FILE, CloseFile> file_; // none if there is no room for one
+    OpenFile file_; // none if there is no room for one
     std::unique_ptr<DivertedStdout> diverted_;
 };
 

@@ -1,6 +1,7 @@
 #include "cli/database/database_file.hpp"
 
 #include "cli/errors.hpp"
+#include "cli/files/open_file.hpp"
 
 #include <algorithm>
 #include <array>
@@ -8,15 +9,10 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <memory>
 
 namespace saddlefit::cli {
 
 namespace {
-
-struct CloseFile {
-    void operator()(std::FILE *file) const { std::fclose(file); }
-};
 
 constexpr const char *noDatabase =
     ": this is no reaction database, or a damaged one; check the name, make one with \"saddlefit "
@@ -38,7 +34,7 @@ std::string databaseBytes(const std::string &path) {
     if (std::filesystem::is_directory(path, error)) {
         throw UserError(path + ": this is a folder; name a database file");
     }
-    const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(path.c_str(), "rb"));
+    const OpenFile file(std::fopen(path.c_str(), "rb"));
     if (!file) {
         throw UserError(path + ": the database cannot be opened (" + std::strerror(errno) +
                         "); check its name, or make one with \"saddlefit db add\"");

@@ -3,6 +3,7 @@
 #include "saddlefit/database.h"
 
 #include "cli/errors.hpp"
+#include "cli/files/open_file.hpp"
 
 #include <algorithm>
 #include <cstdint>
@@ -10,7 +11,6 @@
 #include <cstring>
 #include <filesystem>
 #include <limits>
-#include <memory>
 
 namespace saddlefit::cli {
 
@@ -19,13 +19,9 @@ namespace {
 // The library's file offsets are signed 32-bit integers.
 constexpr std::size_t longestFile = std::numeric_limits<std::int32_t>::max();
 
-struct CloseFile {
-    void operator()(std::FILE *file) const { std::fclose(file); }
-};
-using OpenFile = std::unique_ptr<std::FILE, CloseFile>;
-
 [[noreturn]] void failTemporary() {
-    throw UserError("the folder for temporary files cannot be written; make room there");
+    throw UserError("the folder for temporary files cannot be written; make room there, or set "
+                    "TMPDIR to another");
 }
 
 } // namespace

@@ -24,10 +24,6 @@ constexpr double closestAtoms = 0.6;
 // Angstrom, per coordinate: what single precision and four decimals in a file leave.
 constexpr double equalCoordinate = 1e-4;
 
-double distance(const Position &p, const Position &q) {
-    return std::hypot(p.x - q.x, p.y - q.y, p.z - q.z);
-}
-
 // Reads the atoms of a reaction where it begins.
 class Plausibility {
 public:
@@ -44,7 +40,7 @@ public:
 private:
     void judgeLength(const BondChange &change) {
         const auto &[a, b] = change.atoms;
-        const double length = distance(at(a), at(b));
+        const double length = distanceBetween(at(a), at(b));
         const double stretch = length / singleBondLength(element(a), element(b));
         if (stretch >= shortestStretch && stretch <= longestStretch) return;
         phrases_.push_back(
@@ -61,7 +57,7 @@ private:
         AtomPair closest{-1, -1};
         for (int a = 0; a < count; ++a) {
             for (int b = a + 1; b < count; ++b) {
-                const double length = distance(at(a), at(b));
+                const double length = distanceBetween(at(a), at(b));
                 if (length >= shortest) continue;
                 shortest = length;
                 closest = {a, b};

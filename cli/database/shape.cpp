@@ -51,7 +51,7 @@ Shape::Shape(const std::vector<StructureAtom> &atoms, const std::vector<Transiti
 void Shape::addDistances(const std::vector<StructureAtom> &atoms, const Position &from) {
     std::vector<std::pair<int, float>> distances;
     for (const auto &[element, charge, at] : atoms) {
-        const double distance = std::hypot(at.x - from.x, at.y - from.y, at.z - from.z);
+        const double distance = distanceBetween(at, from);
         distances.emplace_back(element, static_cast<float>(distance));
     }
     std::sort(distances.begin(), distances.end());

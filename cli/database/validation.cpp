@@ -26,7 +26,7 @@ struct Found {
 
 std::optional<Found> ask(const Reaction &reaction, const std::string &database) {
     Found found;
-    found.mol = startMolecule(reaction, {reaction.reactant.bonds, reaction.transitions});
+    found.mol = startMolecule(reaction);
     applyTransition(found.mol.get());
     Molecule *match = nullptr;
     int *map = nullptr;

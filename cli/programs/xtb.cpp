@@ -227,7 +227,7 @@ void restoreFixed(std::vector<Position> &positions, const ConstrainedMolecule &m
         const auto index = static_cast<std::size_t>(atom);
         const auto &given = molecule.atoms[index].position;
         auto &got = positions[index];
-        const double shift = std::hypot(got.x - given.x, got.y - given.y, got.z - given.z);
+        const double shift = distanceBetween(got, given);
         if (!(shift < mostGiving)) {
             failReading("the fixed atom " + atomLabel(molecule.atoms[index].element, atom) +
                             " has moved by " + line("%.3f", shift) + " angstrom",

@@ -3,6 +3,7 @@
 #include "saddlefit/reaction.h"
 
 #include "cli/diverted_stdout.hpp"
+#include "cli/errors.hpp"
 #include "cli/files/elements.hpp"
 #include "cli/reaction/relaxation.hpp"
 
@@ -16,7 +17,7 @@ namespace saddlefit::cli {
 namespace {
 
 // Several matches that agree with each other, and the best with the start geometry: then bonds are
-// off by 0.08 angstrom in the mean, and by more than 0.2 otherwise (docs/quality.md).
+// off by 0.08 angstrom in the mean, and by 0.2 otherwise (docs/quality.md).
 constexpr std::size_t trustedMatches = 3;
 constexpr double trustedDisagreement = 0.2; // spread and misfit together, angstrom
 
@@ -44,17 +45,9 @@ std::vector<StructureBond> bondsOfBothSides(const Reaction &reaction) {
 }
 
 std::vector<StructureBond> transitionStateBonds(const Reaction &reaction) {
-    const auto mol = startMolecule(reaction, {reaction.reactant.bonds, reaction.transitions});
+    const auto mol = startMolecule(reaction);
     applyTransition(mol.get());
     return bondsOf(mol.get());
-}
-
-std::vector<StructureAtom> placed(const Reaction &reaction,
-                                  const std::vector<Position> &positions) {
-    auto atoms = reaction.reactant.atoms;
-    for (std::size_t i = 0; i < atoms.size(); ++i)
-        atoms[i].position = positions[i];
-    return atoms;
 }
 
 // Takes one reaction through the stages.
@@ -89,7 +82,7 @@ Answer Asking::answer() {
         options_.unpaired.value_or(electrons(reaction_.reactant, answer_.charge) % 2);
     answer_.coordinates = reaction_.coordinates;
     answer_.bonds = transitionStateBonds(reaction_);
-    const auto mol = startMolecule(reaction_, {reaction_.reactant.bonds, reaction_.transitions});
+    const auto mol = startMolecule(reaction_);
     answer_.code = codeInSymbols(codeOf(mol.get()).data());
     for (const Stage stage : options_.stages) {
         if (stage == Stage::lengths || findsMatch(stage)) {
@@ -145,7 +138,7 @@ void Asking::place(const Question &question, Search &search, const Match &match)
 // Without a match: a distance for each changing bond, as long as such bonds usually are in the
 // database, or as applyTransition() puts them where the database is not asked for that.
 void Asking::constrainLengths() {
-    const auto mol = startMolecule(reaction_, {reaction_.reactant.bonds, reaction_.transitions});
+    const auto mol = startMolecule(reaction_);
     C_startReaction(mol.get(), nullptr);
     std::map<AtomPair, Constraint> byAtoms; // the last one, after all steps of the bond
     for (const auto &constraint : constraintsOf(mol.get()))
@@ -181,8 +174,8 @@ void Asking::relax() {
         answer_.coordinates = relaxed(answer_.coordinates, answer_.constraints, answer_.frozen);
         answer_.relaxedBy = relaxationName();
     }
-    answer_.strains =
-        strainIn(placed(reaction_, answer_.coordinates), reaction_.reactant, reaction_.product);
+    answer_.strains = strainIn(placedAtoms(reaction_, answer_.coordinates), reaction_.reactant,
+                               reaction_.product);
 }
 
 std::string Asking::relaxationName() const {
@@ -194,11 +187,11 @@ std::string Asking::relaxationName() const {
 std::vector<Position> Asking::relaxed(const std::vector<Position> &from,
                                       const std::vector<Constraint> &constraints,
                                       const std::vector<int> &fixed) const {
-    Relaxation task{placed(reaction_, from), reaction_.coordinates, bondsOfBothSides(reaction_),
-                    constraints, fixed};
+    Relaxation task{placedAtoms(reaction_, from), reaction_.coordinates,
+                    bondsOfBothSides(reaction_), constraints, fixed};
     auto positions = relaxByDistances(task);
     if (options_.relax == Relax::internal) return positions;
-    task.atoms = placed(reaction_, positions);
+    task.atoms = placedAtoms(reaction_, positions);
     if (options_.relax == Relax::uff) return relaxByForceField(task);
     return optimiseWithXtb({reaction_.title, answer_.charge, answer_.unpaired, task.atoms,
                             fixed.empty() ? constraints : std::vector<Constraint>{}, fixed},
@@ -236,7 +229,19 @@ const Match *Answer::matched() const {
 
 Answer answerTo(const Reaction &reaction, const StoredReactions &stored,
                 const AnswerOptions &options) {
-    return Asking(reaction, stored, options).answer();
+    try {
+        return Asking(reaction, stored, options).answer();
+    } catch (const UserError &error) { // of a program or a temporary file: they know no records
+        throw UserError(reaction.reactant.origin + ": " + error.what());
+    }
+}
+
+std::vector<StructureAtom> placedAtoms(const Reaction &reaction,
+                                       const std::vector<Position> &positions) {
+    auto atoms = reaction.reactant.atoms;
+    for (std::size_t i = 0; i < atoms.size(); ++i)
+        atoms[i].position = positions[i];
+    return atoms;
 }
 
 std::string describeMatch(const Answer &answer) {

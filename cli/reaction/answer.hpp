@@ -66,6 +66,10 @@ struct Answer {
 // "low".
 const char *confidenceOf(const Answer &answer);
 
+// The reactant's atoms at these places.
+std::vector<StructureAtom> placedAtoms(const Reaction &reaction,
+                                       const std::vector<Position> &positions);
+
 // Ask in stages, place the reaction centre, relax the rest.
 // Throws UserError if a program that was to relax the structure fails.
 Answer answerTo(const Reaction &reaction, const StoredReactions &stored,

@@ -53,7 +53,7 @@ std::vector<BondChange> changesIn(const Structure &predicted) {
 double distance(const Structure &structure, AtomPair atoms) {
     const auto &p = structure.atoms[static_cast<std::size_t>(atoms.first)].position;
     const auto &q = structure.atoms[static_cast<std::size_t>(atoms.second)].position;
-    return std::hypot(p.x - q.x, p.y - q.y, p.z - q.z);
+    return distanceBetween(p, q);
 }
 
 std::optional<double> constrainedDistance(const Structure &structure, AtomPair atoms) {

@@ -67,10 +67,6 @@ Position pulled(const std::vector<Position> &positions, std::size_t atom,
 
 } // namespace
 
-double distanceBetween(const Position &a, const Position &b) {
-    return std::hypot(a.x - b.x, a.y - b.y, a.z - b.z);
-}
-
 void fitDistances(std::vector<Position> &positions, const WantedDistance &wanted,
                   const SpecialDistances &special, std::span<const int> fixed) {
     const auto pulls = pullsBetween(positions.size(), wanted, special);

@@ -25,8 +25,6 @@ using SpecialDistances = std::map<AtomPair, double>;
 void fitDistances(std::vector<Position> &positions, const WantedDistance &wanted,
                   const SpecialDistances &special, std::span<const int> fixed);
 
-double distanceBetween(const Position &a, const Position &b);
-
 } // namespace saddlefit::cli
 
 #endif

@@ -67,9 +67,10 @@ std::string warningLines(const Reaction &reaction, const Answer &answer) {
 
 void writeConstraintFile(const ReactOptions &options, const Reaction &reaction,
                          const Answer &answer) {
-    const ConstrainedMolecule molecule{reaction.title,     answer.charge,
-                                       answer.unpaired,    placedAtoms(reaction, answer),
-                                       answer.constraints, answer.frozen};
+    const ConstrainedMolecule molecule{
+        reaction.title,     answer.charge,
+        answer.unpaired,    placedAtoms(reaction, answer.coordinates),
+        answer.constraints, answer.frozen};
     OutputFile file(options.constraintPath(reaction));
     file.write(constraintFile(options.constraintProgram, molecule));
     file.commit();
@@ -106,7 +107,7 @@ private:
         delivery.messages = warningLines(reaction, answer);
         if (options_.verbose) delivery.messages += explanation(reaction, answer);
         addPieces(delivery, sdfRecord(reaction, answer),
-                  xyzRecord(xyzTitle(reaction, answer), placedAtoms(reaction, answer)),
+                  xyzRecord(xyzTitle(reaction, answer), placedAtoms(reaction, answer.coordinates)),
                   jsonLine(reaction, answer));
         return delivery;
     }
@@ -145,13 +146,18 @@ void reportInterrupt(const BatchResult &result, std::size_t count, bool resumabl
                  count, resumable ? "; --resume goes on behind them" : "");
 }
 
+void makeFolder(const std::string &path) {
+    std::error_code error;
+    std::filesystem::create_directories(path, error);
+    if (!std::filesystem::is_directory(path)) failWriting(path, error.message());
+}
+
 int react(const ReactOptions &options) {
     const ReactionReader reader(options.files, options.start, options.orders);
     StoredReactions stored(options.database);
     options.requireOtherFiles();
 
-    if (!options.constraintProgram.empty())
-        std::filesystem::create_directories(options.constraintFolder);
+    if (!options.constraintProgram.empty()) makeFolder(options.constraintFolder);
     Outputs outputs(options);
     const std::size_t doneBefore = options.resume ? resumeAfter(outputs.all()) : 0;
     const auto items = itemsOf(options, reader.count(), doneBefore);

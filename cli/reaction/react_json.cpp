@@ -18,10 +18,6 @@ Json fromOne(const std::vector<int> &atoms) {
     return numbers;
 }
 
-double distance(const Position &p, const Position &q) {
-    return std::hypot(p.x - q.x, p.y - q.y, p.z - q.z);
-}
-
 Json atomsOf(const Reaction &reaction, const Answer &answer) {
     Json atoms = Json::array();
     for (std::size_t i = 0; i < answer.coordinates.size(); ++i) {
@@ -43,12 +39,13 @@ Json changesOf(const Reaction &reaction, const Answer &answer) {
     Json changes = Json::array();
     for (const auto &change : reaction.changes) {
         const auto &[a, b] = change.atoms;
-        changes.push_back({{"atoms", fromOne(change.atoms)},
-                           {"before", change.before},
-                           {"after", change.after},
-                           {"role", roleName(roleOf(change))},
-                           {"length", distance(answer.coordinates[static_cast<std::size_t>(a)],
-                                               answer.coordinates[static_cast<std::size_t>(b)])}});
+        changes.push_back(
+            {{"atoms", fromOne(change.atoms)},
+             {"before", change.before},
+             {"after", change.after},
+             {"role", roleName(roleOf(change))},
+             {"length", distanceBetween(answer.coordinates[static_cast<std::size_t>(a)],
+                                        answer.coordinates[static_cast<std::size_t>(b)])}});
     }
     return changes;
 }

@@ -64,17 +64,11 @@ std::string transitionLines(const std::vector<Transition> &transitions) {
     return text;
 }
 
-std::vector<StructureAtom> placedAtoms(const Reaction &reaction, const Answer &answer) {
-    auto atoms = reaction.reactant.atoms;
-    for (std::size_t i = 0; i < atoms.size(); ++i)
-        atoms[i].position = answer.coordinates[i];
-    return atoms;
-}
-
 std::string sdfRecord(const Reaction &reaction, const Answer &answer) {
     const auto &origin = reaction.reactant.origin;
     const bool replaced = answer.outcome == Outcome::partial;
-    return molfile(origin, reaction.title, placedAtoms(reaction, answer), answer.bonds) +
+    return molfile(origin, reaction.title, placedAtoms(reaction, answer.coordinates),
+                   answer.bonds) +
            field(recordField, std::to_string(reaction.number)) +
            field(outcomeField, outcomeWord(answer.outcome)) +
            field("STAGE", answer.stage ? stageName(*answer.stage) : "") +

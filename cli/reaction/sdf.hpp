@@ -40,9 +40,6 @@ inline constexpr const char *constraintsField = "CONSTRAINTS";
 // Throws UserError if the structure does not fit the format.
 std::string sdfRecord(const Reaction &reaction, const Answer &answer);
 
-// The reactant's atoms where the answer has put them.
-std::vector<StructureAtom> placedAtoms(const Reaction &reaction, const Answer &answer);
-
 // The lines of the field TRANSITIONS.
 std::string transitionLines(const std::vector<Transition> &transitions);
 

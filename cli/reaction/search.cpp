@@ -149,6 +149,10 @@ Role roleOf(const BondChange &change) {
     return halfOrders(change.after) < halfOrders(change.before) ? Role::weakens : Role::strengthens;
 }
 
+HostMolecule startMolecule(const Reaction &reaction) {
+    return startMolecule(reaction, {reaction.reactant.bonds, reaction.transitions});
+}
+
 HostMolecule startMolecule(const Reaction &reaction, const Question &question) {
     auto mol = hostMolecule(reaction.reactant.atoms, question.bonds, question.transitions);
     C_setName(mol.get(), reaction.title.c_str());

@@ -70,7 +70,9 @@ private:
     std::string progress_;
 };
 
-// The atoms of a reaction as the library's molecule, where it starts.
+// The atoms of a reaction as the library's molecule, where it starts: with the reactant's bonds and
+// all changes, or with those of a stage.
+HostMolecule startMolecule(const Reaction &reaction);
 HostMolecule startMolecule(const Reaction &reaction, const Question &question);
 
 // How far apart the best matches put the changing bonds: the mean over the bonds of their standard

@@ -4,7 +4,9 @@
 #include "saddlefit/reaction.h"
 
 #include "cli/database/database_file.hpp"
+#include "cli/database/database_writer.hpp"
 #include "cli/errors.hpp"
+#include "cli/files/open_file.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -16,11 +18,6 @@
 namespace saddlefit::cli {
 
 namespace {
-
-struct CloseFile {
-    void operator()(std::FILE *file) const { std::fclose(file); }
-};
-using OpenFile = std::unique_ptr<std::FILE, CloseFile>;
 
 // Hand each stored molecule of a database, named, to `visit`.
 template <class Visit> void forEachStored(const std::string &path, Visit visit) {
@@ -42,22 +39,10 @@ bool isFinite(const Molecule &mol) {
     });
 }
 
-[[noreturn]] void failTemporary() {
-    throw UserError("the folder for temporary files cannot be written; make room there, or set "
-                    "TMPDIR to another");
-}
-
-// A record's block, made by writing it alone into a file of its own: in a file of many the heap
-// would look at every block before it for room.
+// A record's block; nothing for a damaged record, which could not win either.
 std::string blockOf(Molecule &mol, const std::string &name) {
-    const OpenFile file(std::tmpfile());
-    if (!file) failTemporary();
-    const Code code = codeOf(&mol);
-    if (writeDB(file.get(), strdup(name.c_str()), code.data(), &mol) != 1) failTemporary();
-    std::string bytes(static_cast<std::size_t>(std::ftell(file.get())), '\0');
-    std::rewind(file.get());
-    if (std::fread(bytes.data(), 1, bytes.size(), file.get()) != bytes.size()) failTemporary();
-    return bytes;
+    const auto bytes = recordBytes(mol, name);
+    return bytes ? blockHeader(bytes->size()) + *bytes : std::string{};
 }
 
 } // namespace
