@@ -18,7 +18,7 @@ public:
 
     /// Takes over the index of bonds, in its order.
     BondTable(const Molecule &mol, std::pmr::memory_resource &memory)
-        : firsts_(&memory), entries_(&memory) {
+        : firsts_(&memory), entries_(&memory), mutual_(!bondlinkOutlivesAtoms(mol)) {
         const int slots = bondlinkSlots(mol);
         firsts_.reserve(atomsOf(mol).size() + 1);
         entries_.reserve(2 * bondsOf(mol).size());
@@ -62,7 +62,7 @@ private:
 
     std::pmr::vector<std::size_t> firsts_; // by atom, and the end
     std::pmr::vector<Entry> entries_;
-    bool mutual_ = true;
+    bool mutual_; // a bond in a list beyond the atoms may since have been led to one of them
 };
 
 } // namespace saddlefit

@@ -92,21 +92,25 @@ int bondlinkSlots(const Molecule &mol) {
     return std::min(static_cast<int>(blockOf(mol.bondlink)->slots), std::max(mol.atomCount, 0));
 }
 
-void growBondlink(Molecule &mol) {
+bool bondlinkOutlivesAtoms(const Molecule &mol) {
+    return mol.bondlink && static_cast<int>(blockOf(mol.bondlink)->slots) > mol.atomCount;
+}
+
+bool growBondlink(Molecule &mol) {
     BondlinkBlock *block = blockOf(mol.bondlink);
     const auto wanted = static_cast<std::size_t>(std::max(mol.atomCount, 0));
-    if (block->slots >= wanted) return;
+    if (block->slots >= wanted) return true;
     block = resizedBlock(block, wanted);
-    if (!block) return;
+    if (!block) return false;
     mol.bondlink = block->heads;
     std::fill(block->heads + block->slots, block->heads + wanted, nullptr);
     block->slots = wanted;
+    return true;
 }
 
 void linkBond(Molecule &mol, Bond *bond) {
     if (!namesExistingAtoms(mol, *bond)) return;
-    growBondlink(mol);
-    appendToBoth(mol, bond);
+    if (!growBondlink(mol) || !appendToBoth(mol, bond)) freeBondlink(&mol);
 }
 
 void unlinkBond(Molecule &mol, const Bond *bond) {

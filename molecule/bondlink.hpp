@@ -6,10 +6,12 @@
 
 namespace saddlefit {
 
-/// Give every atom of the molecule a list, empty for those that had none. Needs an index.
-void growBondlink(Molecule &mol);
+/// Give every atom of the molecule a list, empty for those that had none. Needs an index. False if
+/// there is no memory.
+bool growBondlink(Molecule &mol);
 
-/// Append a bond to the lists of both its atoms. Needs an index.
+/// Append a bond to the lists of both its atoms. Needs an index, and releases it if there is no
+/// memory: whoever needs it next builds it anew, whereas one that lists a bond at one end lies.
 void linkBond(Molecule &mol, Bond *bond);
 
 /// Take a bond out of every list. Needs an index.

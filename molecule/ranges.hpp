@@ -59,6 +59,9 @@ inline int otherEnd(const Bond &bond, int atom) {
 /// Number of atoms that the index of bonds has a list for; it may lag behind atomCount.
 int bondlinkSlots(const Molecule &mol);
 
+/// Whether the index has lists for atoms that the molecule has not any more.
+bool bondlinkOutlivesAtoms(const Molecule &mol);
+
 /// The head of an atom's list; null for an atom without bonds, without a list or without an index.
 inline BondlinkNode *firstLink(const Molecule &mol, int atom) {
     return atom >= 0 && atom < bondlinkSlots(mol) ? mol.bondlink[atom] : nullptr;

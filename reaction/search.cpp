@@ -13,7 +13,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdio>
-#include <string>
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -144,10 +144,12 @@ void requireTheRest(std::vector<int> &codes) {
         if (code < 0) code = MAP_REQUIRED;
 }
 
-void setName(Molecule &mol, const std::string &name) {
-    char *copy = allocateArray<char>(name.size() + 1);
+/// Left as it was if there is no memory: the match stands, whatever it is called.
+void setName(Molecule &mol, const char *name, std::string_view suffix = "") {
+    const std::string_view stem = name ? name : "";
+    char *copy = allocateArray<char>(stem.size() + suffix.size() + 1);
     if (!copy) return;
-    std::ranges::copy(name, copy);
+    std::ranges::copy(suffix, std::ranges::copy(stem, copy).out);
     std::free(mol.name);
     mol.name = copy;
 }
@@ -331,7 +333,7 @@ void Search::applyExact(Molecule &candidate) {
         atom.y = source.y;
         atom.z = source.z;
     }
-    setName(mol_, std::string(candidate.name ? candidate.name : "") + " (Exact)");
+    setName(mol_, candidate.name, " (Exact)");
     best_ = nullptr;
 }
 
@@ -342,7 +344,7 @@ bool handBack(const Search &search, Candidates &candidates, Molecule &mol, Molec
     OwnedBlock<int> copy(allocateArray<int>(search.bestMap().size()));
     if (!copy) return false;
     std::ranges::copy(search.bestMap(), copy.get());
-    setName(mol, search.best()->name ? search.best()->name : "");
+    setName(mol, search.best()->name);
     *map = copy.release();
     *match = candidates.handOver(search.best());
     return true;
