@@ -3,8 +3,9 @@
 /// under way has happened or has not.
 ///
 /// Half of the kills come at a random moment of a long run of operations. The others go through one
-/// operation after another and kill it before its 1st, 2nd, 3rd, ... system call, which also hits
-/// the moments between two writes, however short they are.
+/// operation after another and kill it before its 1st, 2nd, 3rd, ... write to a file. Nothing but
+/// writing changes the file, so these are all the states that a kill between two system calls can
+/// leave, however short the moment.
 
 #include "saddlefit/database.h"
 #include "saddlefit/host.h"
@@ -15,17 +16,22 @@
 #include <algorithm>
 #include <cinttypes>
 #include <csignal>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <map>
 #include <optional>
 #include <random>
 #include <string>
 #include <string_view>
+#include <sys/prctl.h>
 #include <sys/ptrace.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
@@ -352,10 +358,11 @@ public:
         process_ = fork();
         if (process_ < 0) giveUp("fork");
         if (process_ == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
             close(ends[0]);
             work(ends[1]);
-            for (;;)
-                pause();
+            for (;;) // also tells a tracer that there are no more writes
+                std::raise(SIGSTOP);
         }
         close(ends[1]);
         reports_ = ends[0];
@@ -367,10 +374,11 @@ public:
     /// Wait for a traced process to stop; false if it has ended.
     bool stops() { return waitpid(process_, &status_, 0) == process_ && WIFSTOPPED(status_); }
 
-    /// Let a stopped process run to its system call of that number.
-    void runToSystemCall(int number) {
-        for (int stop = 1; stop < 2 * number; ++stop) // each call stops it before and after
-            if (ptrace(PTRACE_SYSCALL, process_, nullptr, nullptr) != 0 || !stops()) return;
+    /// Let a process that stopped for its tracer run to its write of that number.
+    void runToWrite(int number) {
+        ptrace(PTRACE_SETOPTIONS, process_, nullptr, PTRACE_O_TRACESECCOMP);
+        for (int i = 0; i < number; ++i)
+            if (ptrace(PTRACE_CONT, process_, nullptr, nullptr) != 0 || !stops()) return;
     }
 
     /// Kill it and enter its reports; the number of operations that it completed.
@@ -397,11 +405,20 @@ private:
     int status_ = running;
 };
 
-/// Ask to be traced, and stop before anything else is done.
+/// Ask to be stopped before each write, and stop before anything else is done.
 void stopForTracer() {
     constexpr int refused = 3;
+    sock_filter steps[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_write, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_TRACE),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    };
+    const sock_fprog filter{std::size(steps), steps};
     if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) _exit(refused);
     std::raise(SIGSTOP);
+    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) _exit(refused);
+    if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) != 0) _exit(refused);
 }
 
 constexpr std::uint32_t serialsPerProcess = 100000;
@@ -431,15 +448,15 @@ void prepare(Database &database, Dice &dice) {
     }
 }
 
-/// Kill an operation before each of its system calls in turn, always on the same file.
-void killAtSystemCalls(Database &database, int kills, Dice &dice, Tally &tally) {
+/// Kill an operation before each of its writes in turn, always on the same file.
+void killAtWrites(Database &database, int kills, Dice &dice, Tally &tally) {
     while (tally.kills < kills) {
         prepare(database, dice);
         const std::string file = bytesOf(database.path());
         const Ledger before = database.ledger;
         const Operation operation = chosenOperation(database.path(), serialsPerProcess, dice);
-        bool complete = false;
-        for (int call = 1; !complete && tally.kills < kills; ++call) {
+        bool complete = false; // the first write is the report that it begins
+        for (int write = 2; !complete && tally.kills < kills; ++write) {
             database.fill(file);
             database.ledger = before;
             Victim victim([&](int pipe) {
@@ -447,10 +464,10 @@ void killAtSystemCalls(Database &database, int kills, Dice &dice, Tally &tally) 
                 performAndReport(database.path(), operation, pipe);
             });
             if (!victim.stops()) {
-                std::printf("processes cannot be traced here: no kills at system calls\n");
+                std::printf("processes cannot be traced here: no kills at writes\n");
                 return;
             }
-            victim.runToSystemCall(call);
+            victim.runToWrite(write);
             complete = victim.kill(database.ledger, tally) > 0;
             check(database.path(), database.ledger, tally);
         }
@@ -477,10 +494,10 @@ int main(int argc, char **argv) {
     close(file);
 
     Database database(path);
-    Tally moments, calls;
+    Tally moments, writes;
     killAtRandomMoments(database, kills / 2, dice, moments);
-    killAtSystemCalls(database, kills - kills / 2, dice, calls);
+    killAtWrites(database, kills - kills / 2, dice, writes);
     moments.print("at random moments");
-    calls.print("at system calls");
-    return moments.good() && calls.good() ? 0 : 1;
+    writes.print("at writes");
+    return moments.good() && writes.good() ? 0 : 1;
 }
