@@ -129,24 +129,25 @@ TEST_F(Faults, PathsThatAreNoDatabaseHoldNothingAndTakeNothing) {
     ASSERT_TRUE(std::filesystem::create_directory(folder));
     const struct {
         const char *label;
-        std::string path, lines;
+        std::string path;
+        bool opensForWriting;
     } rows[] = {
-        {"a folder", folder, ""},
-        {"missing", folder + "/missing", ""},
-        {"in no folder", "/nowhere/at/all", ""},
-        {"no name", "", ""},
-        {"cannot be read", "/proc/self/mem",
-         "Error: (database/fmem,57) failed to free file block\n"},
+        {"a folder", folder, false},
+        {"missing", folder + "/missing", false},
+        {"in no folder", "/nowhere/at/all", false},
+        {"no name", "", false},
+        {"cannot be read", "/proc/self/mem", true},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.label);
         const char *path = row.path.c_str();
-        EXPECT_EQ(printed([&] {
-                      EXPECT_EQ(list(path) + filter(path) + search(path) + insert(path, "x"), 0);
-                      EXPECT_EQ(removeDB(path, 0) + removeDB(path, 1), 0);
-                      EXPECT_EQ(start(path), 1);
-                  }),
-                  row.lines);
+        const std::string lines = printed([&] {
+            EXPECT_EQ(list(path) + filter(path) + search(path) + insert(path, "x"), 0);
+            EXPECT_EQ(removeDB(path, 0) + removeDB(path, 1), 0);
+            EXPECT_EQ(start(path), 1);
+        });
+        EXPECT_EQ(lines.starts_with("Error: (database/fmem,"), row.opensForWriting) << lines;
+        EXPECT_EQ(lines.empty(), !row.opensForWriting) << lines;
     }
     EXPECT_FALSE(fileExists((folder + "/missing").c_str())) << "no operation makes a file";
     EXPECT_TRUE(std::filesystem::remove(folder));
