@@ -182,7 +182,9 @@ int Ffree(uint32_t handle, FILE *stream) {
     if (header.status != blockInUse) return fail(Step::freeCheckStatus, freeFailure);
     header.status = blockFree;
     if (!seekTo(offset, stream)) return fail(Step::freeSeekBack, freeFailure);
-    if (!WriteHeader(&header, stream)) return fail(Step::freeWriteHeader, freeFailure);
+    // Flushed, for a stream takes a header long before the disk refuses it.
+    if (!WriteHeader(&header, stream) || std::fflush(stream) != 0)
+        return fail(Step::freeWriteHeader, freeFailure);
     return 1;
 }
 

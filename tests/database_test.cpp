@@ -1,4 +1,5 @@
 #include "saddlefit/database.h"
+#include "saddlefit/host.h"
 
 #include "database/stream.hpp"
 #include "tests/molecules.hpp"
@@ -333,12 +334,21 @@ TEST(Records, BeyondTheirFieldsAreRefusedUntouched) {
         {"element", false, [](Draft &d) { d.atom.element = 65536; }},
         {"overflow", false, [](Draft &d) { d.atom.y = -3.5e38; }},
         {"NaN", false, [](Draft &d) { d.atom.z = NAN; }},
+        {"infinity", false, [](Draft &d) { d.atom.x = INFINITY; }},
+        {"greatest float", true, [](Draft &d) { d.atom.x = 3.4028234e38; }},
+        {"element -1", false, [](Draft &d) { d.atom.element = -1; }},
         {"bond atom", false, [](Draft &d) { d.bond.atom1 = 65535; }},
         {"bond atom -1", false, [](Draft &d) { d.bond.atom2 = -1; }},
         {"bond type", false, [](Draft &d) { d.bond.type = -5; }},
         {"far atom", true, [](Draft &d) { d.step.breakA = 65534; }},
         {"transition atom", false, [](Draft &d) { d.step.formA = 65535; }},
-        {"atoms", false, [](Draft &d) { d.mol->atomCount = -1; }},
+        {"atoms", false, [](Draft &d) { C_setAtom(d.mol.get(), 65535, 6, 0, nullptr, 0, 0, 0); }},
+        {"most atoms", true,
+         [](Draft &d) { C_setAtom(d.mol.get(), 65534, 6, 0, nullptr, 0, 0, 0); }},
+        {"bonds", false, [](Draft &d) { C_setBond(d.mol.get(), 65535, 0, 1, 1); }},
+        {"most bonds", true, [](Draft &d) { C_setBond(d.mol.get(), 65534, 0, 1, 1); }},
+        {"transitions", false, [](Draft &d) { C_setTransition(d.mol.get(), 65535, 0, 1, 0, 1); }},
+        {"-1 atoms", false, [](Draft &d) { d.mol->atomCount = -1; }},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.label);

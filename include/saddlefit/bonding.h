@@ -103,6 +103,9 @@ SADDLEFIT_API int bondTypeGuess(Molecule *mol, Bond *bond, int mode);
  * the bond is removed. So is the direct bond between two atoms, one of them heavier than neon,
  * that share an oxygen. At last double bonds that carbon or oxygen cannot have become single.
  *
+ * Places that coincide or are not numbers hinder nothing: what is not seen to be a ring's angle is
+ * none. Time grows with the square of the bonds of one atom: 0.1 s for 1000, 1 s for 3000.
+ *
  * Marks other than -1, -2, -3 and -5 become their positive value. Positions of bonds change as
  * bonds are removed; the others keep their order and their address.
  *

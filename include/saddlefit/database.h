@@ -30,7 +30,8 @@
  * A block is named by its handle, the offset of its data area: 5 or more, and 0 for no block. It
  * keeps its size for good, so a record may be shorter than its block; what follows the record there
  * means nothing. Blocks are never merged and a file never shrinks. Offsets are signed 32-bit: a
- * block size that leads beyond them ends a walk as the end of the file does.
+ * block size that leads beyond them ends a walk as the end of the file does. A walk takes time by
+ * the block: 2 GiB of empty ones, or a device without an end, are 400 million, and take seconds.
  *
  * A record's position is its ordinal among the blocks in use, from 0. A record stored in the place
  * of a removed one takes that place in the order.
@@ -68,7 +69,8 @@ SADDLEFIT_API extern const int32_t transition_size; /**< 8, per transition */
 /**
  * Read the next record that passes the filters.
  *
- * Coordinates come back as single precision left them. A transition that names an atom which the
+ * Coordinates come back as single precision left them, and as the file has them: a hostile one may
+ * hold infinities and numbers that are none. A transition that names an atom which the
  * molecule has not names none (-1); bonds are handed on as stored. Lists end at their stored count.
  * A file cut off in a record, or counts beyond it, give no failure: missing integers read as 65535,
  * missing coordinates as NaN, missing characters of the name as NUL. Blocks of any status but 0
@@ -117,7 +119,9 @@ SADDLEFIT_API int insertDB(const char *path, char *name, const int32_t *codes, M
  * Store a record in the first free block that is large enough, else behind the last block.
  *
  * Stored are the atoms' element and coordinates (rounded to single precision), the bonds' atoms and
- * type, and the transitions; of a transition, any atom below 0 is stored as none. Refused with 0,
+ * type, and the transitions; of a transition, any atom below 0 is stored as none. A bond may name
+ * an atom that the molecule has not. Far from the origin rounding is coarse, 0.06 angstrom at 1e6:
+ * store structures near it. Refused with 0,
  * before the file is touched, is what the fields cannot hold:
  *
  *     name                  more than 65535 bytes with its NUL
@@ -327,7 +331,8 @@ SADDLEFIT_API void swapDoubleToChar(double value, unsigned char *destination);
 /**
  * Measure a file.
  *
- * @param path  File.
+ * @param path  File. A directory opens on some systems, and is then as long as its end is said to
+ *              be, often 2147483647.
  * @return      Length in bytes, 2147483647 for any longer one; 0 if it cannot be opened.
  */
 SADDLEFIT_API int32_t fileSize(const char *path);
@@ -354,8 +359,10 @@ SADDLEFIT_API int32_t removeFile(const char *path);
  * @param source       File to read.
  * @param destination  File to write, emptied first. If it is the source itself, under any name,
  *                     nothing is done.
- * @return             0, also if either file cannot be opened: look at the destination to tell. -1
- *                     if writing or closing the destination fails.
+ * @return             0, also if either file cannot be opened, or if the source cannot be read to
+ *                     its end (a directory, a failing disk), which leaves a short or empty copy:
+ *                     look at the destination to tell. -1 if writing or closing the destination
+ *                     fails; it then holds what fitted.
  */
 SADDLEFIT_API int32_t copyFile(const char *source, const char *destination);
 
@@ -364,7 +371,9 @@ SADDLEFIT_API int32_t copyFile(const char *source, const char *destination);
  *
  * @param oldPath  File; if there is none, nothing is done.
  * @param newPath  New name. If it is the old one, or another spelling of it, nothing is done.
- * @return         0 if nothing had to be done or the file was renamed; -1 if renaming failed.
+ * @return         0 if nothing had to be done or the file was renamed; -1 if renaming failed. A
+ *                 file of the new name is then gone (unless it could not be removed either), as
+ *                 when both names are on different file systems.
  */
 SADDLEFIT_API int32_t renameFile(const char *oldPath, const char *newPath);
 

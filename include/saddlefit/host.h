@@ -21,6 +21,10 @@
  * it; it is valid until the molecule changes or is freed. Output pointers that are NULL are passed
  * over.
  *
+ * Numbers are taken as they are: elements that are none, coordinates that are not finite, bonds and
+ * transitions that name atoms which the molecule has not. The functions of the other headers say
+ * what becomes of them; none of them leaves the arrays.
+ *
  * The process runs one reaction at a time: see saddlefit/reaction.h. Only C_startReaction()
  * prints, progress lines on standard output.
  */

@@ -90,14 +90,17 @@ SADDLEFIT_API int calcChirality(const Atom *centre, const Atom *a, const Atom *b
  * @return           1 (R) if, seen from the side opposite the lowest-ranked neighbour, the others
  *                   run clockwise from the highest rank down; 2 (S) if they run the other way;
  *                   0 if the atom has not exactly four bonds, if two neighbours rank equal (see
- *                   cmpAtoms()), if all lie in a plane, or if there is no such atom; -10 if there
- *                   is no memory for the index.
+ *                   cmpAtoms()), if all lie in a plane or one of them at no number, or if there is
+ *                   no such atom; -10 if there is no memory for the index.
  */
 SADDLEFIT_API int getRS(Molecule *mol, int atomIndex);
 
 /**
  * Store the stereo code of every atom in its `rs`, whatever getRS() answers, and set
  * MOL_RS_VALID in the molecule's `flags`. The codes do not follow later changes.
+ *
+ * Around each atom with four bonds the walk goes on until its neighbours are told apart. Where that
+ * is far for many atoms, as in a long alkane, time grows with at least the square of their number.
  *
  * @param mol  Molecule; its index of bonds is built if it has none.
  * @return     1.

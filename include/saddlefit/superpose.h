@@ -23,8 +23,13 @@
  * The misfit of n pairs is sqrt(sum of squared distances) / n. This is not the root mean square:
  * two pairs left 1 apart have a misfit of 0.707.
  *
- * No function here reports an error. The minimiser works with the process-wide storage of
- * linesearch.h: one superposition at a time.
+ * No function here reports an error. Points in one place, in a row or in a plane are aligned as
+ * others are; where several motions fit equally well, one of them is found. Pairs at coordinates
+ * that are not finite, or so large that their squares are not, have a misfit that is infinite or
+ * not a number, and all atoms that are moved with them may end at no number; the iteration ends all
+ * the same.
+ *
+ * The minimiser works with the process-wide storage of linesearch.h: one superposition at a time.
  */
 #ifndef SADDLEFIT_SUPERPOSE_H
 #define SADDLEFIT_SUPERPOSE_H
