@@ -61,6 +61,16 @@ bool pairNeighbours(const PartialMapping &mapping, int centre, int partner,
     return pairs.far[paired] != nullptr;
 }
 
+/// Whether every entry with a partner is that partner's partner.
+bool answersTo(std::span<const int> map, std::span<const int> inverse) {
+    for (std::size_t i = 0; i < map.size(); ++i) {
+        if (!hasPartner(map[i])) continue;
+        const auto partner = static_cast<std::size_t>(map[i]);
+        if (partner >= inverse.size() || inverse[partner] != static_cast<int>(i)) return false;
+    }
+    return true;
+}
+
 } // namespace
 
 int CodeTally::lowest() const {
@@ -84,12 +94,31 @@ PartialMapping::PartialMapping(const Molecule &A, const Molecule &B, std::span<i
       inverseCodes_(inverse),
       openNeighbours_(map.size(), &memory),
       boundary_(map.size(), memory),
-      regular_(codes_.unknown() == 0 && patternBonds.mutual() && targetBonds.mutual()) {
+      regular_(codes_.unknown() == 0 && patternBonds.simple() && targetBonds.simple() &&
+               answersTo(map, inverse) && answersTo(inverse, map)),
+      strict_(regular_ && codes_.relaxed() == 0),
+      oneNeighbour_(regular_ ? 1 : 0),
+      keys_(map.size(), &memory),
+      siteKeys_(inverse.size(), &memory) {
     for (int atom = 0; atom < pattern.atomCount; ++atom) {
         for (const auto &bond : patternBonds.of(atom))
             openNeighboursOf(atom) += isOpen(partnerOf(bond.atom)) ? 1 : 0;
         if (hasPartner(partnerOf(atom))) boundary_.include(atom);
     }
+    if (regular_) makeKeys();
+}
+
+void PartialMapping::makeKeys() {
+    if (strict_) {
+        const auto element = [](const Atom &atom) {
+            return Key{static_cast<std::uint32_t>(atom.element)} << 32;
+        };
+        std::ranges::transform(atomsOf(pattern), keys_.begin(), element);
+        std::ranges::transform(atomsOf(target), siteKeys_.begin(), element);
+    }
+    if (codes_.negative() == static_cast<int>(map.size())) return;
+    for (int atom = 0; atom < pattern.atomCount; ++atom)
+        if (hasPartner(partnerOf(atom))) countWithNeighbours(atom, partnerOf(atom), oneNeighbour_);
 }
 
 bool neighboursKeepHandedness(const PartialMapping &mapping, int atom, int partner) {
