@@ -22,7 +22,7 @@ public:
     /// The bonds of an atom; none for one that the molecule has not.
     std::span<const Entry> of(int atom) const {
         const auto slot = static_cast<std::size_t>(atom);
-        if (atom < 0 || slot + 1 >= firsts_.size()) return {};
+        if (slot >= firsts_.size() - 1) return {}; // negative ones are beyond it as well
         return {entries_.data() + firsts_[slot], entries_.data() + firsts_[slot + 1]};
     }
 
@@ -52,7 +52,7 @@ private:
     /// after it will begin.
     std::size_t &nextPlace(int atom) { return firsts_[static_cast<std::size_t>(atom) + 1]; }
 
-    std::pmr::vector<std::size_t> firsts_; // by atom, and the end
+    std::pmr::vector<std::size_t> firsts_; // by atom, and the end: never empty
     std::pmr::vector<Entry> entries_;
     bool simple_ = true;
 };

@@ -37,10 +37,7 @@ inline bool isOpen(int value) {
 /// How many entries of a map hold which negative value.
 class CodeTally {
 public:
-    explicit CodeTally(std::span<const int> map) : map_(map) {
-        for (const int value : map)
-            add(value);
-    }
+    explicit CodeTally(std::span<const int> map);
     void add(int value) { count(value, 1); }
     void remove(int value) { count(value, -1); }
 
@@ -122,31 +119,31 @@ public:
         inverseCodes_.remove(patternAtomOn(partner));
         partnerOf(atom) = partner;
         patternAtomOn(partner) = atom;
-        closeToNeighbours(atom);
+        closeToNeighbours(atom, oneNeighbour_);
+        countWithSites(partner, oneNeighbour_);
         if (mayHaveOpenNeighbours(atom)) boundary_.include(atom);
-        countWithNeighbours(atom, partner, oneNeighbour_);
     }
     void takeBack(int atom, int code, int partnerCode) {
         const int partner = partnerOf(atom);
-        countWithNeighbours(atom, partner, -oneNeighbour_);
         patternAtomOn(partner) = partnerCode;
         inverseCodes_.add(partnerCode);
         partnerOf(atom) = code;
         codes_.add(code);
         boundary_.exclude(atom);
-        openToNeighbours(atom);
+        openToNeighbours(atom, oneNeighbour_);
+        countWithSites(partner, -oneNeighbour_);
     }
     void leaveOut(int atom) {
         codes_.remove(partnerOf(atom));
         partnerOf(atom) = MAP_SKIP;
         codes_.add(MAP_SKIP);
-        closeToNeighbours(atom);
+        closeToNeighbours(atom, 0);
     }
     void reopen(int atom, int code) {
         codes_.remove(MAP_SKIP);
         partnerOf(atom) = code;
         codes_.add(code);
-        openToNeighbours(atom);
+        openToNeighbours(atom, 0);
     }
 
     const CodeTally &codes() const { return codes_; }
@@ -159,52 +156,56 @@ public:
     /// to.
     bool regular() const { return regular_; }
 
+    /// Whether, besides, all codes insist on the same element and type of bond.
+    bool strict() const { return strict_; }
+
     /// What atoms have to agree in to be partners, as one number: how many neighbours have a
-    /// partner, and the element unless some code does not insist on it. All alike unless regular.
-    Key keyOf(int atom) const { return keys_[static_cast<std::size_t>(atom)]; }
+    /// partner, and the element if strict. All alike unless regular.
+    Key keyOf(int atom) const { return around_[static_cast<std::size_t>(atom)].key; }
     Key siteKeyOf(int atom) const { return siteKeys_[static_cast<std::size_t>(atom)]; }
-    bool keysTellElements() const { return strict_; }
     static bool hasOneNeighbour(Key key) { return static_cast<std::uint32_t>(key) == 1; }
 
     /// Atoms with a partner; among them all that have an open neighbour.
     const AtomSet &boundary() const { return boundary_; }
 
 private:
-    int &openNeighboursOf(int atom) { return openNeighbours_[static_cast<std::size_t>(atom)]; }
+    struct Neighbourhood {
+        Key key;
+        int open; ///< how many neighbours may still get a partner
+    };
+    Neighbourhood &around(int atom) { return around_[static_cast<std::size_t>(atom)]; }
 
     /// Where neighbours cannot be counted from their own side, any atom may have some.
-    bool mayHaveOpenNeighbours(int atom) {
-        return openNeighboursOf(atom) > 0 || !patternBonds.simple();
-    }
-    void closeToNeighbours(int atom) {
+    bool mayHaveOpenNeighbours(int atom) { return around(atom).open > 0 || !patternBonds.simple(); }
+
+    void closeToNeighbours(int atom, Key mapped) {
         for (const auto &bond : patternBonds.of(atom)) {
-            --openNeighboursOf(bond.atom);
+            --around(bond.atom).open;
+            around(bond.atom).key += mapped;
             if (!mayHaveOpenNeighbours(bond.atom)) boundary_.exclude(bond.atom);
         }
     }
-    void openToNeighbours(int atom) {
+    void openToNeighbours(int atom, Key mapped) {
         for (const auto &bond : patternBonds.of(atom)) {
-            ++openNeighboursOf(bond.atom);
+            ++around(bond.atom).open;
+            around(bond.atom).key -= mapped;
             if (hasPartner(partnerOf(bond.atom))) boundary_.include(bond.atom);
         }
     }
-
-    void countWithNeighbours(int atom, int partner, Key change) {
-        for (const auto &bond : patternBonds.of(atom))
-            keys_[static_cast<std::size_t>(bond.atom)] += change;
+    void countWithSites(int partner, Key mapped) {
         for (const auto &bond : targetBonds.of(partner))
-            siteKeys_[static_cast<std::size_t>(bond.atom)] += change;
+            siteKeys_[static_cast<std::size_t>(bond.atom)] += mapped;
     }
-    void makeKeys();
+    void lookAround(int atom);
+    void startKeys();
 
     CodeTally codes_;
     CodeTally inverseCodes_;
-    std::pmr::vector<int> openNeighbours_; // by atom of the pattern
     AtomSet boundary_;
     bool regular_;
-    bool strict_;      // regular, and was without relaxed codes
-    Key oneNeighbour_; // 0 unless regular
-    std::pmr::vector<Key> keys_;
+    bool strict_;
+    Key oneNeighbour_;                       // 0 unless regular
+    std::pmr::vector<Neighbourhood> around_; // by atom of the pattern
     std::pmr::vector<Key> siteKeys_;
 };
 
@@ -264,8 +265,7 @@ inline bool fits(const PartialMapping &mapping, const OpenAtom &atom, int partne
 inline bool fitsBeside(const PartialMapping &mapping, const OpenAtom &atom, int type,
                        const BondTable::Entry &partner) {
     if (atom.key != mapping.siteKeyOf(partner.atom)) return false;
-    if (mapping.keysTellElements() && PartialMapping::hasOneNeighbour(atom.key))
-        return type == partner.type;
+    if (mapping.strict() && PartialMapping::hasOneNeighbour(atom.key)) return type == partner.type;
     return fits(mapping, atom, partner.atom);
 }
 
