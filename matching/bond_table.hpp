@@ -3,8 +3,8 @@
 
 #include "molecule/ranges.hpp"
 
-#include <algorithm>
 #include <memory_resource>
+#include <span>
 #include <vector>
 
 namespace saddlefit {
@@ -17,22 +17,12 @@ public:
     };
 
     /// Takes over the index of bonds, in its order.
-    BondTable(const Molecule &mol, std::pmr::memory_resource &memory)
-        : firsts_(&memory), entries_(&memory), mutual_(!bondlinkOutlivesAtoms(mol)) {
-        const int slots = bondlinkSlots(mol);
-        firsts_.reserve(atomsOf(mol).size() + 1);
-        entries_.reserve(2 * bondsOf(mol).size());
-        firsts_.push_back(0);
-        for (int atom = 0; atom < mol.atomCount; ++atom) {
-            if (atom < slots) takeOver(mol, atom);
-            firsts_.push_back(entries_.size());
-        }
-    }
+    BondTable(const Molecule &mol, std::pmr::memory_resource &memory);
 
     /// The bonds of an atom; none for one that the molecule has not.
     std::span<const Entry> of(int atom) const {
         const auto slot = static_cast<std::size_t>(atom);
-        if (atom < 0 || slot + 1 >= firsts_.size()) return {};
+        if (slot >= firsts_.size() - 1) return {}; // negative ones are beyond it as well
         return {entries_.data() + firsts_[slot], entries_.data() + firsts_[slot + 1]};
     }
 
@@ -43,26 +33,28 @@ public:
         return nullptr;
     }
 
-    /// Whether each bond stands in the lists of both its atoms. One that was changed since it was
-    /// listed need not, and one that joined an atom to itself stands twice in the same list.
-    bool mutual() const { return mutual_; }
+    /// Whether each bond stands once in the lists of both its atoms, and no two join the same
+    /// atoms. One that was changed since it was listed need not stand in both, and one that joined
+    /// an atom to itself stands twice in the same list.
+    bool simple() const { return simple_; }
 
 private:
-    void takeOver(const Molecule &mol, int atom) {
-        const Bond *previous = nullptr;
-        for (const BondlinkNode *node = mol.bondlink[atom]; node; node = node->next) {
-            const Bond &bond = *node->bond;
-            const int neighbour = otherEnd(bond, atom);
-            if (!hasAtom(mol, neighbour)) continue;
-            entries_.push_back({neighbour, bond.type});
-            mutual_ = mutual_ && joins(bond, atom, neighbour) && &bond != previous;
-            previous = &bond;
-        }
-    }
+    struct Progress;
 
-    std::pmr::vector<std::size_t> firsts_; // by atom, and the end
+    bool takeOverInStep(const Molecule &mol);
+    bool layOut(const Molecule &mol);
+    bool follow(const Bond &bond, int atom, int neighbour, Progress &list);
+    void takeOverListByList(const Molecule &mol);
+    void takeOver(const Molecule &mol, int atom);
+    bool hasParallelBonds() const;
+
+    /// Until all is taken over, the place of an atom's next entry is where the entries of the atom
+    /// after it will begin.
+    std::size_t &nextPlace(int atom) { return firsts_[static_cast<std::size_t>(atom) + 1]; }
+
+    std::pmr::vector<std::size_t> firsts_; // by atom, and the end: never empty
     std::pmr::vector<Entry> entries_;
-    bool mutual_; // a bond in a list beyond the atoms may since have been led to one of them
+    bool simple_ = true;
 };
 
 } // namespace saddlefit

@@ -77,12 +77,12 @@ private:
 /// Candidates of an atom next to a mapped one: the neighbours of that one's partner with the code
 /// that is on offer. Once the target has no code left, the offered 0 is the mark of atom 0's
 /// partner, which may then serve a second atom.
-void listNextTo(const PartialMapping &mapping, int anchor, const OpenAtom &atom, int offeredCode,
-                const FewestCandidates &fewest, ScratchList &list) {
+void listNextTo(const PartialMapping &mapping, int anchor, const OpenAtom &atom, int type,
+                int offeredCode, const FewestCandidates &fewest, ScratchList &list) {
     for (const auto &beside : mapping.targetBonds.of(anchor)) {
         if (list.full() || fewest.beats(list.size())) return;
         if (mapping.patternAtomOn(beside.atom) != offeredCode) continue;
-        if (canMapAtom(mapping, atom, beside.atom)) list.add(beside.atom);
+        if (canMapAtom(mapping, atom, type, beside)) list.add(beside.atom);
     }
 }
 
@@ -92,11 +92,11 @@ void listNextTo(const PartialMapping &mapping, int anchor, const OpenAtom &atom,
 /// if no free atom there fits it now, none will. An atom that is taken is offered again only once
 /// all are, which so few open atoms cannot bring about. And without it no mapping reaches the
 /// least depth, for until it is placed, none but required atoms are.
-bool neverFits(const PartialMapping &mapping, int anchor, const OpenAtom &atom) {
+bool neverFits(const PartialMapping &mapping, int anchor, const OpenAtom &atom, int type) {
     if (!mapping.regular() || mapping.openAtoms() > mapping.freeSites()) return false;
     for (const auto &beside : mapping.targetBonds.of(anchor)) {
         if (hasPartner(mapping.patternAtomOn(beside.atom))) continue;
-        if (fits(mapping, atom, beside.atom)) return false;
+        if (fitsBeside(mapping, atom, type, beside)) return false;
     }
     return true;
 }
@@ -117,10 +117,11 @@ Bonded offerBonded(const PartialMapping &mapping, int code, std::span<int> room,
             bonded = Bonded::some;
             const OpenAtom open(mapping, next.atom);
             ScratchList list(room);
-            listNextTo(mapping, partner, open, offeredCode, fewest, list);
+            listNextTo(mapping, partner, open, next.type, offeredCode, fewest, list);
             fewest.offer(next.atom, list);
             if (fewest.unbeatable()) return bonded;
-            if (list.size() == 0 && isRequired(code) && neverFits(mapping, partner, open))
+            if (list.size() == 0 && isRequired(code) &&
+                neverFits(mapping, partner, open, next.type))
                 return Bonded::hopeless;
         }
     }

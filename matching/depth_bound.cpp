@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <utility>
 
 namespace saddlefit {
 namespace {
@@ -27,48 +26,20 @@ std::uint64_t scattered(int first, int second) {
 constexpr int elementMark = -1;
 constexpr int groupMark = -2;
 
-bool hasParallelBonds(const BondTable &bonds, int atoms) {
-    std::vector<int> lastFrom(static_cast<std::size_t>(std::max(atoms, 0)), -1);
-    for (int atom = 0; atom < atoms; ++atom)
-        for (const auto &bond : bonds.of(atom))
-            if (std::exchange(lastFrom[static_cast<std::size_t>(bond.atom)], atom) == atom)
-                return true;
-    return false;
-}
-
-/// Whether every entry with a partner is that partner's partner.
-bool answersTo(std::span<const int> map, std::span<const int> inverse) {
-    for (std::size_t i = 0; i < map.size(); ++i) {
-        if (!hasPartner(map[i])) continue;
-        const auto partner = static_cast<std::size_t>(map[i]);
-        if (partner >= inverse.size() || inverse[partner] != static_cast<int>(i)) return false;
-    }
-    return true;
-}
-
 } // namespace
 
 DepthBound::DepthBound(const PartialMapping &mapping)
     : mapping_(mapping),
       pattern_{atomsOf(mapping.pattern), mapping.patternBonds, mapping.map, MAP_SKIP - 1, true},
       target_{atomsOf(mapping.target), mapping.targetBonds, mapping.inverse, MAP_SKIP, false},
-      counters_(std::bit_ceil(countersPerAtom * (mapping.map.size() + mapping.inverse.size() + 1))),
-      foreseeable_(foreseeable()) {}
-
-/// What the bound takes for granted: each bond once in the lists of both its atoms, known codes,
-/// and maps that are each other's inverse.
-bool DepthBound::foreseeable() const {
-    return mapping_.regular() && answersTo(mapping_.map, mapping_.inverse) &&
-           answersTo(mapping_.inverse, mapping_.map) &&
-           !hasParallelBonds(mapping_.patternBonds, mapping_.pattern.atomCount) &&
-           !hasParallelBonds(mapping_.targetBonds, mapping_.target.atomCount);
-}
+      counters_(
+          std::bit_ceil(countersPerAtom * (mapping.map.size() + mapping.inverse.size() + 1))) {}
 
 /// Each pair takes up a free atom of the target. Only once none is left is one offered again, and
 /// can make one pair more.
 int DepthBound::operator()(int depth) {
     const int open = mapping_.openAtoms();
-    if (!foreseeable_ || open == 0) return depth + open;
+    if (!mapping_.regular() || open == 0) return depth + open;
     std::fill(counters_.begin(), counters_.end(), Counter{});
     pairs_ = 0;
     if (depth == 0 || startsAgain())

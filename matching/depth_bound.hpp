@@ -52,7 +52,6 @@ private:
         int atom;
     };
 
-    bool foreseeable() const;
     bool startsAgain();
     bool offersTwice() const;
     void countAnywhere();
@@ -75,7 +74,6 @@ private:
     int pairs_ = 0;   // of the counted atoms
     Label group_ = 0; // of the walk that is on
     std::vector<Visit> visits_;
-    bool foreseeable_;
 };
 
 } // namespace saddlefit

@@ -2,6 +2,7 @@
 
 #include "matching/candidates.hpp"
 #include "matching/depth_bound.hpp"
+#include "matching/walk_counts.hpp"
 #include "molecule/interrupt.hpp"
 #include "molecule/memory.hpp"
 #include "molecule/ranges.hpp"
@@ -96,7 +97,12 @@ public:
           target_(demand.target),
           levels_(&memory),
           candidates_(&memory),
-          entriesToPass_(entriesPerAtom * demand.target) {
+          entriesToPass_(entriesPerAtom * demand.target),
+          countsWalks_(mapping.strict() && demand.fixed == 0 &&
+                       mapping.freeSites() == mapping.target.atomCount &&
+                       mapping.openAtoms() <= mapping.freeSites()),
+          allRequired_(countsWalks_ && mapping.codes().required() == mapping.pattern.atomCount),
+          retreatsToWalks_(fewRetreats + (demand.target + mapping.freeSites()) / atomsPerRetreat) {
         levels_.reserve(static_cast<std::size_t>(demand.target - demand.fixed));
         candidates_.reserve(mapping.map.size() + mapping.inverse.size());
     }
@@ -121,6 +127,12 @@ private:
     static constexpr int entriesPerAtom = 6;
     static constexpr std::int64_t mostPassedOver = 63;
 
+    /// Likewise walks are counted once the search has come back so often, and more often the more
+    /// atoms there are to count at; longer ones after some times as many.
+    static constexpr int fewRetreats = 12;
+    static constexpr int atomsPerRetreat = 4;
+    static constexpr std::int64_t retreatsGrowth = 3;
+
     /// Steps after which the host is asked whether to go on.
     static constexpr unsigned stepsPerQuestion = 1024;
 
@@ -140,6 +152,8 @@ private:
     bool record(int depth);
 
     bool cannotRecord(int depth);
+    bool rulesOut(const Level &level, int partner) const;
+    void countWalks();
     void reopen(const Level &level);
     void leave();
 
@@ -153,6 +167,10 @@ private:
     std::optional<DepthBound> bound_;
     std::int64_t entriesToPass_;  // before the bound is asked again
     std::int64_t passedOver_ = 0; // between the last two times
+    std::optional<WalkCounts> walks_;
+    bool countsWalks_; // where no mapping is recorded that leaves out a required atom
+    bool allRequired_; // likewise, and there are no others
+    std::int64_t retreats_ = 0, retreatsToWalks_;
 };
 
 /// Choose the atom to place next; a branch without one is complete.
@@ -185,6 +203,7 @@ bool MappingSearch::advance() {
     reopen(level);
     if (level.next < level.last) {
         const int partner = candidates_[level.next++];
+        if (rulesOut(level, partner)) return true;
         level.partnerCode = mapping_.patternAtomOn(partner);
         mapping_.place(level.atom, partner);
         return enter(level.depth + 1);
@@ -194,8 +213,34 @@ bool MappingSearch::advance() {
         mapping_.leaveOut(level.atom);
         return enter(level.depth);
     }
+    const bool required = isRequired(level.code);
     leave();
+    if (required && countsWalks_ && ++retreats_ == retreatsToWalks_) countWalks();
     return true;
+}
+
+/// Whether a pair keeps some required atom from ever getting a partner.
+bool MappingSearch::rulesOut(const Level &level, int partner) const {
+    if (walks_) return isRequired(level.code) && !walks_->allow(level.atom, partner);
+    return allRequired_ &&
+           mapping_.patternBonds.of(level.atom).size() > mapping_.targetBonds.of(partner).size();
+}
+
+/// Step back to the first pair that turns out to be ruled out, if there is one.
+void MappingSearch::countWalks() {
+    if (walks_)
+        walks_->lengthen();
+    else
+        walks_.emplace(mapping_);
+    retreatsToWalks_ *= retreatsGrowth;
+    const auto ruledOut = [this](const Level &level) {
+        return rulesOut(level, mapping_.partnerOf(level.atom));
+    };
+    const auto last = std::ranges::find_if(levels_, ruledOut);
+    if (last == levels_.end()) return;
+    const auto kept = static_cast<std::size_t>(last - levels_.begin()) + 1;
+    while (levels_.size() > kept)
+        leave();
 }
 
 bool MappingSearch::record(int depth) {

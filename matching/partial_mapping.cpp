@@ -61,6 +61,16 @@ bool pairNeighbours(const PartialMapping &mapping, int centre, int partner,
     return pairs.far[paired] != nullptr;
 }
 
+/// Whether every entry with a partner is that partner's partner.
+bool answersTo(std::span<const int> map, std::span<const int> inverse) {
+    for (std::size_t i = 0; i < map.size(); ++i) {
+        if (!hasPartner(map[i])) continue;
+        const auto partner = static_cast<std::size_t>(map[i]);
+        if (partner >= inverse.size() || inverse[partner] != static_cast<int>(i)) return false;
+    }
+    return true;
+}
+
 } // namespace
 
 int CodeTally::lowest() const {
@@ -68,6 +78,15 @@ int CodeTally::lowest() const {
     for (int code = MAP_REQUIRED; code < 0; ++code)
         if (of(code) > 0) return code;
     return 0;
+}
+
+/// Mostly many values in a row are the same.
+CodeTally::CodeTally(std::span<const int> map) : map_(map) {
+    for (auto run = map.begin(); run != map.end();) {
+        const auto end = std::find_if(run, map.end(), [=](int value) { return value != *run; });
+        count(*run, static_cast<int>(end - run));
+        run = end;
+    }
 }
 
 PartialMapping::PartialMapping(const Molecule &A, const Molecule &B, std::span<int> codes,
@@ -82,14 +101,41 @@ PartialMapping::PartialMapping(const Molecule &A, const Molecule &B, std::span<i
       inverse(inverseCodes),
       codes_(map),
       inverseCodes_(inverse),
-      openNeighbours_(map.size(), &memory),
       boundary_(map.size(), memory),
-      regular_(codes_.unknown() == 0 && patternBonds.mutual() && targetBonds.mutual()) {
-    for (int atom = 0; atom < pattern.atomCount; ++atom) {
-        for (const auto &bond : patternBonds.of(atom))
-            openNeighboursOf(atom) += isOpen(partnerOf(bond.atom)) ? 1 : 0;
-        if (hasPartner(partnerOf(atom))) boundary_.include(atom);
+      regular_(codes_.unknown() == 0 && patternBonds.simple() && targetBonds.simple() &&
+               answersTo(map, inverse) && answersTo(inverse, map)),
+      strict_(regular_ && codes_.relaxed() == 0),
+      oneNeighbour_(regular_ ? 1 : 0),
+      around_(map.size(), &memory),
+      siteKeys_(inverse.size(), &memory) {
+    if (strict_) startKeys();
+    for (int atom = 0; atom < pattern.atomCount; ++atom)
+        lookAround(atom);
+}
+
+void PartialMapping::startKeys() {
+    const auto element = [](const Atom &atom) {
+        return Key{static_cast<std::uint32_t>(atom.element)} << 32;
+    };
+    for (std::size_t atom = 0; atom < around_.size(); ++atom)
+        around_[atom].key = element(pattern.atoms[atom]);
+    for (std::size_t site = 0; site < siteKeys_.size(); ++site)
+        siteKeys_[site] = element(target.atoms[site]);
+}
+
+/// Makes an atom known to its neighbours, and those of its partner.
+void PartialMapping::lookAround(int atom) {
+    const auto bonds = patternBonds.of(atom);
+    int &open = around(atom).open;
+    open = static_cast<int>(bonds.size());
+    if (openAtoms() == pattern.atomCount) return;
+    for (const auto &bond : bonds) {
+        open -= isOpen(partnerOf(bond.atom)) ? 0 : 1;
+        around(atom).key += hasPartner(partnerOf(bond.atom)) ? oneNeighbour_ : 0;
     }
+    if (!hasPartner(partnerOf(atom))) return;
+    boundary_.include(atom);
+    if (regular_) countWithSites(partnerOf(atom), oneNeighbour_);
 }
 
 bool neighboursKeepHandedness(const PartialMapping &mapping, int atom, int partner) {

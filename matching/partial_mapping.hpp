@@ -37,10 +37,7 @@ inline bool isOpen(int value) {
 /// How many entries of a map hold which negative value.
 class CodeTally {
 public:
-    explicit CodeTally(std::span<const int> map) : map_(map) {
-        for (const int value : map)
-            add(value);
-    }
+    explicit CodeTally(std::span<const int> map);
     void add(int value) { count(value, 1); }
     void remove(int value) { count(value, -1); }
 
@@ -101,6 +98,8 @@ private:
 /// The two maps of a search, and what follows from them, kept up to date from step to step.
 class PartialMapping {
 public:
+    using Key = std::uint64_t;
+
     /// Its tables live in `memory`, as do the rest of a search's arrays.
     PartialMapping(const Molecule &A, const Molecule &B, std::span<int> codes,
                    std::span<int> inverseCodes, bool checksChirality,
@@ -120,28 +119,31 @@ public:
         inverseCodes_.remove(patternAtomOn(partner));
         partnerOf(atom) = partner;
         patternAtomOn(partner) = atom;
-        closeToNeighbours(atom);
+        closeToNeighbours(atom, oneNeighbour_);
+        countWithSites(partner, oneNeighbour_);
         if (mayHaveOpenNeighbours(atom)) boundary_.include(atom);
     }
     void takeBack(int atom, int code, int partnerCode) {
-        patternAtomOn(partnerOf(atom)) = partnerCode;
+        const int partner = partnerOf(atom);
+        patternAtomOn(partner) = partnerCode;
         inverseCodes_.add(partnerCode);
         partnerOf(atom) = code;
         codes_.add(code);
         boundary_.exclude(atom);
-        openToNeighbours(atom);
+        openToNeighbours(atom, oneNeighbour_);
+        countWithSites(partner, -oneNeighbour_);
     }
     void leaveOut(int atom) {
         codes_.remove(partnerOf(atom));
         partnerOf(atom) = MAP_SKIP;
         codes_.add(MAP_SKIP);
-        closeToNeighbours(atom);
+        closeToNeighbours(atom, 0);
     }
     void reopen(int atom, int code) {
         codes_.remove(MAP_SKIP);
         partnerOf(atom) = code;
         codes_.add(code);
-        openToNeighbours(atom);
+        openToNeighbours(atom, 0);
     }
 
     const CodeTally &codes() const { return codes_; }
@@ -149,38 +151,62 @@ public:
     int openAtoms() const { return codes_.negative() - codes_.of(MAP_SKIP); }
     int freeSites() const { return inverseCodes_.negative(); }
 
-    /// Whether every bond stands in the lists of both its atoms and every code is a known one.
-    /// Only then can a search foresee what a branch comes to.
+    /// Whether every bond stands once in the lists of both its atoms, every code is a known one
+    /// and the maps were each other's inverse. Only then can a search foresee what a branch comes
+    /// to.
     bool regular() const { return regular_; }
+
+    /// Whether, besides, all codes insist on the same element and type of bond.
+    bool strict() const { return strict_; }
+
+    /// What atoms have to agree in to be partners, as one number: how many neighbours have a
+    /// partner, and the element if strict. All alike unless regular.
+    Key keyOf(int atom) const { return around_[static_cast<std::size_t>(atom)].key; }
+    Key siteKeyOf(int atom) const { return siteKeys_[static_cast<std::size_t>(atom)]; }
+    static bool hasOneNeighbour(Key key) { return static_cast<std::uint32_t>(key) == 1; }
 
     /// Atoms with a partner; among them all that have an open neighbour.
     const AtomSet &boundary() const { return boundary_; }
 
 private:
-    int &openNeighboursOf(int atom) { return openNeighbours_[static_cast<std::size_t>(atom)]; }
+    struct Neighbourhood {
+        Key key;
+        int open; ///< how many neighbours may still get a partner
+    };
+    Neighbourhood &around(int atom) { return around_[static_cast<std::size_t>(atom)]; }
 
     /// Where neighbours cannot be counted from their own side, any atom may have some.
-    bool mayHaveOpenNeighbours(int atom) {
-        return openNeighboursOf(atom) > 0 || !patternBonds.mutual();
-    }
-    void closeToNeighbours(int atom) {
+    bool mayHaveOpenNeighbours(int atom) { return around(atom).open > 0 || !patternBonds.simple(); }
+
+    void closeToNeighbours(int atom, Key mapped) {
         for (const auto &bond : patternBonds.of(atom)) {
-            --openNeighboursOf(bond.atom);
+            --around(bond.atom).open;
+            around(bond.atom).key += mapped;
             if (!mayHaveOpenNeighbours(bond.atom)) boundary_.exclude(bond.atom);
         }
     }
-    void openToNeighbours(int atom) {
+    void openToNeighbours(int atom, Key mapped) {
         for (const auto &bond : patternBonds.of(atom)) {
-            ++openNeighboursOf(bond.atom);
+            ++around(bond.atom).open;
+            around(bond.atom).key -= mapped;
             if (hasPartner(partnerOf(bond.atom))) boundary_.include(bond.atom);
         }
     }
+    void countWithSites(int partner, Key mapped) {
+        for (const auto &bond : targetBonds.of(partner))
+            siteKeys_[static_cast<std::size_t>(bond.atom)] += mapped;
+    }
+    void lookAround(int atom);
+    void startKeys();
 
     CodeTally codes_;
     CodeTally inverseCodes_;
-    std::pmr::vector<int> openNeighbours_; // by atom of the pattern
     AtomSet boundary_;
     bool regular_;
+    bool strict_;
+    Key oneNeighbour_;                       // 0 unless regular
+    std::pmr::vector<Neighbourhood> around_; // by atom of the pattern
+    std::pmr::vector<Key> siteKeys_;
 };
 
 /// Whether the code of an atom of the pattern lets it have a partner of this element.
@@ -215,21 +241,32 @@ struct OpenAtom {
         : atom(position),
           code(mapping.partnerOf(position)),
           element(mapping.pattern.atoms[position].element),
+          key(mapping.keyOf(position)),
           bonds(mapping.patternBonds.of(position)) {}
 
     int atom, code, element;
+    PartialMapping::Key key;
     std::span<const BondTable::Entry> bonds;
 };
 
 /// Whether a partner suits an atom of the pattern by its element, and by its bonds to the mapped
 /// part: those of the one and of the other lead to partners of each other.
 inline bool fits(const PartialMapping &mapping, const OpenAtom &atom, int partner) {
+    if (atom.key != mapping.siteKeyOf(partner)) return false;
     if (!elementsAgree(atom.code, atom.element, mapping.target.atoms[partner].element))
         return false;
     const auto far = mapping.targetBonds.of(partner);
     const bool anyType = isRelaxed(atom.code);
     return haveTheirLike(atom.bonds, mapping.map, far, anyType) &&
-           haveTheirLike(far, mapping.inverse, atom.bonds, anyType);
+           (mapping.regular() || haveTheirLike(far, mapping.inverse, atom.bonds, anyType));
+}
+
+/// The same for atoms that are bonded to the same mapped pair.
+inline bool fitsBeside(const PartialMapping &mapping, const OpenAtom &atom, int type,
+                       const BondTable::Entry &partner) {
+    if (atom.key != mapping.siteKeyOf(partner.atom)) return false;
+    if (mapping.strict() && PartialMapping::hasOneNeighbour(atom.key)) return type == partner.type;
+    return fits(mapping, atom, partner.atom);
 }
 
 /// Whether a centre keeps its handedness on its partner. Undecided centres agree.
@@ -238,12 +275,13 @@ bool chiralityAgrees(const PartialMapping &mapping, int centre, int partner);
 /// Whether the mapped neighbours of an atom keep theirs once it has taken its partner.
 bool neighboursKeepHandedness(const PartialMapping &mapping, int atom, int partner);
 
-/// Whether an atom of the pattern may take a partner that is bonded to the mapped part.
-inline bool canMapAtom(const PartialMapping &mapping, const OpenAtom &atom, int partner) {
-    if (!fits(mapping, atom, partner)) return false;
+/// Whether an atom of the pattern may take a partner, both being bonded to the same mapped pair.
+inline bool canMapAtom(const PartialMapping &mapping, const OpenAtom &atom, int type,
+                       const BondTable::Entry &partner) {
+    if (!fitsBeside(mapping, atom, type, partner)) return false;
     if (!mapping.checkChirality) return true;
-    return neighboursKeepHandedness(mapping, atom.atom, partner) &&
-           chiralityAgrees(mapping, atom.atom, partner);
+    return neighboursKeepHandedness(mapping, atom.atom, partner.atom) &&
+           chiralityAgrees(mapping, atom.atom, partner.atom);
 }
 
 } // namespace saddlefit

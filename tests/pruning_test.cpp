@@ -298,6 +298,46 @@ TEST(Pruning, LeavesEverythingThatASearchWithoutItWrites) {
         << several << " " << mirrored << " " << nothing << " " << full;
 }
 
+/// Six-rings fused in a row, numbered at random. Long searches, in which walks are counted.
+OwnedMol fusedRings(Dice &dice, int atoms, const Ints &elements) {
+    Ints place(static_cast<std::size_t>(atoms));
+    std::iota(place.begin(), place.end(), 0);
+    for (int i = atoms - 1; i > 0; --i)
+        std::swap(at(place, i), at(place, dice.below(i + 1)));
+    OwnedMol mol = molecule(std::vector<At>(place.size(), {6}));
+    for (int i = 0; i < atoms; ++i) {
+        mol->atoms[i].element = dice.oneOf(elements);
+        if (i > 1) addBond(mol.get(), at(place, i), at(place, i - 2), 1);
+        if (i % 4 == 1) addBond(mol.get(), at(place, i), at(place, i - 1), 1);
+    }
+    createBondlink(mol.get());
+    return mol;
+}
+
+TEST(Pruning, KeepsAllMappingsOfFusedRings) {
+    Dice dice;
+    const Ints mostlyCarbon{6, 6, 6, 6, 6, 6, 6, 6, 6, 7};
+    int found = 0, nothing = 0;
+    for (int trial = 0; trial < 600; ++trial) {
+        SCOPED_TRACE(trial);
+        const int atoms = 8 + dice.below(9), fewer = dice.oneOf({0, 0, 0, 1, 4});
+        Case given{fusedRings(dice, atoms - fewer, dice.oneOf({0, 1}) ? Ints{6} : mostlyCarbon),
+                   fusedRings(dice, atoms, dice.oneOf({0, 1}) ? Ints{6} : mostlyCarbon),
+                   Ints(static_cast<std::size_t>(atoms - fewer), -7),
+                   Ints(static_cast<std::size_t>(atoms), -7),
+                   dice.oneOf({1, 12, 60}),
+                   dice.oneIn(4),
+                   true};
+        if (dice.oneIn(3)) given.map[0] = -4;
+        Store expected = given.emptyStore();
+        PlainSearch(given, expected).run();
+        ASSERT_EQ(mapped(given), expected);
+        found += expected.count > 1;
+        nothing += expected.count == 0;
+    }
+    EXPECT_GT(std::min(found, nothing), 50) << found << " " << nothing;
+}
+
 /// Two chains of fused four-membered rings, all atoms alike, of which nothing has to be mapped:
 /// without pruning, 24 atoms take ten seconds and each two more three times as long.
 TEST(Pruning, MapsALadderOntoItselfAtOnce) {
