@@ -14,6 +14,15 @@ bool allowedGuess(int type, int mode) {
     return mode >= 2 && type >= -3;
 }
 
+bool bothKnown(const Molecule &mol, const Bond &bond) {
+    const auto known = [](int element) { return element >= 1 && element <= 109; };
+    return known(elementOf(mol, bond.atom1)) && known(elementOf(mol, bond.atom2));
+}
+
+bool inOnePlace(const Molecule &mol, const Bond &bond) {
+    return samePlace(mol.atoms[bond.atom1], mol.atoms[bond.atom2]);
+}
+
 void guessEachBond(Molecule &mol, int mode) {
     for (Bond *bond : bondsOf(mol)) {
         Bond reversed = *bond;
@@ -24,6 +33,8 @@ void guessEachBond(Molecule &mol, int mode) {
         const int type = bondTypeGuess(&mol, bond, mode);
         require(allowedGuess(type, mode), "a guess is one of its mode's");
         require(type == bondTypeGuess(&mol, &reversed, mode), "an order has no direction");
+        if (bothKnown(mol, *bond) && inOnePlace(mol, *bond))
+            require(type == 1, "atoms in one place count as single bonded");
     }
 }
 

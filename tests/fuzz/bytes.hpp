@@ -66,10 +66,11 @@ public:
         return static_cast<int>(word());
     }
 
-    /// Mostly a value below n.
+    /// Mostly a value below n, at times n itself.
     int mostlyBelow(int n) {
         const int choice = byte();
-        return choice < 232 && n > 0 ? choice % n : wild();
+        if (choice < 224 && n > 0) return choice % n;
+        return choice < 232 ? n : wild();
     }
 
     /// Mostly one of the elements that have rules of their own.

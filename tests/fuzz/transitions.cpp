@@ -66,8 +66,10 @@ Ints code(Molecule &mol) {
     const OwnedBlock<int> code(getTransitionCode(&mol));
     require(!code == (mol.transitionCount == 0), "only without transitions there is no code");
     Ints list;
-    for (const int *at = code.get(); at && *at; ++at)
+    for (const int *at = code.get(); at && *at; ++at) {
+        require(*at != -1, "a half that names no two atoms is left out");
         list.push_back(*at);
+    }
     require(list.size() <= 4 * transitionsOf(mol).size(), "no more codes than atoms are named");
     return list;
 }
@@ -208,8 +210,10 @@ void requireConstraints(Bytes &bytes, Molecule &mol) {
 int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
     Bytes bytes(data, size);
     const OwnedMol mol = atoms(bytes, 8);
-    if (bytes.flag()) createBondlink(mol.get());
+    const int indexed = bytes.byte();
+    if (indexed & 1) createBondlink(mol.get());
     addBonds(bytes, *mol, smallType);
+    if (indexed & 2) createBondlink(mol.get());
     if (bytes.flag()) {
         setLabels(bytes, *mol);
         requireText(*mol, transitionText(bytes));
