@@ -121,8 +121,8 @@ SADDLEFIT_API int insertDB(const char *path, char *name, const int32_t *codes, M
  * Stored are the atoms' element and coordinates (rounded to single precision), the bonds' atoms and
  * type, and the transitions; of a transition, any atom below 0 is stored as none. A bond may name
  * an atom that the molecule has not. Far from the origin rounding is coarse, 0.06 angstrom at 1e6:
- * store structures near it. Refused with 0,
- * before the file is touched, is what the fields cannot hold:
+ * store structures near it. Refused with 0, before the file is touched, is what the fields cannot
+ * hold:
  *
  *     name                  more than 65535 bytes with its NUL
  *     codes                 not -1 or 1 to 65534; more than 65535 with the 0
