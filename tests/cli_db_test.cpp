@@ -204,7 +204,7 @@ TEST_F(Upkeep, PositionsToRemoveMeanWhatWasListed) {
 }
 
 TEST_F(Upkeep, AWriterWaitsForTheOtherAndSeesItsChange) {
-    const int held = open(file("a.db").c_str(), O_RDONLY);
+    const int held = open(file("a.db").c_str(), O_RDONLY | O_CLOEXEC);
     ASSERT_EQ(flock(held, LOCK_EX), 0);
     auto waiting = std::async(std::launch::async, [&] { return db("remove a.db 0"); });
     for (int i = 0; i < 1000 && !contains(contents("stderr"), "waiting"); ++i)
