@@ -87,10 +87,12 @@ TEST(ConstraintFile, HasEachProgramsOwnWordsAndNumbers) {
     auto molecule = enolWithFixedAtoms();
     molecule.charge = -1;
     molecule.unpaired = 1;
+    molecule.stem = "0007-enol";
     molecule.constraints.push_back(dihedral(4, 0, 1, 2, -170.0));
     const Fixture fixtures[] = {
         {"xtb",
-         {"# enol _1 __x__\n", "$chrg -1\n$spin 1\n", "$constrain\n  force constant=5.0\n",
+         {"# enol _1 __x__\n", "--namespace 0007-enol\n", "$chrg -1\n$spin 1\n",
+          "$constrain\n  force constant=5.0\n",
           "  distance: 3, 4, 1.450000\n  distance: 1, 4, 1.400000\n  angle: 1, 2, 3, 108.000000\n"
           "  dihedral: 5, 1, 2, 3, -170.000000\n",
           "  atoms: 2,7\n$end\n"}},
@@ -110,10 +112,12 @@ TEST(ConstraintFile, HasEachProgramsOwnWordsAndNumbers) {
           "  2 xyz\n  7 xyz\n", "reference uhf"}},
         {"nwchem",
          {"charge -1\n", "noautoz\n", "  spring bond 3 4 5.0 2.740103\n",
-          "  spring dihedral 5 1 2 3 1.0 -170.0000\n  fix atom 2 7\n", "  nopen 1\n"}},
+          "  spring dihedral 5 1 2 3 1.0 -170.0000\n  fix atom 2 7\n", "  nopen 1\n",
+          "start 0007-enol\n", "xyz 0007-enol\n"}},
         {"ase",
          {"    ((2, 3), 1.450000),\n", "    ((4, 0, 1, 2), -170.000000),\n", "indices=[1, 6]",
-          "charge=-1, scf={\"uhf\": None, \"nopen\": 1}"}},
+          "charge=-1, scf={\"uhf\": None, \"nopen\": 1}", "trajectory=\"0007-enol.traj\"",
+          "write(\"0007-enol.xyz\"", "label=\"0007-enol\""}},
     };
     for (const auto &[program, parts] : fixtures) {
         const auto text = constraintFile(program, molecule);

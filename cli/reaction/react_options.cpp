@@ -177,11 +177,15 @@ void ReactOptions::requireOtherFiles() const {
     }
 }
 
-std::string ReactOptions::constraintPath(const Reaction &reaction) const {
+std::string ReactOptions::constraintStem(const Reaction &reaction) const {
     char number[16];
     std::snprintf(number, sizeof number, "%04zu-", reaction.number);
+    return number + asFileName(reaction.title);
+}
+
+std::string ReactOptions::constraintPath(const Reaction &reaction) const {
     return std::filesystem::path(constraintFolder) /
-           (number + asFileName(reaction.title) + cli::constraintFormat(constraintProgram).suffix);
+           (constraintStem(reaction) + constraintFormat(constraintProgram).suffix);
 }
 
 void ReactOptions::settle() {
