@@ -140,14 +140,24 @@ TEST(ConstraintFile, RefusesWhatNoProgramCanHold) {
     EXPECT_THROW(constraintFile("abacus", enol()), UserError);
 }
 
-TEST(Targets, AreMetFromFarAwayWithFixedAtomsAtRest) {
+TEST(Targets, AreMetNearbyWithFixedAtomsAtRestOrNotAtAll) {
     auto molecule = enolWithFixedAtoms();
     molecule.constraints.resize(3);
-    molecule.constraints.push_back(dihedral(4, 0, 1, 2, 179.0));
-    molecule.atoms[3].position = {3.0, 2.0, 1.0};
+    molecule.constraints.push_back(dihedral(4, 0, 1, 2, -65.0));
+    molecule.atoms[3].position.y += 0.2;
     const auto atoms = atomsOnTarget(molecule);
     expectOnTarget(molecule, atoms, 1e-5, 1e-3);
     EXPECT_NEAR(deviationOf(molecule.constraints[3], atoms), 0.0, 1e-3);
+
+    auto far = molecule, contradiction = molecule;
+    far.constraints[0].value = 3.5;
+    contradiction.constraints.push_back(distance(0, 2, 4.0)); // by way of 3 it is 2.85 at most
+    for (const auto &unmet : {far, contradiction}) {
+        const auto given = atomsOnTarget(unmet);
+        for (std::size_t i = 0; i < given.size(); ++i)
+            EXPECT_EQ(distanceBetween(given[i].position, unmet.atoms[i].position), 0.0) << i;
+        EXPECT_TRUE(contains(constraintFile("psi4", unmet), "off their targets"));
+    }
 }
 
 // ---- processes --------------------------------------------------------------------------------

@@ -140,11 +140,13 @@ std::string psi4List(const ConstrainedMolecule &molecule, const char *keyword,
 // (fixed_distance, psi4 1.3) goes to and fro around the targets until it gives up. Among frozen
 // internal coordinates that one may lose its way; cartesian ones serve both.
 std::string psi4Input(const ConstrainedMolecule &molecule) {
-    std::string text = "# " + molecule.title +
-                       "\n# the atoms stand where the constraints are met as they are to stay\n"
-                       "molecule {\n" +
-                       chargeAndMultiplicity(molecule) + "\n" + atomLines(atomsOnTarget(molecule)) +
-                       "units angstrom\nno_com\nno_reorient\nsymmetry c1\n}\n";
+    const auto atoms = atomsOnTarget(molecule);
+    const bool onTarget = areOnTarget(atoms, molecule.constraints);
+    std::string text = "# " + molecule.title + "\n# the atoms stand where " +
+                       (onTarget ? "the constraints are met as they are to stay"
+                                 : "they were given, off their targets: bring them there first") +
+                       "\nmolecule {\n" + chargeAndMultiplicity(molecule) + "\n" +
+                       atomLines(atoms) + "units angstrom\nno_com\nno_reorient\nsymmetry c1\n}\n";
     std::string held = psi4List(molecule, "frozen_distance", 2) +
                        psi4List(molecule, "frozen_bend", 3) +
                        psi4List(molecule, "frozen_dihedral", 4);

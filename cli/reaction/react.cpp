@@ -65,12 +65,24 @@ std::string warningLines(const Reaction &reaction, const Answer &answer) {
     return text;
 }
 
+// Where atoms are frozen, angles come from other atoms' surroundings: the structure does not keep
+// them, and a program that did would tear at it.
+std::vector<Constraint> constraintsToKeep(const Answer &answer) {
+    auto kept = answer.constraints;
+    if (answer.frozen.empty()) return kept;
+    std::erase_if(kept, [](const Constraint &constraint) { return constraint.c >= 0; });
+    return kept;
+}
+
 void writeConstraintFile(const ReactOptions &options, const Reaction &reaction,
                          const Answer &answer) {
-    const ConstrainedMolecule molecule{
-        reaction.title,     answer.charge,
-        answer.unpaired,    placedAtoms(reaction, answer.coordinates),
-        answer.constraints, answer.frozen};
+    const ConstrainedMolecule molecule{reaction.title,
+                                       answer.charge,
+                                       answer.unpaired,
+                                       placedAtoms(reaction, answer.coordinates),
+                                       constraintsToKeep(answer),
+                                       answer.frozen,
+                                       options.constraintStem(reaction)};
     OutputFile file(options.constraintPath(reaction));
     file.write(constraintFile(options.constraintProgram, molecule));
     file.commit();
