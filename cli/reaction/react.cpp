@@ -181,8 +181,7 @@ int react(const ReactOptions &options) {
     setenv("TMPDIR", scratch.path().c_str(), 1);
     const ReactionWork work(options, reader, stored);
     const auto mishap = [&](std::size_t item, const std::string &what) {
-        return work.failure(item,
-                            options.files.reactants + ", " + reader.title(item) + ": " + what);
+        return work.failure(item, reader.origin(item) + ": " + what);
     };
     const auto result = runBatch(items, work, mishap, options.batch, outputs.all());
     outputs.commit();

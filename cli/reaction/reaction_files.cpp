@@ -110,6 +110,7 @@ std::vector<int> centreOf(const std::vector<BondChange> &changes) {
 ReactionReader::ReactionReader(const ReactionFiles &files, Start start, Orders orders)
     : start_(start),
       orders_(orders),
+      path_(files.reactants),
       reactants_(readRecords(files.reactants)),
       products_(readRecords(files.products)) {
     requireSameCount(files.products, products_, files.reactants, reactants_);
@@ -121,6 +122,11 @@ ReactionReader::ReactionReader(const ReactionFiles &files, Start start, Orders o
 std::string ReactionReader::title(std::size_t index) const {
     const auto *reactant = std::get_if<Structure>(&reactants_[index]);
     return reactant == nullptr ? "record " + std::to_string(index + 1) : titleOf(*reactant, index);
+}
+
+std::string ReactionReader::origin(std::size_t index) const {
+    const auto *reactant = std::get_if<Structure>(&reactants_[index]);
+    return reactant == nullptr ? path_ + ", record " + std::to_string(index + 1) : reactant->origin;
 }
 
 std::vector<Position> ReactionReader::coordinatesOf(std::size_t index,
