@@ -125,6 +125,9 @@ protected:
     const std::string asTheyStand = "--orders drawn --start reactant --relax none";
 };
 
+const std::string parentsOf = "%b3lyp/parents_reactants.sdf %b3lyp/parents_products.sdf";
+const std::string queriesOf = "%b3lyp/queries_reactants.sdf %b3lyp/queries_products.sdf";
+
 const std::string methane = sdf("x", {"C", "H", "H"}, {{1, 2, 1}, {1, 3, 1}});
 const std::string carbene = sdf("x", {"C", "H", "H"}, {{2, 3, 1}});
 
@@ -159,7 +162,8 @@ TEST_F(CommandLine, HelpShowsAnExampleForEachCommand) {
 }
 
 TEST_F(CommandLine, ErrorsNameFileRecordAndFault) {
-    write("empty.db", "");
+    run("db add --force @some.db " + parentsOf + " %b3lyp/parents_ts.sdf");
+    const auto database = contents("some.db");
     write("r.sdf", methane);
     write("p.sdf", carbene);
     write("none.sdf", "");
@@ -198,14 +202,14 @@ TEST_F(CommandLine, ErrorsNameFileRecordAndFault) {
         {"@p.sdf --db @missing.db", {"missing.db: the database cannot be opened", "db add"}},
         {"@p.sdf --db @r.sdf", {"r.sdf: this is no reaction database"}},
         {"@p.sdf -o @nowhere/o.sdf", {"nowhere/o.sdf: cannot be written"}},
-        {"@p.sdf -o @empty.db", {"empty.db: this is the database"}},
+        {"@p.sdf -o @some.db", {"some.db: this is the database"}},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.products);
         const std::string products = row.products;
         const bool namesDatabase = contains(products, "--db");
         const auto answer =
-            run("react @r.sdf " + products + (namesDatabase ? "" : " --db @empty.db"));
+            run("react @r.sdf " + products + (namesDatabase ? "" : " --db @some.db"));
         EXPECT_EQ(answer.status, 1);
         EXPECT_EQ(answer.out, "");
         EXPECT_EQ(linesOf(answer.err).size(), 1U) << answer.err;
@@ -291,7 +295,9 @@ TEST_F(CommandLine, DrawnFormsOfAnAromaticRingAreNoChange) {
         write("p.sdf", benzene(types, true));
         EXPECT_TRUE(contains(run("react @r.sdf @p.sdf --db @empty.db").err, "no bond differs"));
         write("p.sdf", benzene(types, false));
-        EXPECT_EQ(run("react @r.sdf @p.sdf --db @empty.db --relax none -o @o.sdf").err, "");
+        const auto answer = run("react @r.sdf @p.sdf --db @empty.db --relax none -o @o.sdf");
+        EXPECT_EQ(linesOf(answer.err).size(), 1U) << answer.err;
+        EXPECT_TRUE(contains(answer.err, "empty.db: warning: the database holds no records"));
         EXPECT_EQ(records(file("o.sdf")).at(0).field("TRANSITIONS"), "1 7 0 0\n");
     }
 }
@@ -315,8 +321,7 @@ TEST_F(CommandLine, WrittenBondsAreLegalAndPartialOnesAreListed) {
 
 // ---- the main road, on transition states of the example data ----------------------------------
 
-const std::string parentsOf = "%b3lyp/parents_reactants.sdf %b3lyp/parents_products.sdf";
-const std::string queriesOf = "%b3lyp/queries_reactants.sdf %b3lyp/queries_products.sdf";
+// ---- the main road, on transition states of the example data ----------------------------------
 
 class WithParents : public CommandLine {
 protected:
