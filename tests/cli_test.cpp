@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -177,7 +178,10 @@ TEST_F(CommandLine, ErrorsNameFileRecordAndFault) {
     write("unknown.sdf", replaced(carbene, " C   0", " Qq  0"));
     write("text.sdf", "one\ntwo\nthree\nfour\nfive\n");
     write("short.xyz", "3\nx\nC 0 0 0\nH 1 0 0\n");
-    write("x.smi", "C([H])[H] x\n");
+    write("x.smi", "[C:1]([H:2])[H:3] x\n");
+    write("implicit.smi", "[CH:1][H:2] x\n");
+    write("unmapped.smi", "[C:1]([H:2])[H] x\n");
+    write("twice.smi", "[C:1]([H:2])[H:2] x\n");
     write("x.unheard", methane);
     struct Row {
         const char *products;
@@ -199,6 +203,13 @@ TEST_F(CommandLine, ErrorsNameFileRecordAndFault) {
         {"@short.xyz", {"short.xyz, record 1 (x): the record is broken"}},
         {"@r.sdf", {"r.sdf, record 1 (x): no bond differs"}},
         {"@p.sdf --start @x.smi", {"x.smi, record 1 (x): the record has no coordinates"}},
+        {"@implicit.smi", {"implicit.smi, record 1 (x): hydrogens are not written at C1;"}},
+        {"@unmapped.smi", {"unmapped.smi, record 1 (x): the map numbers are not 1, 2, 3"}},
+        {"@twice.smi", {"twice.smi, record 1 (x): the map numbers are not 1, 2, 3"}},
+        {"@p.sdf --uhf 1", {"r.sdf, record 1 (x): a charge of 0 leaves 8 electrons, of which 1"}},
+        {"@p.sdf --uhf 10", {"r.sdf, record 1 (x): a charge of 0 leaves 8 electrons, of which 10"}},
+        {"@p.sdf --charge 9", {"r.sdf, record 1 (x): a charge of 9 leaves -1 electrons"}},
+        {"@p.sdf --timeout 1e-9", {"r.sdf, record 1 (x): took longer than 1e-09 s"}},
         {"@p.sdf --db @missing.db", {"missing.db: the database cannot be opened", "db add"}},
         {"@p.sdf --db @r.sdf", {"r.sdf: this is no reaction database"}},
         {"@p.sdf -o @nowhere/o.sdf", {"nowhere/o.sdf: cannot be written"}},
@@ -217,7 +228,60 @@ TEST_F(CommandLine, ErrorsNameFileRecordAndFault) {
             EXPECT_TRUE(contains(answer.err, part)) << answer.err;
         }
     }
-    EXPECT_EQ(contents("empty.db"), "");
+    EXPECT_TRUE(contents("some.db") == database);
+}
+
+std::string withMaps(const std::string &text, const std::vector<int> &numbers) {
+    auto lines = linesOf(text);
+    for (std::size_t i = 0; i < numbers.size(); ++i)
+        lines.at(4 + i) += "  0  0  0  0  0  0  0" + columns("%3d", numbers[i]);
+    std::string mapped;
+    for (const auto &line : lines)
+        mapped += line + "\n";
+    return mapped;
+}
+
+TEST_F(CommandLine, MapNumbersMayNotContradictTheOrderOfTheAtoms) {
+    write("empty.db", "");
+    write("r.sdf", withMaps(methane, {1, 2, 3}));
+    for (const auto &[numbers, status] : {std::pair{std::vector{1, 3, 2}, 1},
+                                          {std::vector{1, 2, 3}, 0},
+                                          {std::vector{1, 3, 0}, 0}}) {
+        write("p.sdf", withMaps(carbene, numbers));
+        const auto answer = run("react @r.sdf @p.sdf --db @empty.db");
+        EXPECT_EQ(answer.status, status);
+        EXPECT_EQ(contains(answer.err, "p.sdf, record 1 (x): by the map numbers H2 of the reactant "
+                                       "is H3"),
+                  status == 1)
+            << answer.err;
+    }
+}
+
+TEST_F(CommandLine, DoubtfulRecordsAreWarnedOfOnce) {
+    write("empty.db", "");
+    const std::vector<std::string> ethane{"C", "C", "O"}, heavy{"C", "C", "D"};
+    const auto charged =
+        replaced(sdf("x", ethane, {{2, 3, 1}}), "M  END", "M  CHG  1   3  -1\nM  END");
+    struct Row {
+        std::string reactant, product;
+        const char *warning;
+    };
+    for (const auto &[reactant, product, warning] :
+         {Row{sdf("x", ethane, {{1, 2, 1}}), sdf("x", ethane, {{2, 3, 1}}),
+              "no carbon has a hydrogen"},
+          Row{sdf("x", heavy, {{1, 3, 1}}), sdf("x", heavy, {{2, 3, 1}}), "isotopes are not kept"},
+          Row{sdf("x", ethane, {{1, 2, 1}}), charged,
+              "add up to 0 in the reactant and to -1 in"}}) {
+        SCOPED_TRACE(warning);
+        write("r.sdf", reactant);
+        write("p.sdf", product);
+        const auto answer = run("react @r.sdf @p.sdf --db @empty.db");
+        EXPECT_EQ(answer.status, 0);
+        const auto at = answer.err.find(warning);
+        EXPECT_TRUE(contains(answer.err, "r.sdf, record 1 (x): warning: ")) << answer.err;
+        EXPECT_NE(at, std::string::npos) << answer.err;
+        EXPECT_EQ(answer.err.find(warning, at + 1), std::string::npos) << answer.err;
+    }
 }
 
 TEST_F(CommandLine, OneBadRecordDoesNotStopTheOthers) {

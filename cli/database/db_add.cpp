@@ -6,6 +6,7 @@
 #include "cli/errors.hpp"
 #include "cli/files/file_lock.hpp"
 #include "cli/files/output_file.hpp"
+#include "cli/reaction/doubts.hpp"
 #include "cli/reaction/order_option.hpp"
 #include "cli/reaction/search.hpp"
 
@@ -87,6 +88,8 @@ public:
 
 private:
     void add(const Reaction &reaction) {
+        for (const auto &doubt : doubtsAbout(reaction.reactant, reaction.product))
+            report(UserError(reaction.reactant.origin + ": warning: " + doubt));
         const auto record = recordOf(reaction);
         auto objections = implausibilities(reaction);
         if (const auto same = index_.find(record.stored, reaction)) {

@@ -1,6 +1,7 @@
 #include "cli/reaction/reaction_files.hpp"
 
 #include "cli/files/elements.hpp"
+#include "cli/reaction/doubts.hpp"
 #include "cli/reaction/start_geometry.hpp"
 
 #include <set>
@@ -76,7 +77,7 @@ void requireReaction(const Reaction &reaction) {
 }
 
 std::vector<std::string> warningsAbout(const Reaction &reaction) {
-    std::vector<std::string> warnings;
+    auto warnings = doubtsAbout(reaction.reactant, reaction.product);
     for (const auto &change : reaction.changes) {
         const int steps = stepsBetween(change.before, change.after);
         if (steps < 2) continue;
@@ -156,6 +157,7 @@ Reaction ReactionReader::read(std::size_t index) const {
     reaction.reactant = structureOf(reactants_[index]);
     reaction.product = structureOf(products_[index]);
     requireSameAtoms(reaction.product, reaction.reactant);
+    requireMapsInOrder(reaction.product, reaction.reactant);
     bringToOneDrawing(reaction.reactant, reaction.product, orders_);
     reaction.changes = changedBonds(reaction.reactant, reaction.product);
     if (orders_ != Orders::drawn) reaction.changes = withoutRedrawnRings(reaction.changes);
