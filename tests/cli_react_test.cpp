@@ -502,6 +502,19 @@ TEST_F(React, WritesInputsForProgramsByNumberAndTitle) {
     EXPECT_FALSE(contains(enol, "{ C 0 C }")) << "atom 1 is not frozen";
 }
 
+TEST_F(React, NamesOutOfADatabaseBreakNoOutput) {
+    write("parents.db",
+          replacedOnce(contents("parents.db"), "enol-vinylalcohol", "$$$$\n\x1b[1m\x7fhostile"));
+    const auto answer = react("-o o.sdf --xyz o.xyz --json o.jsonl -v");
+    EXPECT_EQ(std::count(answer.out.begin(), answer.out.end(), '\n'), 3);
+    EXPECT_EQ(readRecords(file("o.sdf")).size(), 3U);
+    EXPECT_EQ(readRecords(file("o.xyz")).size(), 3U);
+    EXPECT_TRUE(contains(contents("o.sdf"), "> <MATCH>\n?$$$??[1m?hostile\n\n"));
+    EXPECT_EQ(objectsIn(contents("o.jsonl")).at(3).at("match"), "$$$$??[1m?hostile");
+    for (const auto &text : {answer.out, answer.err, contents("o.sdf"), contents("o.jsonl")})
+        EXPECT_EQ(text.find_first_of("\x1b\x7f"), std::string::npos) << text;
+}
+
 // A line "C 0.0 0.0 0.0", or "0.0 0.0 0.0 C" as xtb has it.
 std::optional<Position> atomIn(const std::string &line) {
     std::istringstream behind(line), before(line);

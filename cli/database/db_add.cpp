@@ -93,7 +93,7 @@ private:
         const auto record = recordOf(reaction);
         auto objections = implausibilities(reaction);
         if (const auto same = index_.find(record.stored, reaction)) {
-            objections.push_back("the same transition state is stored as " + *same);
+            objections.push_back("the same transition state is stored as " + inOneLine(*same));
         }
         if (!objections.empty()) reportObjections(reaction, objections);
         if (!objections.empty() && !options_.force) {

@@ -92,7 +92,7 @@ std::string sdfRecord(const Reaction &reaction, const Answer &answer) {
            field(recordField, std::to_string(reaction.number)) +
            field(outcomeField, outcomeWord(answer.outcome)) +
            field("STAGE", answer.stage ? stageName(*answer.stage) : "") +
-           field(matchField, answer.match) + field("SPREAD", spreadLine(answer)) +
+           field(matchField, sdfLine(answer.match)) + field("SPREAD", spreadLine(answer)) +
            field("RELAXED", answer.relaxedBy) + field("CHARGE", std::to_string(answer.charge)) +
            field("UNPAIRED", std::to_string(answer.unpaired)) +
            field("STRAINS", joinedLines(answer.strains)) +
