@@ -25,10 +25,10 @@ std::string sdf(std::size_t item) {
            "\n\n$$$$\n";
 }
 std::string json(std::size_t item) {
-    return "{\"a\":[\"}\\n\"],\"record\":" + std::to_string(item) + "}\n";
+    return "{\"title\":\"title\",\"a\":[\"}\\n\"],\"record\":" + std::to_string(item) + "}\n";
 }
 std::string xyz(std::size_t item) {
-    return "2\nrecord=9 record=" + std::to_string(item) + " a=b\nH 0 0 0\nH 0 0 1\n";
+    return "2\ntitle record=9 record=" + std::to_string(item) + " a=b\nH 0 0 0\nH 0 0 1\n";
 }
 
 Delivery resultOf(std::size_t item) {
@@ -266,7 +266,10 @@ TEST_F(BatchTest, ScannersFindCompletePiecesOfCutText) {
         const char *label;
         PieceScanner scanner;
         std::string (*piece)(std::size_t item);
-    } rows[] = {{"sdf", sdfPieces, sdf}, {"json", jsonLinePieces, json}, {"xyz", xyzPieces, xyz}};
+        const char *title = "title";
+    } rows[] = {{"sdf", sdfPieces, sdf},
+                {"json", jsonLinePieces, json},
+                {"xyz", xyzPieces, xyz, "title record=9"}};
     for (const auto &row : rows) {
         SCOPED_TRACE(row.label);
         const auto text = row.piece(4) + row.piece(17);
@@ -276,6 +279,7 @@ TEST_F(BatchTest, ScannersFindCompletePiecesOfCutText) {
             ASSERT_EQ(pieces.size(), (size >= first ? 1 : 0) + (size == text.size() ? 1 : 0));
             if (size < text.size()) continue;
             EXPECT_EQ(pieces[0].item, 4U);
+            EXPECT_EQ(pieces[0].title, row.title);
             EXPECT_EQ(pieces[0].end, first);
             EXPECT_EQ(pieces[1].item, 17U);
             EXPECT_EQ(pieces[1].end, text.size());
@@ -298,14 +302,23 @@ TEST_F(BatchTest, OtherFilesAreRefusedAndLeftAlone) {
                 {"negative", jsonLinePieces, "{\"record\":-1}\n"},
                 {"an array", jsonLinePieces, "[1]\n"},
                 {"text", xyzPieces, "hello\n"},
-                {"title without number", xyzPieces, "1\nmyrecord=1\nH 0 0 0\n"}};
+                {"title without number", xyzPieces, "1\nmyrecord=1\nH 0 0 0\n"},
+                {"another title, sdf", sdfPieces, sdf(1) + "other\n\n\n> <RECORD>\n2\n\n$$$$\n"},
+                {"another title, json", jsonLinePieces, "{\"record\":2,\"title\":\"other\"}\n"},
+                {"another title, xyz", xyzPieces, "1\nother record=1\nH 0 0 0\n"},
+                {"no such item", xyzPieces, xyz(9)}};
+    const auto titleOf = [](std::size_t item) {
+        return item < 9 ? std::optional<std::string>("title") : std::nullopt;
+    };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.label);
         write("foreign", row.text);
-        EXPECT_THROW(StreamedFile(file("foreign"), row.scanner, Begin::resume), UserError);
+        EXPECT_THROW(StreamedFile(file("foreign"), row.scanner, Begin::resume, titleOf), UserError);
         EXPECT_EQ(contents("foreign"), row.text);
         EXPECT_FALSE(std::filesystem::exists(file("foreign.part")));
     }
+    write("ours", sdf(1) + sdf(2));
+    EXPECT_EQ(StreamedFile(file("ours"), sdfPieces, Begin::resume, titleOf).lastItem(), 2U);
 }
 
 TEST_F(BatchTest, StreamedFileReplacesItsTargetAtTheEnd) {

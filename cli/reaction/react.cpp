@@ -1,8 +1,10 @@
 #include "cli/batch/batch.hpp"
 #include "cli/commands.hpp"
 #include "cli/database/database_file.hpp"
+#include "cli/files/molfile.hpp"
 #include "cli/files/output_file.hpp"
 #include "cli/files/xyz.hpp"
+#include "cli/json.hpp"
 #include "cli/programs/constraint_files.hpp"
 #include "cli/programs/temporary_folder.hpp"
 #include "cli/reaction/explanation.hpp"
@@ -16,6 +18,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <optional>
 
 namespace saddlefit::cli {
 
@@ -24,11 +27,17 @@ namespace {
 // The files of one run, in the order in which deliveries have their pieces.
 class Outputs {
 public:
-    explicit Outputs(const ReactOptions &options) {
+    Outputs(const ReactOptions &options, const ReactionReader &reader) {
+        const auto titles = [&reader](std::string (*asWritten)(const std::string &)) {
+            return [&reader, asWritten](std::size_t item) -> std::optional<std::string> {
+                if (item > reader.count()) return std::nullopt;
+                return asWritten(reader.title(item - 1));
+            };
+        };
         const auto begin = options.resume ? Begin::resume : Begin::anew;
-        add(options.output, sdfPieces, begin);
-        add(options.xyz, xyzPieces, begin);
-        add(options.json, jsonLinePieces, begin);
+        add(options.output, sdfPieces, begin, titles(sdfLine));
+        add(options.xyz, xyzPieces, begin, titles([](const std::string &title) { return title; }));
+        add(options.json, jsonLinePieces, begin, titles(inUtf8));
     }
     std::vector<StreamedFile *> all() const {
         std::vector<StreamedFile *> list;
@@ -42,9 +51,9 @@ public:
     }
 
 private:
-    void add(const std::string &path, PieceScanner scanner, Begin begin) {
+    void add(const std::string &path, PieceScanner scanner, Begin begin, const TitleOf &titleOf) {
         if (path.empty()) return;
-        files_.push_back(std::make_unique<StreamedFile>(path, scanner, begin));
+        files_.push_back(std::make_unique<StreamedFile>(path, scanner, begin, titleOf));
     }
     std::vector<std::unique_ptr<StreamedFile>> files_;
 };
@@ -170,7 +179,7 @@ int react(const ReactOptions &options) {
     options.requireOtherFiles();
 
     if (!options.constraintProgram.empty()) makeFolder(options.constraintFolder);
-    Outputs outputs(options);
+    Outputs outputs(options, reader);
     const std::size_t doneBefore = options.resume ? resumeAfter(outputs.all()) : 0;
     const auto items = itemsOf(options, reader.count(), doneBefore);
     if (asks(options, Stage::sigma)) stored.prepareSigma(sigmaCodes(reader, items));
