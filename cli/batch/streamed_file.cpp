@@ -33,7 +33,8 @@ constexpr mode_t ownersUmaskDecides = 0666;
 std::optional<std::string> textOf(const std::string &path) {
     std::ifstream file(path, std::ios::binary);
     if (!file) {
-        if (!fs::exists(path)) return std::nullopt;
+        std::error_code error;
+        if (!fs::exists(path, error) && !error) return std::nullopt;
         throw UserError(path + ": cannot be read; check your rights, or run without resuming");
     }
     std::ostringstream text;

@@ -35,7 +35,8 @@ bool isReplaceable(const std::string &target) {
 }
 
 OutputFile::OutputFile(const std::string &target) : target_(resolvedTarget(target)) {
-    if (fs::is_directory(target_)) failWriting(target, "it is a folder");
+    std::error_code error;
+    if (fs::is_directory(target_, error)) failWriting(target, "it is a folder");
     path_ = target_;
     if (!isReplaceable(target_)) return;
     path_ += ".part" + std::to_string(getpid());

@@ -349,7 +349,8 @@ OBFormat *formatOf(const std::string &path) {
 }
 
 std::string contentsOf(const std::string &path) {
-    if (std::filesystem::is_directory(path)) {
+    std::error_code error;
+    if (std::filesystem::is_directory(path, error)) {
         throw UserError(path + ": this is a folder; name a file in it");
     }
     std::ifstream file(path, std::ios::binary);

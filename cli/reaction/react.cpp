@@ -170,7 +170,8 @@ void reportInterrupt(const BatchResult &result, std::size_t count, bool resumabl
 void makeFolder(const std::string &path) {
     std::error_code error;
     std::filesystem::create_directories(path, error);
-    if (!std::filesystem::is_directory(path)) failWriting(path, error.message());
+    std::error_code ignored;
+    if (!std::filesystem::is_directory(path, ignored)) failWriting(path, error.message());
 }
 
 int react(const ReactOptions &options) {

@@ -1,6 +1,7 @@
 #include "cli/reaction/react_options.hpp"
 
 #include "cli/database/database_file.hpp"
+#include "cli/files/output_file.hpp"
 #include "cli/programs/constraint_files.hpp"
 #include "cli/reaction/order_option.hpp"
 
@@ -160,8 +161,11 @@ void addBatch(CLI::App &command, ReactOptions &options) {
 } // namespace
 
 void ReactOptions::requireOtherFiles() const {
+    // What leads into no folder, as /dev/stdout does to a pipe, is its own place.
     const auto place = [](const std::string &path) {
-        return std::filesystem::weakly_canonical(path);
+        std::error_code error;
+        const auto found = std::filesystem::weakly_canonical(path, error);
+        return error ? std::filesystem::path(path) : found;
     };
     std::set<std::filesystem::path> taken;
     for (const auto &input : {files.reactants, files.products, files.geometries})
@@ -169,9 +173,7 @@ void ReactOptions::requireOtherFiles() const {
     for (const auto &path : {output, xyz, json}) {
         if (path.empty()) continue;
         requireOtherFile(path, database);
-        const bool ordinary =
-            !std::filesystem::exists(path) || std::filesystem::is_regular_file(path);
-        if (!taken.insert(place(path)).second && ordinary) {
+        if (!taken.insert(place(path)).second && isReplaceable(path)) {
             throw UserError(path + ": is named twice; give each file a name of its own");
         }
     }
