@@ -2,6 +2,7 @@
 #include "cli/batch/batch.hpp"
 #include "cli/batch/progress.hpp"
 #include "cli/errors.hpp"
+#include "cli/files/output_file.hpp"
 #include "command_line.hpp"
 
 #include <cerrno>
@@ -99,7 +100,7 @@ protected:
             std::iota(items.begin(), items.end(), last + 1);
             const auto result = runBatch(items, work, mishapOf, options, outputs.all());
             for (auto *output : outputs.all())
-                output->commit();
+                if (!result.interrupted) output->commit();
             if (!leavesNothing()) _exit(leftovers);
             if (result.done != items.size()) _exit(result.interrupted ? interruptedStatus : -1);
             _exit(static_cast<int>(result.failed));
@@ -194,12 +195,14 @@ TEST_F(BatchTest, InterruptLeavesCompletePiecesToGoOnFrom) {
     constexpr std::size_t count = 60;
     for (const int signal : {SIGINT, SIGTERM}) {
         SCOPED_TRACE(signal);
+        write("o.json", "of an earlier run");
         const auto run = start(Begin::anew, {2, 0}, count, slowResultOf);
         while (contents("o.json.part").size() < 200)
             std::this_thread::sleep_for(milliseconds(1));
         kill(run, signal);
         EXPECT_EQ(statusOf(run), interruptedStatus);
-        const auto text = contents("o.json");
+        EXPECT_EQ(contents("o.json"), "of an earlier run");
+        const auto text = contents("o.json.part");
         EXPECT_EQ(jsonLinePieces(text).back().end, text.size());
         EXPECT_LT(jsonLinePieces(text).back().item, count);
         EXPECT_GE(statusOf(start(Begin::resume, {2, 0}, count, slowResultOf)), 0);
@@ -322,6 +325,8 @@ TEST_F(BatchTest, OtherFilesAreRefusedAndLeftAlone) {
 }
 
 TEST_F(BatchTest, StreamedFileReplacesItsTargetAtTheEnd) {
+    const OutputFile unwritten(file("db"));
+    EXPECT_FALSE(std::filesystem::exists(unwritten.path())) << "what is killed now leaves nothing";
     write("o.json", json(1));
     write("o.json.part", json(7));
     { const StreamedFile empty(file("o.json"), jsonLinePieces, Begin::anew); }

@@ -515,6 +515,25 @@ TEST_F(React, NamesOutOfADatabaseBreakNoOutput) {
         EXPECT_EQ(text.find_first_of("\x1b\x7f"), std::string::npos) << text;
 }
 
+TEST_F(React, ALostReaderEndsTheRunAndLeavesNothingInTheWay) {
+    fs::create_directory(file("tmp"));
+    write("o.sdf", "of an earlier run");
+    const std::string react = SADDLEFIT_CLI " react r.sdf p.sdf --db parents.db ";
+    run("--version > version; (TMPDIR=$PWD/tmp " + react +
+        "-o o.sdf 2> err; echo $? > status) | exec true <&-; while ! [ -s status ]; do sleep 0.1; "
+        "done");
+    EXPECT_EQ(contents("status"), "1\n");
+    EXPECT_TRUE(contains(contents("err"), "standard output cannot be written")) << contents("err");
+    EXPECT_TRUE(fs::is_empty(file("tmp")));
+    EXPECT_EQ(contents("o.sdf"), "of an earlier run");
+
+    EXPECT_TRUE(contains(run("react r.sdf p.sdf --db parents.db --json /dev/stdout | cat").out,
+                         "{\"record\":2,"))
+        << "a pipe is no file";
+    const auto lost = run("--version > version; TMPDIR=$PWD/nowhere " + react);
+    EXPECT_TRUE(contains(lost.err, "nowhere/saddlefit-")) << lost.err;
+}
+
 // A line "C 0.0 0.0 0.0", or "0.0 0.0 0.0 C" as xtb has it.
 std::optional<Position> atomIn(const std::string &line) {
     std::istringstream behind(line), before(line);

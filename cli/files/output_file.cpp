@@ -42,6 +42,7 @@ OutputFile::OutputFile(const std::string &target) : target_(resolvedTarget(targe
     path_ += ".part" + std::to_string(getpid());
     const OpenFile file(std::fopen(path_.c_str(), "wbx")); // x: fails if it exists
     if (!file) failWriting(target, std::strerror(errno));
+    std::remove(path_.c_str());
 }
 
 OutputFile::~OutputFile() {

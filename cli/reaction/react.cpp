@@ -194,8 +194,10 @@ int react(const ReactOptions &options) {
         return work.failure(item, reader.origin(item) + ": " + what);
     };
     const auto result = runBatch(items, work, mishap, options.batch, outputs.all());
-    outputs.commit();
-    if (result.interrupted) reportInterrupt(result, items.size(), !outputs.all().empty());
+    if (result.interrupted)
+        reportInterrupt(result, items.size(), !outputs.all().empty());
+    else
+        outputs.commit();
     return result.failed == 0 && !result.interrupted ? allDone : somethingFailed;
 }
 
