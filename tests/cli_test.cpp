@@ -133,18 +133,38 @@ const std::string methane = sdf("x", {"C", "H", "H"}, {{1, 2, 1}, {1, 3, 1}});
 const std::string carbene = sdf("x", {"C", "H", "H"}, {{2, 3, 1}});
 
 TEST_F(CommandLine, WrongUsageEndsWithStatusTwo) {
-    for (const std::string arguments :
-         {"", "bogus", "db", "db bogus", "react", "react @a @b", "react @a @b @c --db @d",
-          "db add @a @b @c", "db list", "compare @a", "react @a @b --db @c --unknown",
-          "react @a @b --db @c --stages full,bogus", "react @a @b --db @c --shard 4/3",
-          "react @a @b --db @c --shard 0/3", "react @a @b --db @c --jobs 0",
-          "react @a @b --db @c --relax bogus", "react @a @b --db @c -d @x"}) {
+    for (const std::string arguments : {"",
+                                        "bogus",
+                                        "db",
+                                        "db bogus",
+                                        "react",
+                                        "react @a @b",
+                                        "react @a @b @c --db @d",
+                                        "db add @a @b @c",
+                                        "db list",
+                                        "compare @a",
+                                        "react @a @b --db @c --unknown",
+                                        "react @a @b --db @c --stages full,bogus",
+                                        "react @a @b --db @c --shard 4/3",
+                                        "react @a @b --db @c --shard 0/3",
+                                        "react @a @b --db @c --jobs 0",
+                                        "react @a @b --db @c --shard 1/-1",
+                                        "react @a @b --db @c --stages ''",
+                                        "react @a @b --db @c --timeout nan",
+                                        "react @a @b --db @c --timeout inf",
+                                        "react @a @b --db @c --timeout 0",
+                                        "react @a @b --db @c --relax 2",
+                                        "react @a @b --db @c --orders 1",
+                                        "db show @a x",
+                                        "react @a @b --db @c --relax bogus",
+                                        "react @a @b --db @c -d @x"}) {
         SCOPED_TRACE(arguments);
         const auto answer = run(arguments);
         EXPECT_EQ(answer.status, 2);
         EXPECT_EQ(answer.out, "");
         EXPECT_TRUE(answer.err.starts_with("saddlefit: ")) << answer.err;
         EXPECT_TRUE(contains(answer.err, "--help")) << answer.err;
+        EXPECT_LT(answer.err.size(), 150U) << answer.err;
     }
 }
 
@@ -384,7 +404,17 @@ TEST_F(CommandLine, WrittenBondsAreLegalAndPartialOnesAreListed) {
               "four\tC-C C-C C-C C-C\tno match\t4 constraints\t0 atoms frozen\tlengths\n");
 }
 
-// ---- the main road, on transition states of the example data ----------------------------------
+TEST_F(CommandLine, UntitledRecordsAreComparedByNumber) {
+    const std::vector<std::string> atoms{"C", "H", "H"};
+    const auto reactant = sdf("", atoms, {{1, 2, 1}, {1, 3, 1}});
+    write("r.sdf", reactant + reactant);
+    write("p.sdf", sdf("", atoms, {{1, 2, 1}}) + sdf("", atoms, {{1, 3, 1}}));
+    write("empty.db", "");
+    EXPECT_EQ(run("react @r.sdf @p.sdf --db @empty.db -o @o.sdf").status, 0);
+    const auto answer = run("compare @o.sdf @r.sdf");
+    EXPECT_EQ(answer.status, 0) << answer.err;
+    EXPECT_TRUE(contains(answer.out, "\nrecord 2 ")) << answer.out;
+}
 
 // ---- the main road, on transition states of the example data ----------------------------------
 
