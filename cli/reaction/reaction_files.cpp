@@ -151,7 +151,7 @@ std::vector<Position> ReactionReader::coordinatesOf(std::size_t index,
     return positionsIn(reactant);
 }
 
-Reaction ReactionReader::read(std::size_t index) const {
+Reaction ReactionReader::readChanges(std::size_t index) const {
     Reaction reaction;
     reaction.number = index + 1;
     reaction.reactant = structureOf(reactants_[index]);
@@ -162,13 +162,18 @@ Reaction ReactionReader::read(std::size_t index) const {
     reaction.changes = changedBonds(reaction.reactant, reaction.product);
     if (orders_ != Orders::drawn) reaction.changes = withoutRedrawnRings(reaction.changes);
     requireReaction(reaction);
+    reaction.transitions = deriveTransitions(reaction.changes);
+    return reaction;
+}
+
+Reaction ReactionReader::read(std::size_t index) const {
+    auto reaction = readChanges(index);
     reaction.coordinates = coordinatesOf(index, reaction);
     reaction.title = title(index);
     reaction.geometryTitle = reaction.title;
     if (start_ == Start::file) {
         reaction.geometryTitle = titleOr(structureOf(geometries_[index]).title, reaction.title);
     }
-    reaction.transitions = deriveTransitions(reaction.changes);
     reaction.warnings = warningsAbout(reaction);
     return reaction;
 }

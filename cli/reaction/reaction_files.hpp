@@ -59,6 +59,9 @@ public:
     // atoms differ, no bond changes, or so many that the atoms must be numbered differently.
     Reaction read(std::size_t index) const;
 
+    // The same without coordinates, titles and warnings: what the reaction is, at little cost.
+    Reaction readChanges(std::size_t index) const;
+
 private:
     std::vector<Position> coordinatesOf(std::size_t index, const Reaction &reaction) const;
     Start start_;
