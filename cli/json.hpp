@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include <cstdio>
+#include <string>
 
 namespace saddlefit::cli {
 
@@ -16,6 +17,11 @@ inline void printJson(const Json &object) {
     constexpr int indent = 2;
     const auto text = object.dump(indent, ' ', false, Json::error_handler_t::replace);
     std::printf("%s\n", text.c_str());
+}
+
+// What text becomes when it is printed so.
+inline std::string inUtf8(const std::string &text) {
+    return Json::parse(Json(text).dump(-1, ' ', false, Json::error_handler_t::replace));
 }
 
 // The same in a line of its own, for one of many.

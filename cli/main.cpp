@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
 #include <string>
 
 namespace saddlefit::cli {
@@ -57,6 +58,10 @@ int main(int argc, char **argv) {
         return flushed(parseAndRun(argc, argv));
     } catch (const UserError &error) {
         report(error);
+    } catch (const std::filesystem::filesystem_error &error) {
+        const auto path = error.path1().empty() ? "a file" : error.path1().string();
+        report(UserError(path + ": cannot be reached (" + error.code().message() +
+                         "); check the path and your rights"));
     } catch (const std::exception &error) {
         report(UserError(std::string("unexpected failure: ") + error.what()));
     }

@@ -2,6 +2,7 @@
 #include "cli/batch/batch.hpp"
 #include "cli/batch/progress.hpp"
 #include "cli/errors.hpp"
+#include "cli/files/output_file.hpp"
 #include "command_line.hpp"
 
 #include <cerrno>
@@ -25,10 +26,10 @@ std::string sdf(std::size_t item) {
            "\n\n$$$$\n";
 }
 std::string json(std::size_t item) {
-    return "{\"a\":[\"}\\n\"],\"record\":" + std::to_string(item) + "}\n";
+    return "{\"title\":\"title\",\"a\":[\"}\\n\"],\"record\":" + std::to_string(item) + "}\n";
 }
 std::string xyz(std::size_t item) {
-    return "2\nrecord=9 record=" + std::to_string(item) + " a=b\nH 0 0 0\nH 0 0 1\n";
+    return "2\ntitle record=9 record=" + std::to_string(item) + " a=b\nH 0 0 0\nH 0 0 1\n";
 }
 
 Delivery resultOf(std::size_t item) {
@@ -99,7 +100,7 @@ protected:
             std::iota(items.begin(), items.end(), last + 1);
             const auto result = runBatch(items, work, mishapOf, options, outputs.all());
             for (auto *output : outputs.all())
-                output->commit();
+                if (!result.interrupted) output->commit();
             if (!leavesNothing()) _exit(leftovers);
             if (result.done != items.size()) _exit(result.interrupted ? interruptedStatus : -1);
             _exit(static_cast<int>(result.failed));
@@ -194,12 +195,14 @@ TEST_F(BatchTest, InterruptLeavesCompletePiecesToGoOnFrom) {
     constexpr std::size_t count = 60;
     for (const int signal : {SIGINT, SIGTERM}) {
         SCOPED_TRACE(signal);
+        write("o.json", "of an earlier run");
         const auto run = start(Begin::anew, {2, 0}, count, slowResultOf);
         while (contents("o.json.part").size() < 200)
             std::this_thread::sleep_for(milliseconds(1));
         kill(run, signal);
         EXPECT_EQ(statusOf(run), interruptedStatus);
-        const auto text = contents("o.json");
+        EXPECT_EQ(contents("o.json"), "of an earlier run");
+        const auto text = contents("o.json.part");
         EXPECT_EQ(jsonLinePieces(text).back().end, text.size());
         EXPECT_LT(jsonLinePieces(text).back().item, count);
         EXPECT_GE(statusOf(start(Begin::resume, {2, 0}, count, slowResultOf)), 0);
@@ -266,7 +269,10 @@ TEST_F(BatchTest, ScannersFindCompletePiecesOfCutText) {
         const char *label;
         PieceScanner scanner;
         std::string (*piece)(std::size_t item);
-    } rows[] = {{"sdf", sdfPieces, sdf}, {"json", jsonLinePieces, json}, {"xyz", xyzPieces, xyz}};
+        const char *title = "title";
+    } rows[] = {{"sdf", sdfPieces, sdf},
+                {"json", jsonLinePieces, json},
+                {"xyz", xyzPieces, xyz, "title record=9"}};
     for (const auto &row : rows) {
         SCOPED_TRACE(row.label);
         const auto text = row.piece(4) + row.piece(17);
@@ -276,6 +282,7 @@ TEST_F(BatchTest, ScannersFindCompletePiecesOfCutText) {
             ASSERT_EQ(pieces.size(), (size >= first ? 1 : 0) + (size == text.size() ? 1 : 0));
             if (size < text.size()) continue;
             EXPECT_EQ(pieces[0].item, 4U);
+            EXPECT_EQ(pieces[0].title, row.title);
             EXPECT_EQ(pieces[0].end, first);
             EXPECT_EQ(pieces[1].item, 17U);
             EXPECT_EQ(pieces[1].end, text.size());
@@ -298,17 +305,28 @@ TEST_F(BatchTest, OtherFilesAreRefusedAndLeftAlone) {
                 {"negative", jsonLinePieces, "{\"record\":-1}\n"},
                 {"an array", jsonLinePieces, "[1]\n"},
                 {"text", xyzPieces, "hello\n"},
-                {"title without number", xyzPieces, "1\nmyrecord=1\nH 0 0 0\n"}};
+                {"title without number", xyzPieces, "1\nmyrecord=1\nH 0 0 0\n"},
+                {"another title, sdf", sdfPieces, sdf(1) + "other\n\n\n> <RECORD>\n2\n\n$$$$\n"},
+                {"another title, json", jsonLinePieces, "{\"record\":2,\"title\":\"other\"}\n"},
+                {"another title, xyz", xyzPieces, "1\nother record=1\nH 0 0 0\n"},
+                {"no such item", xyzPieces, xyz(9)}};
+    const auto titleOf = [](std::size_t item) {
+        return item < 9 ? std::optional<std::string>("title") : std::nullopt;
+    };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.label);
         write("foreign", row.text);
-        EXPECT_THROW(StreamedFile(file("foreign"), row.scanner, Begin::resume), UserError);
+        EXPECT_THROW(StreamedFile(file("foreign"), row.scanner, Begin::resume, titleOf), UserError);
         EXPECT_EQ(contents("foreign"), row.text);
         EXPECT_FALSE(std::filesystem::exists(file("foreign.part")));
     }
+    write("ours", sdf(1) + sdf(2));
+    EXPECT_EQ(StreamedFile(file("ours"), sdfPieces, Begin::resume, titleOf).lastItem(), 2U);
 }
 
 TEST_F(BatchTest, StreamedFileReplacesItsTargetAtTheEnd) {
+    const OutputFile unwritten(file("db"));
+    EXPECT_FALSE(std::filesystem::exists(unwritten.path())) << "what is killed now leaves nothing";
     write("o.json", json(1));
     write("o.json.part", json(7));
     { const StreamedFile empty(file("o.json"), jsonLinePieces, Begin::anew); }

@@ -179,6 +179,7 @@ TEST_F(Upkeep, SalvageNeedsARecordAndANewFile) {
     EXPECT_EQ(contents("out.db"), "stood here before");
     write("a.db", "no database at all");
     EXPECT_TRUE(contains(db("salvage a.db new.db").err, "a.db: no record can be read"));
+    EXPECT_TRUE(contains(db("check a.db").err, "it seems to be no reaction database"));
     EXPECT_EQ(contents("new.db"), "");
 }
 

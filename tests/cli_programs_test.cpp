@@ -87,10 +87,12 @@ TEST(ConstraintFile, HasEachProgramsOwnWordsAndNumbers) {
     auto molecule = enolWithFixedAtoms();
     molecule.charge = -1;
     molecule.unpaired = 1;
+    molecule.stem = "0007-enol";
     molecule.constraints.push_back(dihedral(4, 0, 1, 2, -170.0));
     const Fixture fixtures[] = {
         {"xtb",
-         {"# enol _1 __x__\n", "$chrg -1\n$spin 1\n", "$constrain\n  force constant=5.0\n",
+         {"# enol _1 __x__\n", "--namespace 0007-enol\n", "$chrg -1\n$spin 1\n",
+          "$constrain\n  force constant=5.0\n",
           "  distance: 3, 4, 1.450000\n  distance: 1, 4, 1.400000\n  angle: 1, 2, 3, 108.000000\n"
           "  dihedral: 5, 1, 2, 3, -170.000000\n",
           "  atoms: 2,7\n$end\n"}},
@@ -110,10 +112,12 @@ TEST(ConstraintFile, HasEachProgramsOwnWordsAndNumbers) {
           "  2 xyz\n  7 xyz\n", "reference uhf"}},
         {"nwchem",
          {"charge -1\n", "noautoz\n", "  spring bond 3 4 5.0 2.740103\n",
-          "  spring dihedral 5 1 2 3 1.0 -170.0000\n  fix atom 2 7\n", "  nopen 1\n"}},
+          "  spring dihedral 5 1 2 3 1.0 -170.0000\n  fix atom 2 7\n", "  nopen 1\n",
+          "start 0007-enol\n", "xyz 0007-enol\n"}},
         {"ase",
          {"    ((2, 3), 1.450000),\n", "    ((4, 0, 1, 2), -170.000000),\n", "indices=[1, 6]",
-          "charge=-1, scf={\"uhf\": None, \"nopen\": 1}"}},
+          "charge=-1, scf={\"uhf\": None, \"nopen\": 1}", "trajectory=\"0007-enol.traj\"",
+          "write(\"0007-enol.xyz\"", "label=\"0007-enol\""}},
     };
     for (const auto &[program, parts] : fixtures) {
         const auto text = constraintFile(program, molecule);
@@ -136,14 +140,24 @@ TEST(ConstraintFile, RefusesWhatNoProgramCanHold) {
     EXPECT_THROW(constraintFile("abacus", enol()), UserError);
 }
 
-TEST(Targets, AreMetFromFarAwayWithFixedAtomsAtRest) {
+TEST(Targets, AreMetNearbyWithFixedAtomsAtRestOrNotAtAll) {
     auto molecule = enolWithFixedAtoms();
     molecule.constraints.resize(3);
-    molecule.constraints.push_back(dihedral(4, 0, 1, 2, 179.0));
-    molecule.atoms[3].position = {3.0, 2.0, 1.0};
+    molecule.constraints.push_back(dihedral(4, 0, 1, 2, -65.0));
+    molecule.atoms[3].position.y += 0.2;
     const auto atoms = atomsOnTarget(molecule);
     expectOnTarget(molecule, atoms, 1e-5, 1e-3);
     EXPECT_NEAR(deviationOf(molecule.constraints[3], atoms), 0.0, 1e-3);
+
+    auto far = molecule, contradiction = molecule;
+    far.constraints[0].value = 3.5;
+    contradiction.constraints.push_back(distance(0, 2, 4.0)); // by way of 3 it is 2.85 at most
+    for (const auto &unmet : {far, contradiction}) {
+        const auto given = atomsOnTarget(unmet);
+        for (std::size_t i = 0; i < given.size(); ++i)
+            EXPECT_EQ(distanceBetween(given[i].position, unmet.atoms[i].position), 0.0) << i;
+        EXPECT_TRUE(contains(constraintFile("psi4", unmet), "off their targets"));
+    }
 }
 
 // ---- processes --------------------------------------------------------------------------------

@@ -17,6 +17,8 @@
 #include <cmath>
 #include <map>
 #include <numbers>
+#include <optional>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -498,6 +500,85 @@ TEST_F(React, WritesInputsForProgramsByNumberAndTitle) {
     for (const std::string part : {"{ C 1 C }", "{ C 4 C }", "* xyz 0 1\n"})
         EXPECT_TRUE(contains(enol, part)) << enol;
     EXPECT_FALSE(contains(enol, "{ C 0 C }")) << "atom 1 is not frozen";
+}
+
+TEST_F(React, NamesOutOfADatabaseBreakNoOutput) {
+    write("parents.db",
+          replacedOnce(contents("parents.db"), "enol-vinylalcohol", "$$$$\n\x1b[1m\x7fhostile"));
+    const auto answer = react("-o o.sdf --xyz o.xyz --json o.jsonl -v");
+    EXPECT_EQ(std::count(answer.out.begin(), answer.out.end(), '\n'), 3);
+    EXPECT_EQ(readRecords(file("o.sdf")).size(), 3U);
+    EXPECT_EQ(readRecords(file("o.xyz")).size(), 3U);
+    EXPECT_TRUE(contains(contents("o.sdf"), "> <MATCH>\n?$$$??[1m?hostile\n\n"));
+    EXPECT_EQ(objectsIn(contents("o.jsonl")).at(3).at("match"), "$$$$??[1m?hostile");
+    for (const auto &text : {answer.out, answer.err, contents("o.sdf"), contents("o.jsonl")})
+        EXPECT_EQ(text.find_first_of("\x1b\x7f"), std::string::npos) << text;
+}
+
+TEST_F(React, ALostReaderEndsTheRunAndLeavesNothingInTheWay) {
+    fs::create_directory(file("tmp"));
+    write("o.sdf", "of an earlier run");
+    const std::string react = SADDLEFIT_CLI " react r.sdf p.sdf --db parents.db ";
+    run("--version > version; (TMPDIR=$PWD/tmp " + react +
+        "-o o.sdf 2> err; echo $? > status) | exec true <&-; while ! [ -s status ]; do sleep 0.1; "
+        "done");
+    EXPECT_EQ(contents("status"), "1\n");
+    EXPECT_TRUE(contains(contents("err"), "standard output cannot be written")) << contents("err");
+    EXPECT_TRUE(fs::is_empty(file("tmp")));
+    EXPECT_EQ(contents("o.sdf"), "of an earlier run");
+
+    EXPECT_TRUE(contains(run("react r.sdf p.sdf --db parents.db --json /dev/stdout | cat").out,
+                         "{\"record\":2,"))
+        << "a pipe is no file";
+    const auto lost = run("--version > version; TMPDIR=$PWD/nowhere " + react);
+    EXPECT_TRUE(contains(lost.err, "nowhere/saddlefit-")) << lost.err;
+}
+
+// A line "C 0.0 0.0 0.0", or "0.0 0.0 0.0 C" as xtb has it.
+std::optional<Position> atomIn(const std::string &line) {
+    std::istringstream behind(line), before(line);
+    Position at;
+    std::string symbol, rest;
+    if (behind >> symbol >> at.x >> at.y >> at.z && symbol.size() <= 2) return at;
+    if (before >> at.x >> at.y >> at.z >> symbol && !(before >> rest)) return at;
+    return std::nullopt;
+}
+
+TEST_F(React, InputsForProgramsHoldNothingThatTheStructureContradicts) {
+    const std::string all = SADDLEFIT_DATA "/", parents = all + "parents_";
+    run("db add --force all.db " + parents + "reactants.sdf " + parents + "products.sdf " +
+        parents + "ts.sdf");
+    const auto queries = all + "queries_reactants.sdf " + all + "queries_products.sdf";
+    for (const std::string program : {"xtb", "orca", "gaussian", "psi4", "nwchem", "ase"}) {
+        SCOPED_TRACE(program);
+        const auto folder = " -d " + program + " --constraints " + program;
+        ASSERT_EQ(run("react " + queries + " --db all.db -o o.sdf" + folder).status, 0);
+        const auto records = readRecords(file("o.sdf"));
+        std::vector<fs::path> inputs;
+        for (const auto &entry : fs::directory_iterator(file(program)))
+            inputs.push_back(entry.path());
+        std::sort(inputs.begin(), inputs.end());
+        ASSERT_EQ(inputs.size(), records.size());
+        for (std::size_t i = 0; i < inputs.size(); ++i) {
+            const auto text = contentsOf(inputs[i]);
+            SCOPED_TRACE(text);
+            std::vector<Position> atoms;
+            std::istringstream lines(text);
+            for (std::string line; std::getline(lines, line);)
+                if (const auto at = atomIn(line)) atoms.push_back(*at);
+            const auto &written = structureOf(records[i]);
+            ASSERT_EQ(atoms.size(), written.atoms.size());
+            for (const auto &[a, b, type] : written.bonds) {
+                const auto first = static_cast<std::size_t>(a), last = static_cast<std::size_t>(b);
+                const double length =
+                    distanceBetween(written.atoms[first].position, written.atoms[last].position);
+                EXPECT_NEAR(distanceBetween(atoms[first], atoms[last]), length, length / 5);
+            }
+            const std::regex angle("angle: |\\{ A|\nA |frozen_bend|  angle |  spring |"
+                                   "\\(\\([0-9]+, [0-9]+, [0-9]+\\)");
+            EXPECT_FALSE(std::regex_search(text, angle)) << "none holds an angle";
+        }
+    }
 }
 
 } // namespace

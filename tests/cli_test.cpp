@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -125,22 +126,45 @@ protected:
     const std::string asTheyStand = "--orders drawn --start reactant --relax none";
 };
 
+const std::string parentsOf = "%b3lyp/parents_reactants.sdf %b3lyp/parents_products.sdf";
+const std::string queriesOf = "%b3lyp/queries_reactants.sdf %b3lyp/queries_products.sdf";
+
 const std::string methane = sdf("x", {"C", "H", "H"}, {{1, 2, 1}, {1, 3, 1}});
 const std::string carbene = sdf("x", {"C", "H", "H"}, {{2, 3, 1}});
 
 TEST_F(CommandLine, WrongUsageEndsWithStatusTwo) {
-    for (const std::string arguments :
-         {"", "bogus", "db", "db bogus", "react", "react @a @b", "react @a @b @c --db @d",
-          "db add @a @b @c", "db list", "compare @a", "react @a @b --db @c --unknown",
-          "react @a @b --db @c --stages full,bogus", "react @a @b --db @c --shard 4/3",
-          "react @a @b --db @c --shard 0/3", "react @a @b --db @c --jobs 0",
-          "react @a @b --db @c --relax bogus", "react @a @b --db @c -d @x"}) {
+    for (const std::string arguments : {"",
+                                        "bogus",
+                                        "db",
+                                        "db bogus",
+                                        "react",
+                                        "react @a @b",
+                                        "react @a @b @c --db @d",
+                                        "db add @a @b @c",
+                                        "db list",
+                                        "compare @a",
+                                        "react @a @b --db @c --unknown",
+                                        "react @a @b --db @c --stages full,bogus",
+                                        "react @a @b --db @c --shard 4/3",
+                                        "react @a @b --db @c --shard 0/3",
+                                        "react @a @b --db @c --jobs 0",
+                                        "react @a @b --db @c --shard 1/-1",
+                                        "react @a @b --db @c --stages ''",
+                                        "react @a @b --db @c --timeout nan",
+                                        "react @a @b --db @c --timeout inf",
+                                        "react @a @b --db @c --timeout 0",
+                                        "react @a @b --db @c --relax 2",
+                                        "react @a @b --db @c --orders 1",
+                                        "db show @a x",
+                                        "react @a @b --db @c --relax bogus",
+                                        "react @a @b --db @c -d @x"}) {
         SCOPED_TRACE(arguments);
         const auto answer = run(arguments);
         EXPECT_EQ(answer.status, 2);
         EXPECT_EQ(answer.out, "");
         EXPECT_TRUE(answer.err.starts_with("saddlefit: ")) << answer.err;
         EXPECT_TRUE(contains(answer.err, "--help")) << answer.err;
+        EXPECT_LT(answer.err.size(), 150U) << answer.err;
     }
 }
 
@@ -159,7 +183,8 @@ TEST_F(CommandLine, HelpShowsAnExampleForEachCommand) {
 }
 
 TEST_F(CommandLine, ErrorsNameFileRecordAndFault) {
-    write("empty.db", "");
+    run("db add --force @some.db " + parentsOf + " %b3lyp/parents_ts.sdf");
+    const auto database = contents("some.db");
     write("r.sdf", methane);
     write("p.sdf", carbene);
     write("none.sdf", "");
@@ -173,7 +198,10 @@ TEST_F(CommandLine, ErrorsNameFileRecordAndFault) {
     write("unknown.sdf", replaced(carbene, " C   0", " Qq  0"));
     write("text.sdf", "one\ntwo\nthree\nfour\nfive\n");
     write("short.xyz", "3\nx\nC 0 0 0\nH 1 0 0\n");
-    write("x.smi", "C([H])[H] x\n");
+    write("x.smi", "[C:1]([H:2])[H:3] x\n");
+    write("implicit.smi", "[CH:1][H:2] x\n");
+    write("unmapped.smi", "[C:1]([H:2])[H] x\n");
+    write("twice.smi", "[C:1]([H:2])[H:2] x\n");
     write("x.unheard", methane);
     struct Row {
         const char *products;
@@ -195,17 +223,24 @@ TEST_F(CommandLine, ErrorsNameFileRecordAndFault) {
         {"@short.xyz", {"short.xyz, record 1 (x): the record is broken"}},
         {"@r.sdf", {"r.sdf, record 1 (x): no bond differs"}},
         {"@p.sdf --start @x.smi", {"x.smi, record 1 (x): the record has no coordinates"}},
+        {"@implicit.smi", {"implicit.smi, record 1 (x): hydrogens are not written at C1;"}},
+        {"@unmapped.smi", {"unmapped.smi, record 1 (x): the map numbers are not 1, 2, 3"}},
+        {"@twice.smi", {"twice.smi, record 1 (x): the map numbers are not 1, 2, 3"}},
+        {"@p.sdf --uhf 1", {"r.sdf, record 1 (x): a charge of 0 leaves 8 electrons, of which 1"}},
+        {"@p.sdf --uhf 10", {"r.sdf, record 1 (x): a charge of 0 leaves 8 electrons, of which 10"}},
+        {"@p.sdf --charge 9", {"r.sdf, record 1 (x): a charge of 9 leaves -1 electrons"}},
+        {"@p.sdf --timeout 1e-9", {"r.sdf, record 1 (x): took longer than 1e-09 s"}},
         {"@p.sdf --db @missing.db", {"missing.db: the database cannot be opened", "db add"}},
         {"@p.sdf --db @r.sdf", {"r.sdf: this is no reaction database"}},
         {"@p.sdf -o @nowhere/o.sdf", {"nowhere/o.sdf: cannot be written"}},
-        {"@p.sdf -o @empty.db", {"empty.db: this is the database"}},
+        {"@p.sdf -o @some.db", {"some.db: this is the database"}},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.products);
         const std::string products = row.products;
         const bool namesDatabase = contains(products, "--db");
         const auto answer =
-            run("react @r.sdf " + products + (namesDatabase ? "" : " --db @empty.db"));
+            run("react @r.sdf " + products + (namesDatabase ? "" : " --db @some.db"));
         EXPECT_EQ(answer.status, 1);
         EXPECT_EQ(answer.out, "");
         EXPECT_EQ(linesOf(answer.err).size(), 1U) << answer.err;
@@ -213,7 +248,60 @@ TEST_F(CommandLine, ErrorsNameFileRecordAndFault) {
             EXPECT_TRUE(contains(answer.err, part)) << answer.err;
         }
     }
-    EXPECT_EQ(contents("empty.db"), "");
+    EXPECT_TRUE(contents("some.db") == database);
+}
+
+std::string withMaps(const std::string &text, const std::vector<int> &numbers) {
+    auto lines = linesOf(text);
+    for (std::size_t i = 0; i < numbers.size(); ++i)
+        lines.at(4 + i) += "  0  0  0  0  0  0  0" + columns("%3d", numbers[i]);
+    std::string mapped;
+    for (const auto &line : lines)
+        mapped += line + "\n";
+    return mapped;
+}
+
+TEST_F(CommandLine, MapNumbersMayNotContradictTheOrderOfTheAtoms) {
+    write("empty.db", "");
+    write("r.sdf", withMaps(methane, {1, 2, 3}));
+    for (const auto &[numbers, status] : {std::pair{std::vector{1, 3, 2}, 1},
+                                          {std::vector{1, 2, 3}, 0},
+                                          {std::vector{1, 3, 0}, 0}}) {
+        write("p.sdf", withMaps(carbene, numbers));
+        const auto answer = run("react @r.sdf @p.sdf --db @empty.db");
+        EXPECT_EQ(answer.status, status);
+        EXPECT_EQ(contains(answer.err, "p.sdf, record 1 (x): by the map numbers H2 of the reactant "
+                                       "is H3"),
+                  status == 1)
+            << answer.err;
+    }
+}
+
+TEST_F(CommandLine, DoubtfulRecordsAreWarnedOfOnce) {
+    write("empty.db", "");
+    const std::vector<std::string> ethane{"C", "C", "O"}, heavy{"C", "C", "D"};
+    const auto charged =
+        replaced(sdf("x", ethane, {{2, 3, 1}}), "M  END", "M  CHG  1   3  -1\nM  END");
+    struct Row {
+        std::string reactant, product;
+        const char *warning;
+    };
+    for (const auto &[reactant, product, warning] :
+         {Row{sdf("x", ethane, {{1, 2, 1}}), sdf("x", ethane, {{2, 3, 1}}),
+              "no carbon has a hydrogen"},
+          Row{sdf("x", heavy, {{1, 3, 1}}), sdf("x", heavy, {{2, 3, 1}}), "isotopes are not kept"},
+          Row{sdf("x", ethane, {{1, 2, 1}}), charged,
+              "add up to 0 in the reactant and to -1 in"}}) {
+        SCOPED_TRACE(warning);
+        write("r.sdf", reactant);
+        write("p.sdf", product);
+        const auto answer = run("react @r.sdf @p.sdf --db @empty.db");
+        EXPECT_EQ(answer.status, 0);
+        const auto at = answer.err.find(warning);
+        EXPECT_TRUE(contains(answer.err, "r.sdf, record 1 (x): warning: ")) << answer.err;
+        EXPECT_NE(at, std::string::npos) << answer.err;
+        EXPECT_EQ(answer.err.find(warning, at + 1), std::string::npos) << answer.err;
+    }
 }
 
 TEST_F(CommandLine, OneBadRecordDoesNotStopTheOthers) {
@@ -291,32 +379,44 @@ TEST_F(CommandLine, DrawnFormsOfAnAromaticRingAreNoChange) {
         write("p.sdf", benzene(types, true));
         EXPECT_TRUE(contains(run("react @r.sdf @p.sdf --db @empty.db").err, "no bond differs"));
         write("p.sdf", benzene(types, false));
-        EXPECT_EQ(run("react @r.sdf @p.sdf --db @empty.db --relax none -o @o.sdf").err, "");
+        const auto answer = run("react @r.sdf @p.sdf --db @empty.db --relax none -o @o.sdf");
+        EXPECT_EQ(linesOf(answer.err).size(), 1U) << answer.err;
+        EXPECT_TRUE(contains(answer.err, "empty.db: warning: the database holds no records"));
         EXPECT_EQ(records(file("o.sdf")).at(0).field("TRANSITIONS"), "1 7 0 0\n");
     }
 }
 
 TEST_F(CommandLine, WrittenBondsAreLegalAndPartialOnesAreListed) {
     const auto answer =
-        reactFour({{1, 2, 1}, {2, 3, 2}, {3, 4, 3}}, {{1, 3, 1}, {2, 3, 3}, {3, 4, 3}});
+        reactFour({{1, 2, 1}, {2, 3, 2}, {3, 4, 1}}, {{1, 3, 1}, {2, 3, 1}, {3, 4, 2}});
     ASSERT_EQ(answer.status, 0) << answer.err;
     const auto record = records(file("o.sdf")).at(0);
     EXPECT_EQ(record.atomCount(), 4U);
     ASSERT_EQ(record.bondCount(), 2U) << "1-2 breaks and 1-3 forms: order 0";
-    EXPECT_EQ(record.bond(0).substr(0, 9), "  2  3  2") << "rising from double, it stays double";
-    EXPECT_EQ(record.bond(1).substr(0, 9), "  3  4  3");
+    EXPECT_EQ(record.bond(0).substr(0, 9), "  2  3  2") << "half-way to single, it stays double";
+    EXPECT_EQ(record.bond(1).substr(0, 9), "  3  4  1");
     EXPECT_EQ(record.bond(2), "M  END");
     EXPECT_EQ(record.field("PARTIAL_BONDS"), "1 2\n1 3\n");
-    EXPECT_EQ(record.field("CHANGED_BONDS"), "1 2 1 0\n1 3 0 1\n2 3 2 3\n");
+    EXPECT_EQ(record.field("CHANGED_BONDS"), "1 2 1 0\n1 3 0 1\n2 3 2 1\n3 4 1 2\n");
     EXPECT_EQ(record.field("OUTCOME"), "none\n");
-    EXPECT_EQ(linesOf(record.field("CONSTRAINTS")).size(), 3U);
-    EXPECT_EQ(answer.out, "four\tC-C C-C C-C\tno match\t3 constraints\t0 atoms frozen\tlengths\n");
+    EXPECT_EQ(linesOf(record.field("CONSTRAINTS")).size(), 4U);
+    EXPECT_EQ(answer.out,
+              "four\tC-C C-C C-C C-C\tno match\t4 constraints\t0 atoms frozen\tlengths\n");
+}
+
+TEST_F(CommandLine, UntitledRecordsAreComparedByNumber) {
+    const std::vector<std::string> atoms{"C", "H", "H"};
+    const auto reactant = sdf("", atoms, {{1, 2, 1}, {1, 3, 1}});
+    write("r.sdf", reactant + reactant);
+    write("p.sdf", sdf("", atoms, {{1, 2, 1}}) + sdf("", atoms, {{1, 3, 1}}));
+    write("empty.db", "");
+    EXPECT_EQ(run("react @r.sdf @p.sdf --db @empty.db -o @o.sdf").status, 0);
+    const auto answer = run("compare @o.sdf @r.sdf");
+    EXPECT_EQ(answer.status, 0) << answer.err;
+    EXPECT_TRUE(contains(answer.out, "\nrecord 2 ")) << answer.out;
 }
 
 // ---- the main road, on transition states of the example data ----------------------------------
-
-const std::string parentsOf = "%b3lyp/parents_reactants.sdf %b3lyp/parents_products.sdf";
-const std::string queriesOf = "%b3lyp/queries_reactants.sdf %b3lyp/queries_products.sdf";
 
 class WithParents : public CommandLine {
 protected:

@@ -3,11 +3,15 @@
 #include "cli/batch/interrupt.hpp"
 #include "cli/batch/progress.hpp"
 #include "cli/batch/worker.hpp"
+#include "cli/errors.hpp"
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <map>
 #include <memory>
 #include <optional>
@@ -50,6 +54,7 @@ public:
           bar_(items.size()) {}
 
     BatchResult run() {
+        std::signal(SIGPIPE, SIG_IGN); // from here on: temporary files are to be removed
         const InterruptWatch watch;
         while (result_.done < items_.size() && !watch.interrupted()) {
             handOut();
@@ -156,14 +161,21 @@ private:
             outputs_[i]->append(delivery.pieces[i]);
         const bool lineIsSeen = !delivery.line.empty() && isatty(STDOUT_FILENO) == 1;
         if (lineIsSeen || !delivery.messages.empty()) bar_.erase();
-        print(delivery.line, stdout);
+        if (!print(delivery.line, stdout)) failPrinting();
         print(delivery.messages, stderr);
     }
 
-    static void print(const std::string &text, std::FILE *stream) {
-        if (text.empty()) return;
-        std::fwrite(text.data(), 1, text.size(), stream);
-        std::fflush(stream);
+    static bool print(const std::string &text, std::FILE *stream) {
+        if (text.empty()) return true;
+        const bool written = std::fwrite(text.data(), 1, text.size(), stream) == text.size();
+        return std::fflush(stream) == 0 && written;
+    }
+
+    // Nobody reads any more, or there is no room: hours of work would go nowhere.
+    [[noreturn]] void failPrinting() const {
+        throw UserError("standard output cannot be written (" + std::string(std::strerror(errno)) +
+                        "); ended after " + std::to_string(result_.done + 1) + " of " +
+                        std::to_string(items_.size()));
     }
 
     const std::vector<std::size_t> &items_;

@@ -36,9 +36,10 @@ struct BatchResult {
 // it has come.
 //
 // At the first SIGINT or SIGTERM the workers are ended; what was written by then is whole. The
-// caller commits the files, and may go on behind resumeAfter() another time.
+// caller leaves the files unfinished, and may go on behind resumeAfter() another time.
 //
-// Throws UserError if a file cannot be written or no process can be started.
+// Throws UserError if a file or standard output cannot be written, or no process can be started.
+// SIGPIPE is ignored from then on.
 BatchResult runBatch(const std::vector<std::size_t> &items, const Work &work, const Mishap &mishap,
                      const BatchOptions &options, const std::vector<StreamedFile *> &outputs);
 

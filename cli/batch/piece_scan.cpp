@@ -55,32 +55,38 @@ bool headsRecordField(std::string_view line) {
     return line.starts_with('>') && line.find("<RECORD>") != std::string_view::npos;
 }
 
-std::size_t jsonRecord(std::string_view line) {
+Piece jsonPiece(std::string_view line, std::size_t end) {
+    Piece piece{0, end, {}};
     const auto object = nlohmann::json::parse(line, nullptr, false);
-    if (!object.is_object()) return 0;
-    const auto record = object.find("record");
-    return record != object.end() && record->is_number_unsigned() ? record->get<std::size_t>() : 0;
+    if (!object.is_object()) return piece;
+    const auto record = object.find("record"), title = object.find("title");
+    if (record != object.end() && record->is_number_unsigned()) record->get_to(piece.item);
+    if (title != object.end() && title->is_string()) title->get_to(piece.title);
+    return piece;
 }
 
-std::size_t titleRecord(std::string_view title) {
-    constexpr std::string_view key = "record=";
-    std::size_t item = 0;
-    for (auto word = nextWord(title); !word.empty(); word = nextWord(title)) {
-        if (word.starts_with(key)) item = numberIn(word.substr(key.size())).value_or(0);
-    }
-    return item;
+Piece xyzPiece(std::string_view titleLine) {
+    constexpr std::string_view key = " record=";
+    const auto at = titleLine.rfind(key);
+    if (at == std::string_view::npos) return {0, 0, {}};
+    auto rest = titleLine.substr(at + key.size());
+    return {numberIn(nextWord(rest)).value_or(0), 0, std::string(titleLine.substr(0, at))};
 }
 
 } // namespace
 
 std::vector<Piece> sdfPieces(std::string_view text) {
     std::vector<Piece> pieces;
-    std::size_t item = 0;
-    bool numberFollows = false;
+    Piece piece{0, 0, {}};
+    bool begins = true, numberFollows = false;
     for (CompleteLines lines(text); const auto line = lines.next();) {
-        if (line->starts_with("$$$$")) pieces.push_back({std::exchange(item, 0), lines.offset()});
-        if (numberFollows && item == 0) item = onlyNumberIn(*line).value_or(0);
+        if (std::exchange(begins, false)) piece.title = *line;
+        if (numberFollows && piece.item == 0) piece.item = onlyNumberIn(*line).value_or(0);
         numberFollows = headsRecordField(*line);
+        if (!line->starts_with("$$$$")) continue;
+        piece.end = lines.offset();
+        pieces.push_back(std::exchange(piece, {0, 0, {}}));
+        begins = true;
     }
     return pieces;
 }
@@ -88,7 +94,7 @@ std::vector<Piece> sdfPieces(std::string_view text) {
 std::vector<Piece> jsonLinePieces(std::string_view text) {
     std::vector<Piece> pieces;
     for (CompleteLines lines(text); const auto line = lines.next();)
-        pieces.push_back({jsonRecord(*line), lines.offset()});
+        pieces.push_back(jsonPiece(*line, lines.offset()));
     return pieces;
 }
 
@@ -97,14 +103,16 @@ std::vector<Piece> xyzPieces(std::string_view text) {
     for (CompleteLines lines(text); const auto first = lines.next();) {
         const auto count = onlyNumberIn(*first);
         if (!count) { // no XYZ file, so there are no further ends to be found
-            pieces.push_back({0, lines.offset()});
+            pieces.push_back({0, lines.offset(), {}});
             break;
         }
         auto line = lines.next();
-        const auto item = line ? titleRecord(*line) : 0;
+        auto piece = xyzPiece(line.value_or(""));
         for (std::size_t atom = 0; line && atom < *count; ++atom)
             line = lines.next();
-        if (line) pieces.push_back({item, lines.offset()});
+        if (!line) break;
+        piece.end = lines.offset();
+        pieces.push_back(std::move(piece));
     }
     return pieces;
 }

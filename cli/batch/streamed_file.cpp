@@ -33,7 +33,8 @@ constexpr mode_t ownersUmaskDecides = 0666;
 std::optional<std::string> textOf(const std::string &path) {
     std::ifstream file(path, std::ios::binary);
     if (!file) {
-        if (!fs::exists(path)) return std::nullopt;
+        std::error_code error;
+        if (!fs::exists(path, error) && !error) return std::nullopt;
         throw UserError(path + ": cannot be read; check your rights, or run without resuming");
     }
     std::ostringstream text;
@@ -41,12 +42,23 @@ std::optional<std::string> textOf(const std::string &path) {
     return std::move(text).str();
 }
 
-void requireOurs(const std::string &path, const std::vector<Piece> &pieces) {
+void requireTitle(const std::string &path, const Piece &piece,
+                  const std::optional<std::string> &title) {
+    if (title == piece.title) return;
+    throw UserError(path + ": record " + std::to_string(piece.item) + " is \"" + piece.title +
+                    "\" there, but the inputs have " +
+                    (title ? "\"" + *title + "\" in its place" : "no such record") +
+                    "; go on with the inputs that it was begun with, or run without --resume");
+}
+
+void requireOurs(const std::string &path, const std::vector<Piece> &pieces,
+                 const TitleOf &titleOf) {
     for (std::size_t last = 0; const auto &piece : pieces) {
         if (piece.item <= last) {
             throw UserError(path + ": was not written by this command, for its records do not bear "
                                    "ascending numbers; choose another output");
         }
+        if (titleOf) requireTitle(path, piece, titleOf(piece.item));
         last = piece.item;
     }
 }
@@ -65,9 +77,11 @@ bool lock(int file) {
 
 } // namespace
 
-StreamedFile::StreamedFile(const std::string &target, PieceScanner scanner, Begin begin)
+StreamedFile::StreamedFile(const std::string &target, PieceScanner scanner, Begin begin,
+                           const TitleOf &titleOf)
     : target_(resolvedTarget(target)), path_(target_) {
-    if (fs::is_directory(target_)) failWriting(target, "it is a folder");
+    std::error_code error;
+    if (fs::is_directory(target_, error)) failWriting(target, "it is a folder");
     if (!isReplaceable(target_)) {
         open();
         return;
@@ -75,12 +89,12 @@ StreamedFile::StreamedFile(const std::string &target, PieceScanner scanner, Begi
     path_ += ".part";
     // Looked at before there is an unfinished file, which would take precedence from then on.
     std::optional<std::string> finished;
-    if (begin == Begin::resume && !fs::exists(path_)) finished = textOf(target_);
-    if (finished) requireOurs(target_, scanner(*finished));
+    if (begin == Begin::resume && !fs::exists(path_, error)) finished = textOf(target_);
+    if (finished) requireOurs(target_, scanner(*finished), titleOf);
     open();
     if (finished) append(*finished);
     if (begin == Begin::resume) pieces_ = scanner(textOf(path_).value_or(""));
-    requireOurs(path_, pieces_);
+    requireOurs(path_, pieces_, titleOf);
     cutAt(pieces_.empty() ? 0 : pieces_.back().end);
 }
 

@@ -6,6 +6,8 @@
 #include "cli/files/descriptor.hpp"
 
 #include <cstddef>
+#include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,6 +20,9 @@ enum class Begin {
     resume // with the complete pieces of that one, or else of the target
 };
 
+// What the pieces of an item are titled in a file; nothing if there is no such item.
+using TitleOf = std::function<std::optional<std::string>(std::size_t item)>;
+
 // Pieces are appended to the file TARGET.part, which commit() renames over the target, unless there
 // are none to put in the place of what is there. Until then
 // the target stays as it was, and if there is no commit() the unfinished file stays beside it. A
@@ -26,8 +31,10 @@ enum class Begin {
 class StreamedFile {
 public:
     // Throws UserError if the file cannot be made or read, if another run has it open, and if a
-    // file to resume holds something else than numbered pieces in ascending order.
-    StreamedFile(const std::string &target, PieceScanner scanner, Begin begin);
+    // file to resume holds something else than numbered pieces in ascending order, or pieces of
+    // other titles than `titleOf` gives, where it is given.
+    StreamedFile(const std::string &target, PieceScanner scanner, Begin begin,
+                 const TitleOf &titleOf = {});
     ~StreamedFile();
     StreamedFile(const StreamedFile &) = delete;
     StreamedFile &operator=(const StreamedFile &) = delete;

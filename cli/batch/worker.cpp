@@ -24,8 +24,7 @@ namespace {
                     "); ask for fewer jobs or end other programs");
 }
 
-// A socket is written with MSG_NOSIGNAL: SIGPIPE is to end the program only where standard output
-// has lost its reader.
+// With MSG_NOSIGNAL, for a peer that has died is no reason to die.
 bool sendAll(int socket, std::string_view bytes) {
     while (!bytes.empty()) {
         const auto count = send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
@@ -47,6 +46,7 @@ ssize_t receive(int socket, void *buffer, std::size_t size, int flags) {
 void keepSignalsToParent() {
     std::signal(SIGINT, SIG_IGN);
     std::signal(SIGTERM, SIG_DFL);
+    std::signal(SIGPIPE, SIG_DFL); // as programs that it starts expect
 }
 
 // The parent may have died before the kernel was told to look.

@@ -55,10 +55,6 @@ Database openDatabase(const std::string &path) {
     return database;
 }
 
-void requireDatabase(const std::string &path) {
-    openDatabase(path);
-}
-
 void requirePosition(const Database &database, std::size_t position) {
     const auto count = database.records.size();
     if (position < count) return;

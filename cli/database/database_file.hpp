@@ -8,10 +8,6 @@
 
 namespace saddlefit::cli {
 
-// Throws UserError unless the file exists, can be read, and is laid out as a reaction database:
-// the library itself takes a file that it cannot read for an empty one.
-void requireDatabase(const std::string &path);
-
 // All bytes of a file that may be a database; throws UserError if it cannot be read.
 std::string databaseBytes(const std::string &path);
 
@@ -22,7 +18,8 @@ struct Database {
     std::vector<Block> records; // the blocks in use; the index is the position
 };
 
-// As requireDatabase().
+// Throws UserError unless the file exists, can be read, and is laid out as a reaction database:
+// the library itself takes a file that it cannot read for an empty one.
 Database openDatabase(const std::string &path);
 
 // Throws UserError if there is no record at the position.

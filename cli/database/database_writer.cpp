@@ -42,7 +42,8 @@ std::optional<std::string> recordBytes(Molecule &mol, const std::string &name) {
 }
 
 DatabaseWriter::DatabaseWriter(const std::string &path) : path_(path) {
-    if (!std::filesystem::exists(path)) return;
+    std::error_code error; // of a folder that cannot be entered: the file in it cannot be opened
+    if (!std::filesystem::exists(path, error) && !error) return;
     auto database = openDatabase(path);
     bytes_ = std::move(database.bytes);
     used_ = std::move(database.records);

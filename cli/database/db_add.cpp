@@ -6,6 +6,7 @@
 #include "cli/errors.hpp"
 #include "cli/files/file_lock.hpp"
 #include "cli/files/output_file.hpp"
+#include "cli/reaction/doubts.hpp"
 #include "cli/reaction/order_option.hpp"
 #include "cli/reaction/search.hpp"
 
@@ -87,10 +88,12 @@ public:
 
 private:
     void add(const Reaction &reaction) {
+        for (const auto &doubt : doubtsAbout(reaction.reactant, reaction.product))
+            report(UserError(reaction.reactant.origin + ": warning: " + doubt));
         const auto record = recordOf(reaction);
         auto objections = implausibilities(reaction);
         if (const auto same = index_.find(record.stored, reaction)) {
-            objections.push_back("the same transition state is stored as " + *same);
+            objections.push_back("the same transition state is stored as " + inOneLine(*same));
         }
         if (!objections.empty()) reportObjections(reaction, objections);
         if (!objections.empty() && !options_.force) {

@@ -32,6 +32,12 @@ inline void addDbOptions(CLI::App &command, DbOptions &options) {
     addJsonFlag(command, options.json);
 }
 
+// What is wrong with the text of a position; empty if nothing.
+inline std::string complaintAboutPosition(const std::string &text) {
+    const bool isNumber = !text.empty() && text.find_first_not_of("0123456789") == text.npos;
+    return isNumber ? "" : "\"" + text + "\" is no position; \"saddlefit db list\" prints them";
+}
+
 } // namespace saddlefit::cli
 
 #endif

@@ -74,7 +74,7 @@ void addDbRemoveCommand(CLI::App &db, Action &chosen) {
     addDbOptions(*command, *options);
     command->add_option("POSITION", options->positions, "As \"saddlefit db list\" prints them")
         ->required()
-        ->check(CLI::NonNegativeNumber)
+        ->check(complaintAboutPosition)
         ->type_name("");
     command->footer(
         "All positions mean what was listed before. The file keeps its size: later additions use\n"

@@ -107,7 +107,7 @@ void addDbShowCommand(CLI::App &db, Action &chosen) {
     addDbOptions(*command, *options);
     command->add_option("POSITION", options->position, "As \"saddlefit db list\" prints it")
         ->required()
-        ->check(CLI::NonNegativeNumber)
+        ->check(complaintAboutPosition)
         ->type_name("");
     command->add_option("-o,--output", options->output, "Write the structure (SDF)")
         ->type_name("FILE");

@@ -45,7 +45,12 @@ int check(const DbOptions &options) {
     if (options.json) printCheckAsJson(options.database, survey);
     if (!options.json) printCounts(survey);
     if (!survey.damage) return allDone;
-    report(damageError(options.database, survey));
+    const bool isNone = survey.records.empty() && survey.freeBlocks == 0;
+    report(isNone ? UserError(options.database + ", offset " +
+                              std::to_string(survey.damage->offset) + ": " + survey.damage->what +
+                              "; there is not one record in it, so it seems to be no reaction "
+                              "database: check the name")
+                  : damageError(options.database, survey));
     return somethingFailed;
 }
 

@@ -84,7 +84,10 @@ BondType typeIn(const std::vector<StructureBond> &bonds, const AtomPair &atoms) 
 std::optional<Reaction> reactionOf(const StoredRecord &record, const std::string &origin) {
     Reaction reaction;
     reaction.title = reaction.geometryTitle = record.name;
-    reaction.reactant = {origin, record.name, record.atoms, record.bonds, {}, {}};
+    reaction.reactant.origin = origin;
+    reaction.reactant.title = record.name;
+    reaction.reactant.atoms = record.atoms;
+    reaction.reactant.bonds = record.bonds;
     reaction.transitions = record.transitions;
     for (const auto &atom : record.atoms)
         reaction.coordinates.push_back(atom.position);

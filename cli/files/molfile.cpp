@@ -105,6 +105,10 @@ std::string tableV3000(const std::vector<StructureAtom> &atoms,
 
 } // namespace
 
+std::string sdfLine(const std::string &text) {
+    return text.starts_with("$$$$") ? "?" + text.substr(1) : text;
+}
+
 std::string molfile(const std::string &origin, const std::string &title,
                     const std::vector<StructureAtom> &atoms,
                     const std::vector<StructureBond> &bonds) {
@@ -112,7 +116,7 @@ std::string molfile(const std::string &origin, const std::string &title,
     auto drawn = bonds;
     std::erase_if(drawn, [](const StructureBond &bond) { return bond.type == 0; });
     const bool small = atoms.size() <= highestCount && drawn.size() <= highestCount;
-    return title + "\n  saddlefit         3D\n\n" +
+    return sdfLine(title) + "\n  saddlefit         3D\n\n" +
            (small ? tableV2000(atoms, drawn) : tableV3000(atoms, drawn)) + "M  END\n";
 }
 

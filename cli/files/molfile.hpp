@@ -27,6 +27,9 @@ template <class... Values> std::string line(const char *format, Values... values
     return buffer;
 }
 
+// A title, or another line of free text, where an SD file has it: "$$$$" would end the record.
+std::string sdfLine(const std::string &text);
+
 // From the title line to "M  END": a V2000 table, or a V3000 one beyond 999 atoms or bonds. Bonds
 // of type 0 have no MDL type and are left out.
 // Throws UserError, with `origin` in front, if a coordinate does not fit the format.

@@ -35,12 +35,14 @@ bool isReplaceable(const std::string &target) {
 }
 
 OutputFile::OutputFile(const std::string &target) : target_(resolvedTarget(target)) {
-    if (fs::is_directory(target_)) failWriting(target, "it is a folder");
+    std::error_code error;
+    if (fs::is_directory(target_, error)) failWriting(target, "it is a folder");
     path_ = target_;
     if (!isReplaceable(target_)) return;
     path_ += ".part" + std::to_string(getpid());
     const OpenFile file(std::fopen(path_.c_str(), "wbx")); // x: fails if it exists
     if (!file) failWriting(target, std::strerror(errno));
+    std::remove(path_.c_str());
 }
 
 OutputFile::~OutputFile() {

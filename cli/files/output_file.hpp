@@ -11,7 +11,8 @@ namespace saddlefit::cli {
 // /dev/null) is written to directly.
 class OutputFile {
 public:
-    // Makes the file beside the target, empty; throws UserError if that cannot be done.
+    // Throws UserError if there can be no file beside the target. It is made by what is written, so
+    // that a run which is killed before that leaves nothing behind.
     explicit OutputFile(const std::string &target);
     ~OutputFile();
     OutputFile(const OutputFile &) = delete;

@@ -2,6 +2,7 @@
 
 #include "cli/files/elements.hpp"
 #include "cli/files/mdl.hpp"
+#include "cli/files/open_babel_log.hpp"
 #include "cli/files/smiles.hpp"
 #include "cli/files/xyz.hpp"
 #include "cli/perception/perception.hpp"
@@ -11,7 +12,6 @@
 #include <openbabel/generic.h>
 #include <openbabel/mol.h>
 #include <openbabel/obconversion.h>
-#include <openbabel/oberror.h>
 #include <openbabel/obiter.h>
 #include <openbabel/ring.h>
 
@@ -46,38 +46,6 @@ std::string oneLine(std::string text) {
     return text.substr(0, end == std::string::npos ? 0 : end + 1);
 }
 
-// Open Babel writes what it finds wrong to std::clog; held back, it becomes part of our message.
-class OpenBabelLog {
-public:
-    OpenBabelLog() : previous_(OpenBabel::obErrorLog.GetOutputStream()) {
-        OpenBabel::obErrorLog.ClearLog();
-        OpenBabel::obErrorLog.SetOutputLevel(OpenBabel::obWarning);
-        OpenBabel::obErrorLog.SetOutputStream(&text_);
-    }
-    ~OpenBabelLog() { OpenBabel::obErrorLog.SetOutputStream(previous_); }
-    OpenBabelLog(const OpenBabelLog &) = delete;
-    OpenBabelLog &operator=(const OpenBabelLog &) = delete;
-
-    // Its messages without their frames, in one line; empty if there are none.
-    std::string complaint() const {
-        std::string result;
-        std::string line;
-        for (std::istringstream lines(text_.str()); std::getline(lines, line);) {
-            if (line.starts_with("===") || line.starts_with("***")) continue;
-            std::string word;
-            for (std::istringstream words(line); words >> word;) {
-                if (!result.empty()) result += ' ';
-                result += word;
-            }
-        }
-        return result;
-    }
-
-private:
-    std::ostringstream text_;
-    std::ostream *previous_;
-};
-
 // ---- from Open Babel's molecule to ours -------------------------------------------------------
 
 template <std::size_t Count>
@@ -103,6 +71,7 @@ struct Request {
     BondSource source;
 
     bool drawnBonds() const { return source != BondSource::coordinates && !lacksBonds(format); }
+    bool isSideOfReaction() const { return source == BondSource::format; }
 };
 
 StructureAtom convertedAtom(OpenBabel::OBAtom &atom) {
@@ -161,7 +130,11 @@ Structure converted(OBMol &mol, bool drawnBonds) {
     Structure structure;
     structure.title = oneLine(mol.GetTitle());
     structure.fields = dataFields(mol);
-    FOR_ATOMS_OF_MOL(atom, mol) structure.atoms.push_back(convertedAtom(*atom));
+    FOR_ATOMS_OF_MOL(atom, mol) {
+        structure.atoms.push_back(convertedAtom(*atom));
+        if (atom->GetIsotope() != 0) structure.hasIsotopes = true;
+    }
+    structure.mapNumbers = mapNumbersOf(mol);
     if (!drawnBonds) return structure;
     FOR_BONDS_OF_MOL(bond, mol) structure.bonds.push_back(convertedBond(*bond));
     structure.aromaticRings = aromaticRings(mol);
@@ -305,6 +278,7 @@ std::vector<Record> readXyzFile(const std::string &path, const Request &request,
             Structure structure;
             structure.title = title;
             structure.atoms = readXyzAtoms(record);
+            structure.hasIsotopes = namesIsotopes(record);
             return structure;
         }));
     }
@@ -316,6 +290,14 @@ std::vector<Record> readXyzFile(const std::string &path, const Request &request,
 bool isSmiles(OBFormat *format) {
     constexpr std::array<const char *, 2> ids{"smi", "can"};
     return isOneOf(format, ids);
+}
+
+// Of the sides of a reaction every atom has to be there, and to be known by a number.
+void prepareSmiles(OBMol &mol, const Request &request) {
+    if (request.isSideOfReaction()) requireWrittenHydrogens(mol);
+    if (sortByMapNumbers(mol) || !request.isSideOfReaction()) return;
+    throw UserError("the map numbers are not 1, 2, 3, ..., each once; number all atoms, hydrogens "
+                    "too, and alike on both sides");
 }
 
 // Read() answers false at the end and for a broken record alike. It was a broken one if something
@@ -342,9 +324,10 @@ std::vector<Record> readStream(const std::string &path, const Request &request,
         if (atEnd(complete, mol, log, stream)) return records;
         const auto where = origin(path, records.size() + 1, oneLine(mol.GetTitle()));
         if (!complete) throw UserError(where + ": the record is broken: " + log.complaint());
-        if (isSmiles(request.format)) sortByMapNumbers(mol);
-        records.push_back(
-            finishedRecord(where, request, [&] { return converted(mol, request.drawnBonds()); }));
+        records.push_back(finishedRecord(where, request, [&] {
+            if (isSmiles(request.format)) prepareSmiles(mol, request);
+            return converted(mol, request.drawnBonds());
+        }));
     }
 }
 
@@ -366,7 +349,8 @@ OBFormat *formatOf(const std::string &path) {
 }
 
 std::string contentsOf(const std::string &path) {
-    if (std::filesystem::is_directory(path)) {
+    std::error_code error;
+    if (std::filesystem::is_directory(path, error)) {
         throw UserError(path + ": this is a folder; name a file in it");
     }
     std::ifstream file(path, std::ios::binary);

@@ -1,6 +1,8 @@
 #include "cli/files/smiles.hpp"
 
 #include "cli/errors.hpp"
+#include "cli/files/elements.hpp"
+#include "cli/files/open_babel_log.hpp"
 
 #include <openbabel/atom.h>
 #include <openbabel/bond.h>
@@ -9,6 +11,7 @@
 #include <openbabel/obconversion.h>
 #include <openbabel/obiter.h>
 
+#include <set>
 #include <vector>
 
 namespace saddlefit::cli {
@@ -35,6 +38,7 @@ std::vector<OpenBabel::OBAtom *> byMapNumber(OpenBabel::OBMol &mol) {
 } // namespace
 
 std::map<AtomPair, int> mappedSmilesBonds(const std::string &smiles, const std::string &origin) {
+    const OpenBabelLog log;
     OpenBabel::OBConversion conversion;
     conversion.SetInFormat("smi");
     OpenBabel::OBMol mol;
@@ -50,9 +54,33 @@ std::map<AtomPair, int> mappedSmilesBonds(const std::string &smiles, const std::
     return bonds;
 }
 
-void sortByMapNumbers(OpenBabel::OBMol &mol) {
+std::vector<int> mapNumbersOf(OpenBabel::OBMol &mol) {
+    std::vector<int> numbers;
+    FOR_ATOMS_OF_MOL(atom, mol) numbers.push_back(mapNumber(*atom));
+    const std::set<int> different(numbers.begin(), numbers.end());
+    const bool complete = different.size() == numbers.size() && !different.contains(0);
+    return complete ? numbers : std::vector<int>{};
+}
+
+bool sortByMapNumbers(OpenBabel::OBMol &mol) {
     auto atoms = byMapNumber(mol);
     if (!atoms.empty()) mol.RenumberAtoms(atoms);
+    return !atoms.empty();
+}
+
+void requireWrittenHydrogens(OpenBabel::OBMol &mol) {
+    constexpr int mostNamed = 6;
+    std::string names;
+    int count = 0;
+    FOR_ATOMS_OF_MOL(atom, mol) {
+        if (atom->GetImplicitHCount() == 0 || ++count > mostNamed) continue;
+        names += (names.empty() ? "" : ", ") + atomLabel(static_cast<int>(atom->GetAtomicNum()),
+                                                         static_cast<int>(atom->GetIdx()) - 1);
+    }
+    if (count == 0) return;
+    if (count > mostNamed) names += ", ...";
+    throw UserError("hydrogens are not written at " + names +
+                    "; write all hydrogens, as [H] with map numbers of their own");
 }
 
 } // namespace saddlefit::cli

@@ -6,6 +6,7 @@
 
 #include <map>
 #include <string>
+#include <vector>
 
 namespace OpenBabel {
 class OBMol;
@@ -18,8 +19,15 @@ namespace saddlefit::cli {
 // its atoms, hydrogens too, are 1, 2, 3, ..., each once.
 std::map<AtomPair, int> mappedSmilesBonds(const std::string &smiles, const std::string &origin);
 
-// Bring the atoms into the order of their map numbers, as far as all have one.
-void sortByMapNumbers(OpenBabel::OBMol &mol);
+// The map numbers of the atoms; empty unless each atom has one of its own.
+std::vector<int> mapNumbersOf(OpenBabel::OBMol &mol);
+
+// Bring the atoms into the order of their map numbers. False, and nothing is done, unless these are
+// 1, 2, 3, ..., each once.
+bool sortByMapNumbers(OpenBabel::OBMol &mol);
+
+// Throws UserError if an atom has hydrogens that are no atoms.
+void requireWrittenHydrogens(OpenBabel::OBMol &mol);
 
 } // namespace saddlefit::cli
 

@@ -48,6 +48,8 @@ struct Structure {
     std::vector<StructureBond> bonds;
     std::vector<Ring> aromaticRings;
     std::map<std::string, std::string> fields;
+    std::vector<int> mapNumbers; // per atom; empty unless each has one of its own
+    bool hasIsotopes = false;    // in the record; the atoms here have elements only
 };
 
 inline double distanceBetween(const Position &a, const Position &b) {

@@ -4,11 +4,14 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <unistd.h>
 
 namespace saddlefit::cli {
+
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -19,8 +22,13 @@ namespace {
 
 } // namespace
 
-TemporaryFile::TemporaryFile()
-    : path_(std::filesystem::temp_directory_path() / "saddlefit-XXXXXX"), owner_(getpid()) {
+std::string temporaryPattern() {
+    const char *chosen = std::getenv("TMPDIR");
+    const fs::path parent = chosen != nullptr && *chosen != '\0' ? chosen : "/tmp";
+    return fs::absolute(parent / "saddlefit-XXXXXX").string();
+}
+
+TemporaryFile::TemporaryFile() : path_(temporaryPattern()), owner_(getpid()) {
     const int file = mkstemp(path_.data());
     if (file < 0) fail(path_);
     close(file);

@@ -7,6 +7,10 @@
 
 namespace saddlefit::cli {
 
+// "/tmp/saddlefit-XXXXXX", in TMPDIR where that is set. It may name no folder, which is told when
+// something is to be made in it.
+std::string temporaryPattern();
+
 // In TMPDIR, or in /tmp. A process that was forked leaves the file to its parent.
 class TemporaryFile {
 public:

@@ -136,6 +136,13 @@ std::vector<StructureAtom> readXyzAtoms(const XyzRecord &record) {
     return atoms;
 }
 
+bool namesIsotopes(const XyzRecord &record) {
+    return std::any_of(record.atomLines.begin(), record.atomLines.end(), [](std::string_view line) {
+        const auto symbol = nextWord(line);
+        return symbol == "D" || symbol == "T";
+    });
+}
+
 std::string xyzRecord(const std::string &title, const std::vector<StructureAtom> &atoms) {
     std::string text = std::to_string(atoms.size()) + "\n" + title + "\n";
     for (const auto &atom : atoms) {

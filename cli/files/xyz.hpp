@@ -27,6 +27,9 @@ std::vector<XyzRecord> splitXyzRecords(std::string_view text);
 // Throws UserError ("line 7: ...") on anything else.
 std::vector<StructureAtom> readXyzAtoms(const XyzRecord &record);
 
+// Whether an atom is called D or T.
+bool namesIsotopes(const XyzRecord &record);
+
 // A record for such a file.
 std::string xyzRecord(const std::string &title, const std::vector<StructureAtom> &atoms);
 

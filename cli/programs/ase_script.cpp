@@ -79,11 +79,10 @@ std::string aseScript(const ConstrainedMolecule &molecule) {
            atomNumbers(molecule.fixed, 0, ", ") +
            "])\natoms.set_constraint([springs, fixed])\n"
            "# replace the calculator here\n" +
-           line("atoms.calc = NWChem(theory=\"scf\", basis=\"sto-3g\", charge=%d",
-                molecule.charge) +
-           spin +
-           ")\nBFGS(atoms, trajectory=\"optimised.traj\").run(fmax=0.05, steps=500)\n"
-           "write(\"optimised.xyz\", atoms)\n";
+           "atoms.calc = NWChem(label=\"" + molecule.stem +
+           line("\", theory=\"scf\", basis=\"sto-3g\", charge=%d", molecule.charge) + spin +
+           ")\nBFGS(atoms, trajectory=\"" + molecule.stem +
+           ".traj\").run(fmax=0.05, steps=500)\nwrite(\"" + molecule.stem + ".xyz\", atoms)\n";
 }
 
 } // namespace saddlefit::cli

@@ -21,6 +21,7 @@ struct ConstrainedMolecule {
     std::vector<StructureAtom> atoms;    // in angstrom
     std::vector<Constraint> constraints; // distances in angstrom, angles and dihedrals in degrees
     std::vector<int> fixed;              // atoms that are not to move
+    std::string stem = "optimised";      // of the names of files that the program writes
 };
 
 struct ConstraintFormat {

@@ -62,8 +62,9 @@ constexpr double xtbForceConstant = 5.0;
 // of nine fixed) to 36 millihartree (six of seven) further down.
 std::string xtbInput(const ConstrainedMolecule &molecule) {
     std::string text = "# " + molecule.title + "\n" +
-                       "# run: xtb THIS_FILE --input THIS_FILE --opt --gfn 2\n"
-                       "# the method is chosen in that line; distances in angstrom\n"
+                       "# run: xtb THIS_FILE --input THIS_FILE --opt --gfn 2 --namespace " +
+                       molecule.stem +
+                       "\n# the method is chosen in that line; distances in angstrom\n"
                        "$coord angs\n";
     for (const auto &[element, charge, at] : molecule.atoms)
         text += line("%16.8f %16.8f %16.8f %s\n", at.x, at.y, at.z, elementSymbol(element).c_str());
@@ -139,11 +140,13 @@ std::string psi4List(const ConstrainedMolecule &molecule, const char *keyword,
 // (fixed_distance, psi4 1.3) goes to and fro around the targets until it gives up. Among frozen
 // internal coordinates that one may lose its way; cartesian ones serve both.
 std::string psi4Input(const ConstrainedMolecule &molecule) {
-    std::string text = "# " + molecule.title +
-                       "\n# the atoms stand where the constraints are met as they are to stay\n"
-                       "molecule {\n" +
-                       chargeAndMultiplicity(molecule) + "\n" + atomLines(atomsOnTarget(molecule)) +
-                       "units angstrom\nno_com\nno_reorient\nsymmetry c1\n}\n";
+    const auto atoms = atomsOnTarget(molecule);
+    const bool onTarget = areOnTarget(atoms, molecule.constraints);
+    std::string text = "# " + molecule.title + "\n# the atoms stand where " +
+                       (onTarget ? "the constraints are met as they are to stay"
+                                 : "they were given, off their targets: bring them there first") +
+                       "\nmolecule {\n" + chargeAndMultiplicity(molecule) + "\n" +
+                       atomLines(atoms) + "units angstrom\nno_com\nno_reorient\nsymmetry c1\n}\n";
     std::string held = psi4List(molecule, "frozen_distance", 2) +
                        psi4List(molecule, "frozen_bend", 3) +
                        psi4List(molecule, "frozen_dihedral", 4);
@@ -211,7 +214,7 @@ std::string springs(const ConstrainedMolecule &molecule) {
 
 std::string nwchemInput(const ConstrainedMolecule &molecule) {
     const bool exact = holdsExactly(molecule);
-    std::string text = "start optimisation\ntitle \"" + molecule.title + "\"\n" +
+    std::string text = "start " + molecule.stem + "\ntitle \"" + molecule.title + "\"\n" +
                        line("charge %d\n", molecule.charge) +
                        "geometry units angstroms noautosym nocenter" + (exact ? "" : " noautoz") +
                        "\n" + atomLines(molecule.atoms);
@@ -220,7 +223,7 @@ std::string nwchemInput(const ConstrainedMolecule &molecule) {
     if (!exact) text += springs(molecule);
     text += "# replace the basis here and the method at the end\nbasis\n  * library sto-3g\nend\n";
     if (molecule.unpaired > 0) text += line("scf\n  uhf\n  nopen %d\nend\n", molecule.unpaired);
-    return text + "driver\n  maxiter 200\n  xyz optimised\nend\ntask scf optimize\n";
+    return text + "driver\n  maxiter 200\n  xyz " + molecule.stem + "\nend\ntask scf optimize\n";
 }
 
 } // namespace saddlefit::cli

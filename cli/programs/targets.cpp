@@ -17,6 +17,9 @@ constexpr double degree = std::numbers::pi / 180.0;
 constexpr int mostSweeps = 2000;
 constexpr double closeEnough = 1e-6;
 
+// Farther away an atom leaves the structure that was given: lasting bonds break.
+constexpr double farthestMove = 0.5; // angstrom
+
 // A sweep moves each constraint by at most this (angstrom or radians), so that an atom goes round
 // another one rather than through it.
 constexpr double longestStride = 0.1;
@@ -94,6 +97,13 @@ double correct(const Constraint &constraint, std::vector<StructureAtom> &atoms,
     return deviation;
 }
 
+bool staysNear(const std::vector<StructureAtom> &atoms, const std::vector<StructureAtom> &given) {
+    return std::equal(atoms.begin(), atoms.end(), given.begin(),
+                      [](const StructureAtom &one, const StructureAtom &other) {
+                          return distanceBetween(one.position, other.position) <= farthestMove;
+                      });
+}
+
 } // namespace
 
 double valueOf(const Constraint &constraint, const std::vector<StructureAtom> &atoms) {
@@ -112,6 +122,14 @@ double deviationOf(const Constraint &constraint, const std::vector<StructureAtom
     return isDihedral ? std::remainder(deviation, 360.0) : deviation;
 }
 
+bool areOnTarget(const std::vector<StructureAtom> &atoms,
+                 const std::vector<Constraint> &constraints) {
+    constexpr double rounding = 1e-5; // angstrom or radians
+    return std::all_of(constraints.begin(), constraints.end(), [&](const Constraint &one) {
+        return std::abs(naturalDeviation(one, atoms)) < rounding;
+    });
+}
+
 std::vector<StructureAtom> atomsOnTarget(const ConstrainedMolecule &molecule) {
     auto atoms = molecule.atoms;
     auto fixed = molecule.fixed;
@@ -120,9 +138,9 @@ std::vector<StructureAtom> atomsOnTarget(const ConstrainedMolecule &molecule) {
         double worst = 0.0;
         for (const auto &constraint : molecule.constraints)
             worst = std::max(worst, std::abs(correct(constraint, atoms, fixed)));
-        if (worst < closeEnough) break;
+        if (worst < closeEnough) return staysNear(atoms, molecule.atoms) ? atoms : molecule.atoms;
     }
-    return atoms;
+    return molecule.atoms;
 }
 
 } // namespace saddlefit::cli

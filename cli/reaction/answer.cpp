@@ -8,6 +8,7 @@
 #include "cli/reaction/relaxation.hpp"
 
 #include <algorithm>
+#include <cstdlib>
 #include <map>
 #include <numeric>
 #include <utility>
@@ -59,6 +60,7 @@ public:
     Answer answer();
 
 private:
+    void settleElectrons();
     bool findsMatch(Stage stage);
     void place(const Question &question, Search &search, const Match &match);
     void constrainLengths();
@@ -77,9 +79,7 @@ private:
 
 Answer Asking::answer() {
     answer_.warnings = reaction_.warnings;
-    answer_.charge = options_.charge.value_or(formalCharge(reaction_.reactant));
-    answer_.unpaired =
-        options_.unpaired.value_or(electrons(reaction_.reactant, answer_.charge) % 2);
+    settleElectrons();
     answer_.coordinates = reaction_.coordinates;
     answer_.bonds = transitionStateBonds(reaction_);
     const auto mol = startMolecule(reaction_);
@@ -93,6 +93,23 @@ Answer Asking::answer() {
     if (answer_.outcome == Outcome::noMatch) constrainLengths();
     relax();
     return std::move(answer_);
+}
+
+void Asking::settleElectrons() {
+    const int before = formalCharge(reaction_.reactant), after = formalCharge(reaction_.product);
+    if (!options_.charge && before != after) {
+        answer_.warnings.push_back("the formal charges add up to " + std::to_string(before) +
+                                   " in the reactant and to " + std::to_string(after) +
+                                   " in the product; the reactant's is taken, --charge sets it");
+    }
+    answer_.charge = options_.charge.value_or(before);
+    const int count = electrons(reaction_.reactant, answer_.charge);
+    answer_.unpaired = options_.unpaired.value_or(std::abs(count % 2));
+    if (answer_.unpaired <= count && (count - answer_.unpaired) % 2 == 0) return;
+    throw UserError("a charge of " + std::to_string(answer_.charge) + " leaves " +
+                    std::to_string(count) + " electrons, of which " +
+                    std::to_string(answer_.unpaired) +
+                    " cannot be unpaired; correct --charge or --uhf");
 }
 
 bool Asking::findsMatch(Stage stage) {
@@ -253,9 +270,12 @@ std::set<Code> sigmaCodes(const ReactionReader &reader, const std::vector<std::s
     std::set<Code> codes;
     for (const auto item : items) {
         try {
-            const auto reaction = reader.read(item);
+            const auto reaction = reader.readChanges(item);
             const auto question = questionFor(Stage::sigma, reaction);
-            if (question) codes.insert(codeOf(startMolecule(reaction, *question).get()));
+            if (!question) continue;
+            const auto mol =
+                hostMolecule(reaction.reactant.atoms, question->bonds, question->transitions);
+            codes.insert(codeOf(mol.get()));
         } catch (const UserError &) { // told when the reaction's turn comes
         }
     }

@@ -87,6 +87,16 @@ std::string matchOf(const Structure &predicted) {
     return fieldOf(predicted, outcomeField) + " " + fieldOf(predicted, matchField);
 }
 
+// "react" calls an untitled record by its number.
+const Structure *untitledRecord(const std::vector<Record> &records, const Structure &wanted) {
+    std::size_t number = 0;
+    std::istringstream(fieldOf(wanted, recordField)) >> number;
+    if (number < 1 || number > records.size()) return nullptr;
+    const auto *structure = std::get_if<Structure>(&records[number - 1]);
+    if (structure == nullptr || !structure->title.empty()) return nullptr;
+    return wanted.title == titleOf(*structure, number - 1) ? structure : nullptr;
+}
+
 const Structure &withTitle(const std::vector<Record> &records, const Structure &wanted,
                            const std::string &path) {
     const Structure *found = nullptr;
@@ -99,6 +109,7 @@ const Structure &withTitle(const std::vector<Record> &records, const Structure &
         }
         found = structure;
     }
+    if (found == nullptr) found = untitledRecord(records, wanted);
     if (found != nullptr) return *found;
     throw UserError(wanted.origin + ": no readable record of this title in " + path +
                     "; give both records the same title");
@@ -174,8 +185,9 @@ void addCompareCommand(CLI::App &program, Action &chosen) {
         ->type_name("");
     command->footer(
         "Prints the lengths of each reaction's changing bonds in both, in angstrom, and their\n"
-        "change of order. Records are paired by title. Where a reaction found no match, the\n"
-        "predicted lengths are those estimated from the elements.\n\n"
+        "change of order. Records are paired by title, untitled ones by their number. Where a\n"
+        "reaction found a match, the predicted lengths are those of the written structure, else\n"
+        "those that the field CONSTRAINTS has: the usual ones of the database.\n\n"
         "Example:\n"
         "  saddlefit compare guess.sdf ts.sdf");
     command->callback([&chosen, options] { chosen = [options] { return compare(*options); }; });

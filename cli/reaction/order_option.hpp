@@ -17,8 +17,14 @@ void addChoice(CLI::App &command, const std::string &names, Value &value,
     std::string list;
     for (const auto &[name, meaning] : values)
         list += (list.empty() ? "" : "|") + name;
+    const auto toNumber = [values, list](std::string &word) {
+        const auto found = values.find(word);
+        if (found == values.end()) return "\"" + word + "\" is none of " + list;
+        word = std::to_string(static_cast<int>(found->second));
+        return std::string{};
+    };
     command.add_option(names, value, text)
-        ->transform(CLI::CheckedTransformer(values).description(""))
+        ->transform(CLI::Validator(toNumber, ""))
         ->type_name(list);
 }
 

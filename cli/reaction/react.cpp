@@ -1,8 +1,10 @@
 #include "cli/batch/batch.hpp"
 #include "cli/commands.hpp"
 #include "cli/database/database_file.hpp"
+#include "cli/files/molfile.hpp"
 #include "cli/files/output_file.hpp"
 #include "cli/files/xyz.hpp"
+#include "cli/json.hpp"
 #include "cli/programs/constraint_files.hpp"
 #include "cli/programs/temporary_folder.hpp"
 #include "cli/reaction/explanation.hpp"
@@ -16,6 +18,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <optional>
 
 namespace saddlefit::cli {
 
@@ -24,11 +27,17 @@ namespace {
 // The files of one run, in the order in which deliveries have their pieces.
 class Outputs {
 public:
-    explicit Outputs(const ReactOptions &options) {
+    Outputs(const ReactOptions &options, const ReactionReader &reader) {
+        const auto titles = [&reader](std::string (*asWritten)(const std::string &)) {
+            return [&reader, asWritten](std::size_t item) -> std::optional<std::string> {
+                if (item > reader.count()) return std::nullopt;
+                return asWritten(reader.title(item - 1));
+            };
+        };
         const auto begin = options.resume ? Begin::resume : Begin::anew;
-        add(options.output, sdfPieces, begin);
-        add(options.xyz, xyzPieces, begin);
-        add(options.json, jsonLinePieces, begin);
+        add(options.output, sdfPieces, begin, titles(sdfLine));
+        add(options.xyz, xyzPieces, begin, titles([](const std::string &title) { return title; }));
+        add(options.json, jsonLinePieces, begin, titles(inUtf8));
     }
     std::vector<StreamedFile *> all() const {
         std::vector<StreamedFile *> list;
@@ -42,9 +51,9 @@ public:
     }
 
 private:
-    void add(const std::string &path, PieceScanner scanner, Begin begin) {
+    void add(const std::string &path, PieceScanner scanner, Begin begin, const TitleOf &titleOf) {
         if (path.empty()) return;
-        files_.push_back(std::make_unique<StreamedFile>(path, scanner, begin));
+        files_.push_back(std::make_unique<StreamedFile>(path, scanner, begin, titleOf));
     }
     std::vector<std::unique_ptr<StreamedFile>> files_;
 };
@@ -65,12 +74,24 @@ std::string warningLines(const Reaction &reaction, const Answer &answer) {
     return text;
 }
 
+// Where atoms are frozen, angles come from other atoms' surroundings: the structure does not keep
+// them, and a program that did would tear at it.
+std::vector<Constraint> constraintsToKeep(const Answer &answer) {
+    auto kept = answer.constraints;
+    if (answer.frozen.empty()) return kept;
+    std::erase_if(kept, [](const Constraint &constraint) { return constraint.c >= 0; });
+    return kept;
+}
+
 void writeConstraintFile(const ReactOptions &options, const Reaction &reaction,
                          const Answer &answer) {
-    const ConstrainedMolecule molecule{
-        reaction.title,     answer.charge,
-        answer.unpaired,    placedAtoms(reaction, answer.coordinates),
-        answer.constraints, answer.frozen};
+    const ConstrainedMolecule molecule{reaction.title,
+                                       answer.charge,
+                                       answer.unpaired,
+                                       placedAtoms(reaction, answer.coordinates),
+                                       constraintsToKeep(answer),
+                                       answer.frozen,
+                                       options.constraintStem(reaction)};
     OutputFile file(options.constraintPath(reaction));
     file.write(constraintFile(options.constraintProgram, molecule));
     file.commit();
@@ -149,7 +170,8 @@ void reportInterrupt(const BatchResult &result, std::size_t count, bool resumabl
 void makeFolder(const std::string &path) {
     std::error_code error;
     std::filesystem::create_directories(path, error);
-    if (!std::filesystem::is_directory(path)) failWriting(path, error.message());
+    std::error_code ignored;
+    if (!std::filesystem::is_directory(path, ignored)) failWriting(path, error.message());
 }
 
 int react(const ReactOptions &options) {
@@ -158,7 +180,7 @@ int react(const ReactOptions &options) {
     options.requireOtherFiles();
 
     if (!options.constraintProgram.empty()) makeFolder(options.constraintFolder);
-    Outputs outputs(options);
+    Outputs outputs(options, reader);
     const std::size_t doneBefore = options.resume ? resumeAfter(outputs.all()) : 0;
     const auto items = itemsOf(options, reader.count(), doneBefore);
     if (asks(options, Stage::sigma)) stored.prepareSigma(sigmaCodes(reader, items));
@@ -169,12 +191,13 @@ int react(const ReactOptions &options) {
     setenv("TMPDIR", scratch.path().c_str(), 1);
     const ReactionWork work(options, reader, stored);
     const auto mishap = [&](std::size_t item, const std::string &what) {
-        return work.failure(item,
-                            options.files.reactants + ", " + reader.title(item) + ": " + what);
+        return work.failure(item, reader.origin(item) + ": " + what);
     };
     const auto result = runBatch(items, work, mishap, options.batch, outputs.all());
-    outputs.commit();
-    if (result.interrupted) reportInterrupt(result, items.size(), !outputs.all().empty());
+    if (result.interrupted)
+        reportInterrupt(result, items.size(), !outputs.all().empty());
+    else
+        outputs.commit();
     return result.failed == 0 && !result.interrupted ? allDone : somethingFailed;
 }
 

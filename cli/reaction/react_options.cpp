@@ -1,12 +1,15 @@
 #include "cli/reaction/react_options.hpp"
 
 #include "cli/database/database_file.hpp"
+#include "cli/files/output_file.hpp"
 #include "cli/programs/constraint_files.hpp"
 #include "cli/reaction/order_option.hpp"
 
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <cmath>
+#include <cstdlib>
 #include <filesystem>
 #include <map>
 #include <set>
@@ -31,6 +34,7 @@ std::vector<Stage> stagesIn(const std::string &text) {
         }
         stages.push_back(*stage);
     }
+    if (stages.empty()) throw CLI::ValidationError("--stages", "no stage is given");
     return stages;
 }
 
@@ -38,12 +42,20 @@ std::pair<std::size_t, std::size_t> shardIn(const std::string &text) {
     std::size_t shard = 0, shards = 0;
     char slash = 0, rest = 0;
     std::istringstream stream(text);
-    const bool read = stream >> shard >> slash >> shards && !(stream >> rest);
+    const bool isPlain = text.find_first_not_of("0123456789/") == std::string::npos; // no -1
+    const bool read = isPlain && stream >> shard >> slash >> shards && !(stream >> rest);
     if (!read || slash != '/' || shard < 1 || shard > shards) {
         throw CLI::ValidationError("--shard",
                                    "\"" + text + "\" is no shard; give the third of eight as 3/8");
     }
     return {shard, shards};
+}
+
+std::string complaintAboutSeconds(const std::string &text) {
+    char *end = nullptr;
+    const double seconds = std::strtod(text.c_str(), &end);
+    const bool fits = !text.empty() && *end == '\0' && std::isfinite(seconds) && seconds > 0;
+    return fits ? "" : "\"" + text + "\" is no number of seconds above 0";
 }
 
 std::vector<std::string> programsWithConstraints() {
@@ -109,7 +121,7 @@ void addRelaxation(CLI::App &command, ReactOptions &options) {
         ->type_name("METHOD")
         ->capture_default_str();
     command.add_option("--xtb-time", answer.xtb.timeLimit, "Seconds for one run of xtb")
-        ->check(CLI::PositiveNumber)
+        ->check(complaintAboutSeconds)
         ->capture_default_str();
     command
         .add_option("--charge", answer.charge, "Charge of the molecules; default: by the records")
@@ -149,7 +161,7 @@ void addBatch(CLI::App &command, ReactOptions &options) {
     command
         .add_option("--timeout", options.batch.timeout,
                     "Seconds for one reaction, after which it counts as failed")
-        ->check(CLI::PositiveNumber);
+        ->check(complaintAboutSeconds);
     command.add_flag("--resume", options.resume,
                      "Go on behind what the output files hold from an interrupted run");
     command
@@ -160,8 +172,11 @@ void addBatch(CLI::App &command, ReactOptions &options) {
 } // namespace
 
 void ReactOptions::requireOtherFiles() const {
+    // What leads into no folder, as /dev/stdout does to a pipe, is its own place.
     const auto place = [](const std::string &path) {
-        return std::filesystem::weakly_canonical(path);
+        std::error_code error;
+        const auto found = std::filesystem::weakly_canonical(path, error);
+        return error ? std::filesystem::path(path) : found;
     };
     std::set<std::filesystem::path> taken;
     for (const auto &input : {files.reactants, files.products, files.geometries})
@@ -169,19 +184,21 @@ void ReactOptions::requireOtherFiles() const {
     for (const auto &path : {output, xyz, json}) {
         if (path.empty()) continue;
         requireOtherFile(path, database);
-        const bool ordinary =
-            !std::filesystem::exists(path) || std::filesystem::is_regular_file(path);
-        if (!taken.insert(place(path)).second && ordinary) {
+        if (!taken.insert(place(path)).second && isReplaceable(path)) {
             throw UserError(path + ": is named twice; give each file a name of its own");
         }
     }
 }
 
-std::string ReactOptions::constraintPath(const Reaction &reaction) const {
+std::string ReactOptions::constraintStem(const Reaction &reaction) const {
     char number[16];
     std::snprintf(number, sizeof number, "%04zu-", reaction.number);
+    return number + asFileName(reaction.title);
+}
+
+std::string ReactOptions::constraintPath(const Reaction &reaction) const {
     return std::filesystem::path(constraintFolder) /
-           (number + asFileName(reaction.title) + cli::constraintFormat(constraintProgram).suffix);
+           (constraintStem(reaction) + constraintFormat(constraintProgram).suffix);
 }
 
 void ReactOptions::settle() {

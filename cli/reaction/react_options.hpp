@@ -33,6 +33,8 @@ struct ReactOptions {
     // Throws UserError if two outputs, or an output and the database, are the same file.
     void requireOtherFiles() const;
 
+    // "0007-title", the name of a reaction's input file without its suffix
+    std::string constraintStem(const Reaction &reaction) const;
     // "DIR/0007-title.inp"
     std::string constraintPath(const Reaction &reaction) const;
 

@@ -1,6 +1,7 @@
 #include "cli/reaction/reaction_files.hpp"
 
 #include "cli/files/elements.hpp"
+#include "cli/reaction/doubts.hpp"
 #include "cli/reaction/start_geometry.hpp"
 
 #include <set>
@@ -76,7 +77,7 @@ void requireReaction(const Reaction &reaction) {
 }
 
 std::vector<std::string> warningsAbout(const Reaction &reaction) {
-    std::vector<std::string> warnings;
+    auto warnings = doubtsAbout(reaction.reactant, reaction.product);
     for (const auto &change : reaction.changes) {
         const int steps = stepsBetween(change.before, change.after);
         if (steps < 2) continue;
@@ -110,6 +111,7 @@ std::vector<int> centreOf(const std::vector<BondChange> &changes) {
 ReactionReader::ReactionReader(const ReactionFiles &files, Start start, Orders orders)
     : start_(start),
       orders_(orders),
+      path_(files.reactants),
       reactants_(readRecords(files.reactants)),
       products_(readRecords(files.products)) {
     requireSameCount(files.products, products_, files.reactants, reactants_);
@@ -121,6 +123,11 @@ ReactionReader::ReactionReader(const ReactionFiles &files, Start start, Orders o
 std::string ReactionReader::title(std::size_t index) const {
     const auto *reactant = std::get_if<Structure>(&reactants_[index]);
     return reactant == nullptr ? "record " + std::to_string(index + 1) : titleOf(*reactant, index);
+}
+
+std::string ReactionReader::origin(std::size_t index) const {
+    const auto *reactant = std::get_if<Structure>(&reactants_[index]);
+    return reactant == nullptr ? path_ + ", record " + std::to_string(index + 1) : reactant->origin;
 }
 
 std::vector<Position> ReactionReader::coordinatesOf(std::size_t index,
@@ -144,23 +151,29 @@ std::vector<Position> ReactionReader::coordinatesOf(std::size_t index,
     return positionsIn(reactant);
 }
 
-Reaction ReactionReader::read(std::size_t index) const {
+Reaction ReactionReader::readChanges(std::size_t index) const {
     Reaction reaction;
     reaction.number = index + 1;
     reaction.reactant = structureOf(reactants_[index]);
     reaction.product = structureOf(products_[index]);
     requireSameAtoms(reaction.product, reaction.reactant);
+    requireMapsInOrder(reaction.product, reaction.reactant);
     bringToOneDrawing(reaction.reactant, reaction.product, orders_);
     reaction.changes = changedBonds(reaction.reactant, reaction.product);
     if (orders_ != Orders::drawn) reaction.changes = withoutRedrawnRings(reaction.changes);
     requireReaction(reaction);
+    reaction.transitions = deriveTransitions(reaction.changes);
+    return reaction;
+}
+
+Reaction ReactionReader::read(std::size_t index) const {
+    auto reaction = readChanges(index);
     reaction.coordinates = coordinatesOf(index, reaction);
     reaction.title = title(index);
     reaction.geometryTitle = reaction.title;
     if (start_ == Start::file) {
         reaction.geometryTitle = titleOr(structureOf(geometries_[index]).title, reaction.title);
     }
-    reaction.transitions = deriveTransitions(reaction.changes);
     reaction.warnings = warningsAbout(reaction);
     return reaction;
 }

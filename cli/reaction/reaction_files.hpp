@@ -52,14 +52,21 @@ public:
     // Also of one that cannot be read.
     std::string title(std::size_t index) const;
 
+    // "FILE, record 3 (TITLE)", of the reactant; also of one that cannot be read.
+    std::string origin(std::size_t index) const;
+
     // Throws UserError if there is no reaction to be had from the records: one of them is broken,
     // atoms differ, no bond changes, or so many that the atoms must be numbered differently.
     Reaction read(std::size_t index) const;
+
+    // The same without coordinates, titles and warnings: what the reaction is, at little cost.
+    Reaction readChanges(std::size_t index) const;
 
 private:
     std::vector<Position> coordinatesOf(std::size_t index, const Reaction &reaction) const;
     Start start_;
     Orders orders_;
+    std::string path_; // of the reactants
     std::vector<Record> reactants_;
     std::vector<Record> products_;
     std::vector<Record> geometries_;

@@ -2,11 +2,31 @@
 
 #include "cli/files/molfile.hpp"
 
+#include <map>
 #include <tuple>
 
 namespace saddlefit::cli {
 
 namespace {
+
+// What a reader of the file can make a molecule of: bonds that neither break nor form, as they are
+// in the reactant. Orders between two orders, which MDL files do not have, would be taken for
+// aromatic ones.
+std::vector<StructureBond> lastingBonds(const Reaction &reaction, const Answer &answer) {
+    std::map<AtomPair, int> before, after;
+    for (const auto &[a, b, type] : reaction.reactant.bonds)
+        before[orderedPair(a, b)] = type;
+    for (const auto &[a, b, type] : reaction.product.bonds)
+        after[orderedPair(a, b)] = type;
+    auto bonds = answer.bonds;
+    std::erase_if(bonds, [&](const StructureBond &bond) {
+        const auto atoms = orderedPair(bond.atom1, bond.atom2);
+        return bond.type == 0 || !before.contains(atoms) || !after.contains(atoms);
+    });
+    for (auto &bond : bonds)
+        bond.type = before[orderedPair(bond.atom1, bond.atom2)];
+    return bonds;
+}
 
 std::string changeLines(const std::vector<BondChange> &changes) {
     std::string text;
@@ -68,11 +88,11 @@ std::string sdfRecord(const Reaction &reaction, const Answer &answer) {
     const auto &origin = reaction.reactant.origin;
     const bool replaced = answer.outcome == Outcome::partial;
     return molfile(origin, reaction.title, placedAtoms(reaction, answer.coordinates),
-                   answer.bonds) +
+                   lastingBonds(reaction, answer)) +
            field(recordField, std::to_string(reaction.number)) +
            field(outcomeField, outcomeWord(answer.outcome)) +
            field("STAGE", answer.stage ? stageName(*answer.stage) : "") +
-           field(matchField, answer.match) + field("SPREAD", spreadLine(answer)) +
+           field(matchField, sdfLine(answer.match)) + field("SPREAD", spreadLine(answer)) +
            field("RELAXED", answer.relaxedBy) + field("CHARGE", std::to_string(answer.charge)) +
            field("UNPAIRED", std::to_string(answer.unpaired)) +
            field("STRAINS", joinedLines(answer.strains)) +

@@ -17,8 +17,9 @@ inline constexpr const char *constraintsField = "CONSTRAINTS";
 
 // The record of a finished reaction. Atoms are counted from 1 everywhere in it.
 //
-// The bond block holds the transition state's bonds; those of order 0, which are about to form or
-// break, have no MDL type and stand in PARTIAL_BONDS. Data fields, each left out where empty:
+// The bond block holds the bonds that last, with their types in the reactant; what changes stands
+// in CHANGED_BONDS, and bonds of order 0 in the transition state in PARTIAL_BONDS too. Data fields,
+// each left out where empty:
 //
 //   RECORD             number of the reaction in the files that it was read from
 //   OUTCOME            exact, partial or none

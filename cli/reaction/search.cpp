@@ -3,6 +3,7 @@
 #include "saddlefit/reaction.h"
 #include "saddlefit/superpose.h"
 
+#include "cli/database/database_file.hpp"
 #include "cli/diverted_stdout.hpp"
 
 #include <algorithm>
@@ -190,7 +191,7 @@ Match Search::describe(std::size_t candidate) {
     const auto lines = parseProgress(outcome.progress);
     Match match;
     match.candidate = candidate;
-    match.name = nameOf(candidates_[candidate].get());
+    match.name = inOneLine(nameOf(candidates_[candidate].get()));
     if (!lines.empty()) match.lines = lines.front();
     match.exact = outcome.success && !outcome.match;
     if (outcome.match) measure(*outcome.mol, *outcome.match, outcome.map.get(), match);

@@ -48,7 +48,9 @@ std::string blockOf(Molecule &mol, const std::string &name) {
 } // namespace
 
 StoredReactions::StoredReactions(const std::string &path) : path_(path) {
-    requireDatabase(path);
+    if (!openDatabase(path).records.empty()) return;
+    report(UserError(path + ": warning: the database holds no records, so nothing can match; "
+                            "\"saddlefit db add\" stores some"));
 }
 
 void StoredReactions::prepareSigma(const std::set<Code> &codes) {

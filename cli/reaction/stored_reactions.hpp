@@ -18,7 +18,7 @@ using Code = std::vector<int>; // as codeOf() gives it
 
 class StoredReactions {
 public:
-    // Throws UserError unless there is a sound database at `path`.
+    // Throws UserError unless there is a sound database at `path`; an empty one is reported.
     explicit StoredReactions(const std::string &path);
 
     // Read the database once more and keep a copy of what answers questions of the stage "sigma"
