@@ -203,16 +203,6 @@ TEST(OddBonds, NoWalkFollowsABondToAMissingAtom) {
               "0 1 1, 0 2 1, 0 3 1, 0 4 1, 0 5 1, -1 3 1, 0 70000 1, 99 98 1, 3 3 1");
 }
 
-TEST(OddBonds, StoredOnesToMissingAtomsAreNotFollowed) {
-    const OwnedMol candidate = stored(false), mol = halomethane();
-    for (const auto &[a, b] : {std::pair(0, 6), {65534, 1}, {4000, 5000}})
-        addBond(candidate.get(), a, b, 1);
-    EXPECT_EQ(start(*mol, Database(*candidate).path()), 1);
-    EXPECT_EQ(mol->constraints[0].value, 2) << "as stored";
-    EXPECT_EQ(C_finishReaction(mol.get()), 1);
-    expectAt(mol->atoms[1], 2, 0, 0, 1e-9);
-}
-
 TEST(LongLists, TransitionTextsAndRankKeysGrow) {
     const OwnedMol mol = molecule({{6}, {35}}, "0 1 1");
     setLabels(*mol, {"C1", "Br2"});

@@ -7,7 +7,6 @@
 #include <array>
 #include <iterator>
 #include <numeric>
-#include <set>
 
 using namespace saddlefit;
 using namespace saddlefit::test;
@@ -283,37 +282,6 @@ TEST(Mapping, ObeysCodesAndRecordsInOrder) {
         }
     }
     EXPECT_TRUE(mapAll("6", "6", {-7}, 0).solutions.empty());
-}
-
-bool isOdd(const Ints &order) {
-    long inversions = 0;
-    for (auto i = order.begin(); i != order.end(); ++i)
-        inversions += std::count_if(i, order.end(), [&](int v) { return v < *i; });
-    return inversions % 2 != 0;
-}
-
-/// The corners of both molecules are numbered at random; a rotation carries one order into an even
-/// permutation of the other.
-TEST(Mapping, FindsTheTwelveRotationsThenTheTwelveReflectionsOfMethane) {
-    Dice dice(3);
-    for (const int capacity : {1, 12, 20, 50}) {
-        SCOPED_TRACE(capacity);
-        Ints own = {0, 1, 2, 3}, far = own;
-        std::shuffle(own.begin(), own.end(), dice.engine);
-        std::shuffle(far.begin(), far.end(), dice.engine);
-        const Outcome found = mapAll(tetrahedral({1, 1, 1, 1}, own), tetrahedral({1, 1, 1, 1}, far),
-                                     Ints(5, -7), capacity, {}, true, true);
-        for (std::size_t i = 0; i < found.scores.size(); ++i) {
-            Ints carried;
-            for (int k = 1; k < 5; ++k)
-                carried.push_back(at(far, at(found.solutions[i], k) - 1));
-            EXPECT_EQ(isOdd(carried) == isOdd(own), i < 12);
-            EXPECT_EQ(found.scores[i], i < 12 ? 5 : -5);
-        }
-        const std::set<Ints> distinct(found.solutions.begin(), found.solutions.end());
-        EXPECT_EQ(sizeOf(found.scores), std::min(24, capacity));
-        EXPECT_EQ(distinct.size(), found.scores.size());
-    }
 }
 
 const Sketch right = tetrahedral({9, 17, 35, 1}), left = tetrahedral({9, 17, 35, 1}, {1, 0, 2, 3});
