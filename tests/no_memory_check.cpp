@@ -186,12 +186,13 @@ int main() {
                 {"growing behind the index", growBehindTheIndex},
                 {"listing a database", readDatabase},
                 {"superposing, constraining, freezing, perceiving", geometry}};
-    for (const auto &[name, operation] : rows) {
+    for (const auto &row : rows) {
         for (const bool forGood : {false, true}) {
             failsForGood = forGood;
             int requests = 0;
-            printed([&] { requests = failEach(operation); });
-            std::printf("%s: %d requests failed%s\n", name, requests, forGood ? " for good" : "");
+            printed([&] { requests = failEach(row.operation); });
+            std::printf("%s: %d requests failed%s\n", row.name, requests,
+                        forGood ? " for good" : "");
         }
     }
     return faults == 0 ? 0 : 1;
