@@ -338,6 +338,7 @@ TEST(Alignment, CountsTheFirstPairsThatBothSidesHave) {
     const std::pair<Ints, Ints> rows[] = {
         // a map, and the pairs that count, by reference atom
         {{3, -1, 2, 0, 1, 5}, {3, -1, 2, 0}},
+        {{3, 2}, {3, -1, 2, -1}},
         {{6, 3, 99, 2}, {3, -1, 2, -1}},
     };
     for (const auto &[map, same] : rows) {
