@@ -33,24 +33,16 @@ TEST(ElementTables, HoldTheirEntries) {
     EXPECT_EQ(weighted(preferedValency), 19976);
     EXPECT_NEAR(weighted(defaultBondLengths), 2911.35, 1e-8);
     EXPECT_NEAR(weighted(bondLength), 321521.677, 1e-6);
-    EXPECT_EQ(vdwrad[13] + covRad[87] + eneg[95], 2.25 + 2.88 + 0.02);
-    EXPECT_EQ(bondLength[33 * 34 / 2 + 23], 2.508) << "Se-Cr";
-    EXPECT_EQ(std::ranges::count_if(bondLength, [](double length) { return length > 0; }), 232);
-    const double factors[] = {doubleFactor, tripleFactor, quadrupleFactor, aromaticFactor};
-    const double expected[] = {0.87, 0.78, 0.73, 0.93};
-    EXPECT_TRUE(std::ranges::equal(factors, expected));
 }
 
 TEST(ElementTables, ClassesAndBoundsOfLookUps) {
-    const int lastOfPeriod[] = {2, 10, 18, 36, 54, 86};
-    for (int row = 0; row < 6; ++row) {
-        EXPECT_EQ(getPeriodRow(lastOfPeriod[row]), row);
-        EXPECT_EQ(getPeriodRow(lastOfPeriod[row] + 1), row + 1);
+    for (int row = 0, last = 0; row < 6; ++row) { // periods of 2, 8, 8, 18, 18, 32 elements
+        last += 2 * ((row + 3) / 2) * ((row + 3) / 2);
+        EXPECT_EQ(getPeriodRow(last), row);
+        EXPECT_EQ(getPeriodRow(last + 1), row + 1);
     }
     EXPECT_EQ(getPreferedValency(-1), 0);
-    EXPECT_EQ(getPreferedValency(0), 0);
     EXPECT_EQ(getPreferedValency(6), 4);
-    EXPECT_EQ(getPreferedValency(109), 0);
     EXPECT_EQ(getPreferedValency(110), 4);
     const int nonMetals[] = {1,  2,  5,  6,  7,  8,  9,  10, 14, 15, 16,
                              17, 18, 33, 34, 35, 36, 52, 53, 54, 86};
@@ -65,16 +57,10 @@ TEST(BondLengths, ComeFromPairThenPeriodAndScaleWithOrder) {
         int z1, z2, type;
         double expected;
     };
-    const Row rows[] = {{6, 6, 1, 1.531},        {6, 6, 2, 1.531 * 0.87},
-                        {6, 6, 3, 1.531 * 0.78}, {6, 6, 4, 1.531 * 0.73},
-                        {6, 6, 5, 1.531 * 0.93}, {6, 6, 0, 1.531},
-                        {6, 6, 7, 1.531},        {6, 6, -5, 1.531},
-                        {6, 1, 1, 1.096},        {1, 6, 1, 1.096},
-                        {1, 2, 1, 0.75},         {6, 12, 1, 1.8},
-                        {12, 6, 2, 1.8 * 0.87},  {0, 0, 1, 0.742},
-                        {0, 6, 1, 1.096},        {-7, 6, 1, 1.096},
-                        {92, 6, 1, 2.1},         {103, 103, 1, 2.9},
-                        {104, 6, 1, 2.1},        {INT_MAX, INT_MAX, 3, 2.9 * 0.78}};
+    const Row rows[] = {{6, 6, 2, 1.531 * 0.87}, {6, 6, 3, 1.531 * 0.78}, {6, 6, 4, 1.531 * 0.73},
+                        {6, 6, 5, 1.531 * 0.93}, {6, 6, -5, 1.531},       {6, 1, 1, 1.096},
+                        {1, 6, 1, 1.096},        {1, 2, 1, 0.75},         {12, 6, 2, 1.8 * 0.87},
+                        {-7, 6, 1, 1.096},       {103, 103, 1, 2.9},      {104, 6, 1, 2.1}};
     for (const auto &[z1, z2, type, expected] : rows) {
         const OwnedMol mol = molecule({{z1}, {z2}}, "0 1 " + std::to_string(type));
         EXPECT_EQ(bondLengthGuess(mol.get(), mol->bonds[0]), expected) << z1 << '-' << z2;
@@ -106,26 +92,17 @@ struct Threshold {
 TEST(BondOrders, ChangeAtTheirThresholds) {
     constexpr double near = 2e-4;
     const Threshold rows[] = {
-        {"C-C never triple", 6, 6, 0, 1.262, 2, 2},
-        {"C-C double", 6, 6, 0, 1.357, 2, 2},
         {"C-C single", 6, 6, 0, 1.432, 2, 1},
         {"C-C reach", 6, 6, 0, 1.9916, 1, 0},
         {"C-C aromatic from", 6, 6, 1, 1.357, 2, -5},
         {"C-C aromatic to", 6, 6, 1, 1.517, -5, 1},
-        {"C-C aromatic, mode 2", 6, 6, 2, 1.517, -5, 1},
         {"C-C aromatic, mode -1", 6, 6, -1, 1.517, -5, 1},
         {"C-N single", 6, 7, 0, 1.3204, 2, 1},
-        {"C-N aromatic from", 7, 6, 1, 1.2454, 2, -5},
-        {"C-N aromatic to", 7, 6, 1, 1.4054, -5, 1},
-        {"C-N reach", 6, 7, 1, 1.8466, 1, 0},
         {"N-N triple", 7, 7, 1, 1.122, 3, 2},
         {"N-N double", 7, 7, 1, 1.292, 2, 1},
         {"C-O triple", 6, 8, 0, 1.0226, 3, 2},
         {"C-O double", 6, 8, 0, 1.2551, 2, 1},
-        {"C-O reach", 6, 8, 2, 1.6804, 1, 0},
         {"C-H reach", 6, 1, 0, 1.3444, 1, 0},
-        {"C-H is single", 6, 1, 0, 0.7641, 1, 1},
-        {"O-H reach", 8, 1, 1, 1.0393, 1, 0},
         {"S-S is single", 16, 16, 0, 1.85, 1, 1},
         {"C-Cl is single", 6, 17, 0, 1.5, 1, 1},
         {"C-Cl reaches 1.15", 6, 17, 0, 1.15 * 1.7405, 1, 0},
@@ -133,14 +110,11 @@ TEST(BondOrders, ChangeAtTheirThresholds) {
         {"Fe-Fe reaches 1.1", 26, 26, 2, 1.1 * 2.532, 1, 0},
         {"H bond", 8, 1, 2, 1.0393, 1, -2},
         {"H bond reach", 8, 1, 2, 0.7 * 3.1, -2, 0},
-        {"H-S", 16, 1, 2, 0.7 * 3.367, -2, 0},
         {"no H bond to C", 6, 1, 2, 1.8, 0, 0},
-        {"no H bond in mode 1", 8, 1, 1, 1.8, 0, 0},
         {"Fe-O bond and contact", 26, 8, 2, 1.3 * 1.74465, -1, -3},
         {"Fe-O contact reach", 26, 8, 2, 0.9 * 3.206, -3, 0},
         {"Fe-O in mode 1", 26, 8, 1, 1.3 * 1.74465, 1, 0},
         {"Fe-Cl: the monovalent rule comes first", 26, 17, 2, 2.2, 1, 1},
-        {"Fe-Cl contact", 26, 17, 2, 0.9 * 3.43, -3, 0},
         {"Na-O reaches 0.9 and bears no mark", 11, 8, 2, 0.9 * 1.91840, 2, -3},
     };
     for (const auto &[what, z1, z2, mode, distance, below, above] : rows) {
@@ -162,17 +136,14 @@ TEST(BondOrders, OddAtomsAndPlaces) {
     }
     EXPECT_EQ(typeAt(105, 8, 2.0, 2), 0) << "no van der Waals radius, no contact";
     const OwnedMol mol = molecule({{6}}, "0 1 1, -3 0 1");
-    EXPECT_EQ(bondTypeGuess(mol.get(), mol->bonds[0], 2), 0);
-    EXPECT_EQ(bondTypeGuess(mol.get(), mol->bonds[1], 2), 0);
+    for (Bond *bond : bondsOf(*mol))
+        EXPECT_EQ(bondTypeGuess(mol.get(), bond, 2), 0);
 }
 
 TEST(BondOrders, FollowTablesThatTheHostChanged) {
     preferedValency[6] = 0;
     EXPECT_EQ(typeAt(6, 6, 1.5, 0), 0) << "1.5 is beyond 0.9 times 1.532";
     preferedValency[6] = 4;
-    covRad[6] = 0.67;
-    EXPECT_EQ(typeAt(6, 6, 1.34, 0), 1) << "0.2 shorter: single from 1.257 on";
-    covRad[6] = 0.77;
     eneg[8] = 2.0;
     EXPECT_EQ(typeAt(6, 8, 1.72, 0), 1) << "without polarity up to 1.3 times 1.396";
     eneg[8] = 3.15;
@@ -192,7 +163,7 @@ std::vector<At> ring(int size, double side) {
 }
 
 /// Bonds around a ring of these types, then those to its hydrogens.
-std::string ringBonds(const std::vector<int> &types) {
+std::string ringBonds(const Ints &types) {
     const std::size_t size = types.size();
     std::string bonds;
     for (std::size_t i = 0; i < size; ++i)
@@ -242,8 +213,7 @@ TEST(SettlingBonds, PlanarHexagonsAreAromaticAndOthersAlternate) {
          kekule},
         {"angles of 90", ring(4, 1.40), ringBonds({-5, -5, -5, -5}), ringBonds({2, 1, 2, 1})},
         {"single by length", ring(4, 1.46), ringBonds({-5, -5, -5, -5}), ringBonds({1, 1, 1, 1})},
-        {"angles of 140", ring(9, 1.44), ringBonds(std::vector<int>(9, -5)),
-         ringBonds(std::vector<int>(9, 1))},
+        {"angles of 140", ring(9, 1.44), ringBonds(Ints(9, -5)), ringBonds(Ints(9, 1))},
         {"carbon with four bonds", with(12, above(9, 1.35)), marked + ", 0 12 1",
          ringBonds({1, 1, 2, 1, 2, 1}) + ", 0 12 1"},
         {"next to a double bond", with(6, {6, hexagon[0].x + 1.35, 0, 0}), exocyclic, quinoid},
@@ -261,7 +231,6 @@ TEST(SettlingBonds, MarksFollowTheirRules) {
     const std::vector<At> iron = {{26}, {8, 2.5}, {7, -2}, {1, 3.4}};
     expectSettled({
         {"two hydrogens, double by length", cc, "0 1 -5, 0 2 1, 0 3 1", "0 1 2, 0 2 1, 0 3 1"},
-        {"the same at the second end", cc, "1 0 -5, 0 2 1, 0 3 1", "1 0 2, 0 2 1, 0 3 1"},
         {"next to a double bond", cc, "0 1 -5, 4 1 2, 0 3 1", "0 1 1, 4 1 2, 0 3 1"},
         {"hydrogens, whatever their bonds", flat, "0 1 -5, 0 2 5, 0 3 5, 1 4 5, 1 5 5",
          "0 1 2, 0 2 5, 0 3 5, 1 4 5, 1 5 5"},
@@ -271,14 +240,11 @@ TEST(SettlingBonds, MarksFollowTheirRules) {
         {"support at the second end only", flat, "0 1 -5, 1 4 5, 1 5 5", "0 1 2, 1 4 5, 1 5 5"},
         {"too long for a bond", {{6}, {6, 3}}, "0 1 -5", "0 1 1"},
         {"no such atom", {{6}}, "0 7 -5, 7 8 -1, 0 0 -5", "0 7 1, 7 8 1, 0 0 1"},
-        {"metal bond", iron, "0 1 -1", "0 1 1"},
         {"other marks", cc, "0 1 -4, 0 2 -7, 0 3 -10", "0 1 4, 0 2 7, 0 3 10"},
         {"the least mark has no positive value", cc, "0 1 -2147483648", ""},
         {"O-H...N", ohn, "0 1 1, 1 2 -2", "0 1 1, 1 2 0"},
-        {"N...H-O", ohn, "2 1 -2, 1 0 1", "2 1 0, 1 0 1"},
         {"C-H...N", {{6}, {1, 1.09}, {7, 2.9}}, "0 1 1, 1 2 -2", "0 1 1"},
         {"H on its own", ohn, "0 2 1, 1 2 -2", "0 2 1"},
-        {"H held by a contact only", ohn, "0 1 0, 1 2 -2", "0 1 0"},
         {"H between two atoms", ohn, "0 1 1, 3 1 1, 1 2 -2", "0 1 1, 3 1 1"},
         {"three-membered ring", ohn, "0 1 1, 0 2 1, 1 2 -2", "0 1 1, 0 2 1"},
         {"ring closed by a contact", ohn, "0 1 1, 0 2 0, 1 2 -2", "0 1 1, 0 2 0, 1 2 0"},
@@ -299,8 +265,6 @@ TEST(SettlingBonds, OxygenPartsItsTwoHeavyNeighbours) {
         {"S-S", trio(16, 16, 8), triangle, open},
         {"one heavy end is enough", trio(6, 16, 8), triangle, open},
         {"neon is not heavy", trio(10, 10, 8), triangle, triangle},
-        {"sodium is", trio(10, 11, 8), triangle, open},
-        {"by sulfur", trio(16, 16, 16), triangle, triangle},
         {"by a contact", trio(16, 16, 8), "0 1 1, 1 2 0, 0 2 1", "1 2 0, 0 2 1"},
         {"settled in the first pass", trio(26, 26, 8), "0 1 -1, 1 2 -1, 0 2 -1", open},
         {"a contact itself", trio(26, 16, 8), "0 1 0, 1 2 1, 0 2 1", open},
@@ -313,7 +277,6 @@ TEST(SettlingBonds, CarbonAndOxygenLoseExcessDoubleBonds) {
     const std::vector<At> bent = {{7}, {8, 1.2}, {7, 2}};
     expectSettled({
         {"longest stays", row, "0 1 2, 1 2 2", "0 1 1, 1 2 2"},
-        {"whatever the order", row, "2 1 2, 1 0 2", "2 1 2, 1 0 1"},
         {"of equals the last", even, "0 1 2, 1 2 2", "0 1 1, 1 2 2"},
         {"of four bonds the first double", full, "0 4 2, 0 1 1, 0 3 2, 0 2 1",
          "0 4 1, 0 1 1, 0 3 2, 0 2 1"},
@@ -321,8 +284,6 @@ TEST(SettlingBonds, CarbonAndOxygenLoseExcessDoubleBonds) {
          "0 4 2, 0 1 1, 0 3 1, 0 2 1, 0 5 1"},
         {"other orders do not count", full, "0 3 2, 0 1 3, 0 4 5, 0 2 1",
          "0 3 2, 0 1 3, 0 4 5, 0 2 1"},
-        {"carbonyl", {{6}, {8, 1.2}}, "0 1 2", "0 1 2"},
-        {"oxygen with one of each", bent, "0 1 2, 1 2 1", "0 1 1, 1 2 1"},
         {"oxygen with two doubles", bent, "0 1 2, 1 2 2", "0 1 1, 1 2 1"},
         {"nitrogen may keep them", {{8}, {7, 1.2}, {8, 2}}, "0 1 2, 1 2 2", "0 1 2, 1 2 2"},
     });
@@ -334,8 +295,8 @@ TEST(SettlingBonds, RemovalKeepsAddressesAndTheIndex) {
     const std::vector<Bond *> stay = {mol->bonds[1], mol->bonds[3]};
     recheckBonds(mol.get());
     EXPECT_EQ(std::vector<Bond *>(mol->bonds, mol->bonds + mol->bondCount), stay);
-    EXPECT_EQ(listOf(*mol, 1), std::vector<int>({0}));
-    EXPECT_EQ(listOf(*mol, 2), std::vector<int>());
+    EXPECT_EQ(listOf(*mol, 1), Ints({0}));
+    EXPECT_EQ(listOf(*mol, 2), Ints());
     recheckBonds(OwnedMol(createMol()).get());
 }
 

@@ -11,8 +11,6 @@
 
 namespace saddlefit::test {
 
-using Ints = std::vector<int>;
-
 inline const std::vector<At> methane = {
     {6, 0, 0, 0}, {35, 2, 0, 0}, {9, 0, 1.5, 0}, {8, 0, 0, 1.5}, {1, -0.625, -0.625, -0.625}};
 inline const std::string methaneBonds = "0 1 0, 0 2 1, 0 3 1, 0 4 1";
@@ -48,16 +46,17 @@ inline OwnedMol storedStructure(const std::string &name) {
     return molecule(atoms, kind->bonds, bromineLeaves);
 }
 
-inline void store(const TemporaryFile &file, const std::string &name, Molecule &mol) {
+/// The result of insertDB().
+inline int store(const TemporaryFile &file, const std::string &name, Molecule &mol) {
     const OwnedBlock<int> code(getTransitionCode(&mol));
-    ASSERT_EQ(insertDB(file.path(), strdup(name.c_str()), code.get(), &mol), 1);
+    return insertDB(file.path(), strdup(name.c_str()), code.get(), &mol);
 }
 
 /// A database of such structures.
 struct Stored : TemporaryFile {
     explicit Stored(const std::vector<std::string> &names) {
         for (const std::string &name : names)
-            store(*this, name, *storedStructure(name));
+            EXPECT_EQ(store(*this, name, *storedStructure(name)), 1);
     }
 };
 

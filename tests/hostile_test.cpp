@@ -1,17 +1,13 @@
 #include "saddlefit/bonding.h"
-#include "saddlefit/database.h"
 #include "saddlefit/host.h"
 #include "saddlefit/matching.h"
-#include "saddlefit/reaction.h"
 #include "saddlefit/superpose.h"
 
-#include "tests/molecules.hpp"
+#include "tests/bromomethane.hpp"
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cmath>
-#include <limits>
 #include <numeric>
 #include <tuple>
 
@@ -23,37 +19,21 @@ using namespace saddlefit::test;
 
 namespace {
 
-using Ints = std::vector<int>;
-
-constexpr double nan = std::numeric_limits<double>::quiet_NaN();
-constexpr double infinity = std::numeric_limits<double>::infinity();
-
-/// CHFBr(OH) that loses its bromine. Coordinates are exact in single precision.
-const std::vector<At> methane = {
-    {6, 0, 0, 0}, {35, 2, 0, 0}, {9, 0, 1.5, 0}, {8, 0, 0, 1.5}, {1, -0.625, -0.625, -0.625}};
-const std::string methaneBonds = "0 1 1, 0 2 1, 0 3 1, 0 4 1";
-const std::vector<Transition> bromineLeaves = {{0, 1, -1, -1}};
-
+/// The methane with its bonds all whole.
 OwnedMol halomethane() {
-    return molecule(methane, methaneBonds, bromineLeaves);
+    OwnedMol mol = molecule(methane, methaneBonds, bromineLeaves);
+    mol->bonds[0]->type = 1;
+    return mol;
 }
 
 /// As it is stored: in its transition state, with one carbon more on the oxygen if it is not to be
 /// an exact match.
 OwnedMol stored(bool exact) {
-    OwnedMol mol = halomethane();
-    mol->bonds[0]->type = 0;
-    if (exact) return mol;
-    addAtom(mol.get(), -1, 1, 2, 6);
-    addBond(mol.get(), 3, 5, 1);
-    return mol;
+    return storedStructure(exact ? "exact" : "super");
 }
 
 struct Database : TemporaryFile {
-    explicit Database(Molecule &mol) {
-        const OwnedBlock<int> code(getTransitionCode(&mol));
-        EXPECT_EQ(insertDB(path(), strdup("stored"), code.get(), &mol), 1);
-    }
+    explicit Database(Molecule &mol) { EXPECT_EQ(store(*this, "stored", mol), 1); }
 };
 
 /// What the start of a reaction answers, its progress lines left aside.
@@ -63,25 +43,22 @@ int start(Molecule &mol, const char *path) {
     return result;
 }
 
-bool isFinite(const Atom &atom) {
-    return std::isfinite(atom.x) && std::isfinite(atom.y) && std::isfinite(atom.z);
-}
-
 Ints atomsNotFinite(const Molecule &mol) {
     Ints atoms;
     for (int i = 0; i < mol.atomCount; ++i)
-        if (!isFinite(mol.atoms[i])) atoms.push_back(i);
+        if (!std::isfinite(mol.atoms[i].x + mol.atoms[i].y + mol.atoms[i].z)) atoms.push_back(i);
     return atoms;
 }
 
-void expectPlaces(const Molecule &mol, const Molecule &expected) {
-    for (int i = 0; i < mol.atomCount; ++i) {
-        const Atom &atom = expected.atoms[i];
-        expectAt(mol.atoms[i], atom.x, atom.y, atom.z, 0);
+// ---- numbers
+
+void scale(Molecule &mol, double x, double y, double z, double shift) {
+    for (Atom &atom : atomsOf(mol)) {
+        atom.x = atom.x * x + shift;
+        atom.y = atom.y * y - shift;
+        atom.z = atom.z * z + shift;
     }
 }
-
-// ---- numbers
 
 /// Places that the atoms of a halomethane are given, and what becomes of it.
 const struct {
@@ -92,54 +69,17 @@ const struct {
     Ints notFiniteThen; ///< atoms, after the start
     int rs;             ///< of the carbon
 } oddPlaces[] = {
-    {"not a number in the centre",
-     [](Molecule &m) { m.atoms[1].x = nan; },
-     false,
-     false,
-     {0, 1, 2, 3, 4},
-     0},
-    {"not a number elsewhere", [](Molecule &m) { m.atoms[3].y = nan; }, false, true, {3}, 0},
-    {"infinite in the centre", [](Molecule &m) { m.atoms[1].x = infinity; }, false, false, {1}, 0},
-    {"infinite elsewhere", [](Molecule &m) { m.atoms[3].y = -infinity; }, false, true, {3}, 0},
+    {"no number in it", [](Molecule &m) { m.atoms[1].x = NAN; }, false, false, {0, 1, 2, 3, 4}, 0},
+    {"no number elsewhere", [](Molecule &m) { m.atoms[3].y = NAN; }, false, true, {3}, 0},
+    {"infinite in the centre", [](Molecule &m) { m.atoms[1].x = INFINITY; }, false, false, {1}, 0},
+    {"infinite elsewhere", [](Molecule &m) { m.atoms[3].y = -INFINITY; }, false, true, {3}, 0},
     {"squares overflow", [](Molecule &m) { m.atoms[1].x = 1e200; }, false, false, {}, 2},
     {"squares vanish", [](Molecule &m) { m.atoms[1].x = 5e-324; }, true, true, {}, 2},
     {"centre in one place", [](Molecule &m) { m.atoms[1].x = 0; }, true, true, {}, 2},
-    {"all in one place",
-     [](Molecule &m) {
-         for (Atom &atom : atomsOf(m))
-             atom.x = atom.y = atom.z = 1.5;
-     },
-     true,
-     true,
-     {},
-     0},
-    {"in a row",
-     [](Molecule &m) {
-         for (int i = 0; i < m.atomCount; ++i)
-             m.atoms[i] = {m.atoms[i].element, 0, 0, 0, 0, nullptr, nullptr, 1.0 * i, 0, 0};
-     },
-     true,
-     true,
-     {},
-     0},
-    {"in a plane",
-     [](Molecule &m) {
-         for (Atom &atom : atomsOf(m))
-             atom.z = 0;
-     },
-     true,
-     true,
-     {},
-     0},
-    {"far away",
-     [](Molecule &m) {
-         for (Atom &atom : atomsOf(m))
-             atom.x += 1e6, atom.y -= 1e6, atom.z += 1e6;
-     },
-     true,
-     true,
-     {},
-     2},
+    {"all in one place", [](Molecule &m) { scale(m, 0, 0, 0, 1.5); }, true, true, {}, 0},
+    {"in a row", [](Molecule &m) { scale(m, 1, 0, 0, 0); }, true, true, {}, 0},
+    {"in a plane", [](Molecule &m) { scale(m, 1, 1, 0, 0); }, true, true, {}, 0},
+    {"far away", [](Molecule &m) { scale(m, 1, 1, 1, 1e6); }, true, true, {}, 2},
 };
 
 TEST(OddPlaces, ReactionsEndAndOnlyWhatIsFiniteIsHeld) {
@@ -153,25 +93,24 @@ TEST(OddPlaces, ReactionsEndAndOnlyWhatIsFiniteIsHeld) {
         EXPECT_EQ(start(*mol, withPartial.path()), 1);
         EXPECT_EQ(atomsNotFinite(*mol), row.notFiniteThen);
         EXPECT_EQ(C_finishReaction(mol.get()), row.found);
-        EXPECT_EQ(isFinite(mol->atoms[1]) && mol->atoms[1].frozen, row.found);
+        EXPECT_EQ(mol->atoms[1].frozen, row.found);
         if (row.found) {
             EXPECT_NEAR(calcDist(&mol->atoms[0], &mol->atoms[1]), 2, 1e-9) << "as stored";
         }
         EXPECT_EQ(start(*other, withExact.path()), 0);
-        expectPlaces(*other, *same);
+        EXPECT_EQ(atomsNotFinite(*other), Ints());
     }
 }
 
 TEST(OddPlaces, StoredOnesAreNoPartialMatchAndAreCopiedByAnExactOne) {
     for (const bool exact : {false, true}) {
-        for (const std::string &number :
-             {std::string("\0\0\xC0\x7F", 4), std::string("\0\0\x80\x7F", 4)}) {
+        for (const float number : {NAN, INFINITY}) {
             SCOPED_TRACE(exact);
             const OwnedMol mol = halomethane();
             const Database file(*stored(exact));
             std::FILE *stream = std::fopen(file.path(), "r+b");
             constexpr long bromineX = 5 + 2 + 7 + 2 + 6 + 6 + 14; // header, name, codes, counts, C
-            EXPECT_EQ(Fwrite(number.data(), 4, 1, bromineX, stream), 1);
+            EXPECT_EQ(Fwrite(&number, 4, 1, bromineX, stream), 1);
             std::fclose(stream);
             EXPECT_EQ(start(*mol, file.path()), exact ? 0 : 1);
             EXPECT_EQ(C_finishReaction(mol.get()), 0);
@@ -206,15 +145,13 @@ TEST(OddPlaces, AlignmentsAndMeasurementsEndAndSayWhatIsNoNumber) {
 TEST(OddPlaces, BondsAreSettledAllTheSame) {
     for (const auto &row : oddPlaces) {
         SCOPED_TRACE(row.label);
-        for (const auto &[mark, bonds] : {std::pair(-5, "0 1 1, 0 2 1, 0 3 1, 0 4 1"),
-                                          {-2, ""},
-                                          {-1, "0 1 1, 0 2 1, 0 3 1, 0 4 1"}}) {
+        for (const int mark : {-5, -2, -1}) {
             const OwnedMol mol = halomethane();
             row.change(*mol);
             for (Bond *bond : bondsOf(*mol))
                 bond->type = mark;
             recheckBonds(mol.get());
-            EXPECT_EQ(writtenBonds(*mol), bonds) << mark;
+            EXPECT_EQ(writtenBonds(*mol), mark == -2 ? "" : "0 1 1, 0 2 1, 0 3 1, 0 4 1") << mark;
         }
     }
 }
@@ -222,9 +159,9 @@ TEST(OddPlaces, BondsAreSettledAllTheSame) {
 // ---- elements
 
 TEST(OddElements, AreMatchedUpTo254) {
-    for (const auto &[element, found] :
-         {std::pair(0, true), {118, true}, {254, true}, {255, false}}) {
+    for (const int element : {0, 254, 255}) {
         SCOPED_TRACE(element);
+        const bool found = element < 255;
         const OwnedMol mol = halomethane(), candidate = stored(true), asked = halomethane();
         mol->atoms[2].element = candidate->atoms[2].element = element;
         const Database file(*candidate);
@@ -234,30 +171,12 @@ TEST(OddElements, AreMatchedUpTo254) {
     }
 }
 
-TEST(OddElements, UnknownOneEndsACodeAndTheOthersStandInIt) {
-    const OwnedMol mol = molecule({{6}, {35}, {0}, {300}, {-4}}, "", {{0, 1, 0, 3}, {0, 4, 1, 2}});
-    const auto code = [&mol] {
-        const OwnedBlock<int> entries(getTransitionCode(mol.get()));
-        int length = 0;
-        while (entries.get()[length])
-            ++length;
-        return Ints(entries.get(), entries.get() + length);
-    };
-    EXPECT_EQ(code(), (Ints{-4, 6, 6, 35}));
-    mol->atoms[2].element = 1;
-    EXPECT_EQ(code(), (Ints{-4, 6, 6, 35, 1, 35, 6, 300}));
-    EXPECT_EQ(applyTransition(mol.get()), 1);
-    EXPECT_EQ(writtenBonds(*mol), "0 3 0, 1 2 0");
-}
-
 // ---- bonds that name no atom, and lists of any length
 
 TEST(OddBonds, NoWalkFollowsABondToAMissingAtom) {
     const OwnedMol honest = stored(true), hostile = stored(true);
-    constexpr std::array<int, 3> odd[] = {
-        {0, 5, 1}, {-1, 3, 2}, {0, 70000, 1}, {99, 98, 1}, {3, 3, 1}};
-    for (const auto &[a, b, type] : odd)
-        addBond(hostile.get(), a, b, type);
+    for (const auto &[a, b] : {std::pair(0, 5), {-1, 3}, {0, 70000}, {99, 98}, {3, 3}})
+        addBond(hostile.get(), a, b, 1);
     createBondlink(honest.get());
     createBondlink(hostile.get());
     const auto answers = [](Molecule &mol, Molecule &target) {
@@ -284,22 +203,13 @@ TEST(OddBonds, NoWalkFollowsABondToAMissingAtom) {
               "0 1 1, 0 2 1, 0 3 1, 0 4 1, 0 5 1, -1 3 1, 0 70000 1, 99 98 1, 3 3 1");
 }
 
-TEST(OddBonds, StoredOnesToMissingAtomsAreNotFollowed) {
-    const OwnedMol candidate = stored(false), mol = halomethane();
-    for (const auto &[a, b] : {std::pair(0, 6), {65534, 1}, {4000, 5000}})
-        addBond(candidate.get(), a, b, 1);
-    EXPECT_EQ(start(*mol, Database(*candidate).path()), 1);
-    EXPECT_EQ(mol->constraints[0].value, 2) << "as stored";
-    EXPECT_EQ(C_finishReaction(mol.get()), 1);
-    expectAt(mol->atoms[1], 2, 0, 0, 1e-9);
-}
-
 TEST(LongLists, TransitionTextsAndRankKeysGrow) {
     const OwnedMol mol = molecule({{6}, {35}}, "0 1 1");
     setLabels(*mol, {"C1", "Br2"});
     std::string text;
-    for (int i = 0; i < 3000; ++i)
-        text += i == 2999 ? "Br2 - - C1" : "C1 Br2 - - ";
+    for (int i = 0; i < 2999; ++i)
+        text += "C1 Br2 - - ";
+    text += "Br2 - - C1";
     EXPECT_EQ(genTransition(mol.get(), text.c_str()), 1);
     EXPECT_EQ(mol->transitionCount, 3000);
     EXPECT_EQ(mol->transitions[2999].formB, 0);
@@ -308,18 +218,17 @@ TEST(LongLists, TransitionTextsAndRankKeysGrow) {
 
     // Two chains that differ in their last atoms.
     constexpr int length = 3000;
-    const OwnedMol chains(C_createMolecule(2 * length, 2 * length - 2, 0, 0));
-    for (int i = 0; i < 2 * length; ++i)
-        chains->atoms[i].element = i == 2 * length - 1 ? 8 : 6;
-    for (int i = 0; i < 2 * length - 2; ++i)
-        C_setBond(chains.get(), i, i < length - 1 ? i : i + 1, i < length - 1 ? i + 1 : i + 2, 1);
+    const OwnedMol chains = molecule(std::vector<At>(2 * length, {6}));
+    chains->atoms[2 * length - 1].element = 8;
+    for (int i = 1; i < 2 * length; ++i)
+        if (i != length) addBond(chains.get(), i - 1, i, 1);
     Ints ends = {0, length};
     EXPECT_EQ(cmpAtoms(chains.get(), ends.data(), 2, nullptr, 0, -1, nullptr), 2);
     EXPECT_EQ(ends, (Ints{length, 0}));
 }
 
 /// The greatest record that fits the fields: a chain that ends in bromine.
-TEST(LongLists, GreatestRecordIsStoredListedMappedStartedAndFinished) {
+TEST(LongLists, GreatestRecordIsStoredMappedStartedAndFinished) {
     constexpr int most = 65535;
     const OwnedMol chain(C_createMolecule(most, most - 1, 0, 1));
     for (int i = 0; i < most; ++i) {
@@ -331,11 +240,6 @@ TEST(LongLists, GreatestRecordIsStoredListedMappedStartedAndFinished) {
         C_setBond(chain.get(), i, i, i + 1, i > 0);
     C_setTransition(chain.get(), 0, 0, 1, -1, -1);
     const Database file(*chain);
-    char **names = nullptr;
-    ASSERT_EQ(listDB(file.path(), &names), 1);
-    EXPECT_STREQ(names[0], "stored");
-    std::free(names[0]);
-    std::free(static_cast<void *>(names));
 
     const OwnedMol small = molecule({{35}, {6, 1.5}, {6, 2, 1}}, "0 1 1, 1 2 1", {{0, 1, -1, -1}});
     EXPECT_EQ(start(*small, file.path()), 1);

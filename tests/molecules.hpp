@@ -5,20 +5,35 @@
 
 #include "molecule/memory.hpp"
 #include "molecule/ranges.hpp"
+#include "tests/lists.hpp"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <functional>
+#include <iterator>
+#include <random>
 #include <sstream>
 #include <string>
+#include <sys/resource.h>
 #include <unistd.h>
 #include <vector>
 
 namespace saddlefit::test {
+
+struct Dice {
+    std::mt19937 engine;
+
+    explicit Dice(unsigned seed) : engine(seed) {}
+    int below(int n) { return static_cast<int>(engine() % static_cast<unsigned>(n)); }
+    int oneOf(const Ints &values) { return at(values, below(static_cast<int>(values.size()))); }
+    bool oneIn(int n) { return below(n) == 0; }
+};
 
 /// Element and place.
 struct At {
@@ -59,8 +74,8 @@ inline std::string writtenBonds(const Molecule &mol) {
 }
 
 /// The neighbours of an atom as its list in the index names them.
-inline std::vector<int> listOf(const Molecule &mol, int atom) {
-    std::vector<int> neighbours;
+inline Ints listOf(const Molecule &mol, int atom) {
+    Ints neighbours;
     for (const BondlinkNode *node = mol.bondlink[atom]; node; node = node->next)
         neighbours.push_back(otherEnd(*node->bond, atom));
     return neighbours;
@@ -83,6 +98,31 @@ public:
 
 private:
     std::string path_ = testing::TempDir() + "saddlefitXXXXXX";
+};
+
+inline std::string bytesOf(const std::string &path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+/// No file can grow beyond a size, nor be written there, as long as this lives.
+class DiskLimit {
+public:
+    explicit DiskLimit(std::size_t size) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
+        getrlimit(RLIMIT_FSIZE, &before_);
+        const rlimit limit{size, before_.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~DiskLimit() {
+        setrlimit(RLIMIT_FSIZE, &before_);
+        std::signal(SIGXFSZ, handler_);
+    }
+    DiskLimit(const DiskLimit &) = delete;
+    DiskLimit &operator=(const DiskLimit &) = delete;
+
+private:
+    void (*handler_)(int);
+    rlimit before_{};
 };
 
 /// What a body prints on standard output.

@@ -51,7 +51,6 @@ namespace {
 
 using namespace saddlefit;
 using namespace saddlefit::test;
-using Ints = std::vector<int>;
 
 class FailingResource : public std::pmr::memory_resource {
     void *do_allocate(std::size_t size, std::size_t alignment) override {
@@ -82,10 +81,6 @@ template <class Make> auto calmly(Make make) {
     return made;
 }
 
-Ints ints(std::size_t count, int value) {
-    return calmly([=] { return Ints(count, value); });
-}
-
 /// A zigzag chain with a ring at its beginning, whose second bond gives way to another one.
 OwnedMol chain(int atoms, int oxygen) {
     return calmly([=] {
@@ -105,8 +100,7 @@ void fillDatabase() {
     for (int i = 0; i < 6; ++i) {
         const OwnedMol mol = chain(12 + i % 3, 7 + i % 2);
         const OwnedBlock<int> code(getTransitionCode(mol.get()));
-        std::string name = "stored under a name that is too long for a short string";
-        insertDB(database.path(), strdup(name.c_str()), code.get(), mol.get());
+        insertDB(database.path(), strdup("stored under a long name"), code.get(), mol.get());
     }
 }
 
@@ -123,8 +117,9 @@ void runReaction() {
 
 void map() {
     const OwnedMol pattern = chain(12, 7), target = chain(14, 7);
-    Ints codes = ints(12, MAP_OPTIONAL), inverse = ints(14, MAP_OPTIONAL), solution = ints(12, 0);
-    int *solutions = solution.data(), count = 99;
+    auto [codes, inverse] =
+        calmly([] { return std::pair(Ints(12, MAP_OPTIONAL), Ints(14, MAP_OPTIONAL)); });
+    int solution[12], *solutions = solution, count = 99;
     const double x = target->atoms[3].x;
     const int depth = mapSub(pattern.get(), target.get(), codes.data(), &solutions, nullptr, &count,
                              1, inverse.data(), 1, 1);
@@ -156,11 +151,11 @@ void readDatabase() {
 
 void geometry() {
     const OwnedMol mol = chain(12, 7), other = chain(12, 7);
-    Ints same = ints(12, 0);
-    std::iota(same.begin(), same.end(), 0);
-    alignMapMols(mol.get(), other.get(), same.data(), nullptr, nullptr);
-    constrainSub(mol.get(), other.get(), same.data(), 7);
-    freezeSub(mol.get(), other.get(), same.data());
+    int same[12];
+    std::iota(same, same + 12, 0);
+    alignMapMols(mol.get(), other.get(), same, nullptr, nullptr);
+    constrainSub(mol.get(), other.get(), same, 7);
+    freezeSub(mol.get(), other.get(), same);
     recheckBonds(mol.get());
     genTransition(mol.get(), "a b c d e f g h");
 }
@@ -191,12 +186,13 @@ int main() {
                 {"growing behind the index", growBehindTheIndex},
                 {"listing a database", readDatabase},
                 {"superposing, constraining, freezing, perceiving", geometry}};
-    for (const auto &[name, operation] : rows) {
+    for (const auto &row : rows) {
         for (const bool forGood : {false, true}) {
             failsForGood = forGood;
             int requests = 0;
-            printed([&] { requests = failEach(operation); });
-            std::printf("%s: %d requests failed%s\n", name, requests, forGood ? " for good" : "");
+            printed([&] { requests = failEach(row.operation); });
+            std::printf("%s: %d requests failed%s\n", row.name, requests,
+                        forGood ? " for good" : "");
         }
     }
     return faults == 0 ? 0 : 1;

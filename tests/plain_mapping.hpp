@@ -5,6 +5,7 @@
 
 #include "molecule/memory.hpp"
 #include "molecule/ranges.hpp"
+#include "tests/lists.hpp"
 
 #include <algorithm>
 #include <cstdlib>
@@ -12,12 +13,6 @@
 #include <vector>
 
 namespace saddlefit::test {
-
-using Ints = std::vector<int>;
-
-template <class List> auto &at(List &list, int i) {
-    return list[static_cast<std::size_t>(i)];
-}
 
 /// What a call leaves in the caller's arrays.
 struct Store {
