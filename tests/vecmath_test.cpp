@@ -212,6 +212,28 @@ TEST(Matrices, TransposeInPlaceAndAcross) {
     V_Transpose33d(m.data(), m.data());
     EXPECT_EQ(across, (std::array<double, 9>{1, 4, 7, 2, 5, 8, 3, 6, 9}));
     EXPECT_EQ(m, across);
+    Mat4 large, back, transposed;
+    std::array<float, 16> single;
+    for (std::size_t i = 0; i < 16; ++i)
+        large[i] = 1.0 / static_cast<double>(i + 3), transposed[i % 4 * 4 + i / 4] = large[i];
+    V_Transpose44d(large.data(), back.data());
+    EXPECT_EQ(back, transposed);
+    V_DtoFMat4(large.data(), single.data());
+    V_FtoDMat4(single.data(), back.data());
+    for (std::size_t i = 0; i < 16; ++i)
+        EXPECT_EQ(back[i], static_cast<float>(large[i])) << i;
+    V_DtoFMat3(m.data(), single.data());
+    V_FtoDMat3(single.data(), across.data());
+    EXPECT_EQ(across, m) << "small integers survive";
+    EXPECT_EQ(single[9], static_cast<float>(large[9])) << "nine are written";
+}
+
+TEST(Matrices, HomogeneousPointsAreDividedByTheirWeight) {
+    Mat4 m = identity;
+    m[3] = 0.5; // x adds to the weight
+    Vec4 p = {2, 3, 4, 2};
+    V_Trans44d(p.data(), m.data(), p.data());
+    EXPECT_EQ(p, (Vec4{2.0 / 3, 1, 4.0 / 3, 1})); // by 2 + 2 / 2
 }
 
 TEST(Matrices, LastCallActsFirst) {
