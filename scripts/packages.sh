@@ -4,6 +4,8 @@
 build_packages=(cmake ninja-build g++ libblas-dev liblapack-dev)
 cli_packages=(pkg-config libopenbabel-dev libcli11-dev nlohmann-json3-dev)
 test_packages=(libgtest-dev python3-jsonschema)
+clang_packages=(clang libclang-rt-dev) # with the run-time libraries of sanitizers and fuzzers
+lint_packages=("${clang_packages[@]}" clang-tidy cppcheck python3)
 workflow_packages=(snakemake)
 bench_packages=(pkg-config libbenchmark-dev librdkit-dev libboost-dev libeigen3-dev libsqlite3-dev
                 libopenbabel-dev python3-networkx)
