@@ -37,5 +37,7 @@ endfunction()
 function(saddlefit_link_flags target)
     if(SADDLEFIT_SANITIZE)
         target_link_options(${target} PRIVATE -fsanitize=${SADDLEFIT_SANITIZE})
+        # For programs in C, too: clang's run-time library lacks otherwise what the library needs.
+        set_target_properties(${target} PROPERTIES LINKER_LANGUAGE CXX)
     endif()
 endfunction()
