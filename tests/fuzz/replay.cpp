@@ -7,14 +7,19 @@
 #include <iterator>
 #include <sys/resource.h>
 
-namespace {
+#if defined(__has_feature) // clang's way to tell; g++ defines the macro by itself
+#if __has_feature(address_sanitizer)
+#define __SANITIZE_ADDRESS__ 1
+#endif
+#endif
 
-/// What no array of a test asks for, unless an absurd index is taken at its word.
-constexpr rlim_t mostMemory = rlim_t{4} << 30;
+namespace {
 
 /// The address sanitizer reserves terabytes, and has a limit of its own.
 void limitMemory() {
 #ifndef __SANITIZE_ADDRESS__
+    // What no array of a test asks for, unless an absurd index is taken at its word.
+    constexpr rlim_t mostMemory = rlim_t{4} << 30;
     const rlimit limit{mostMemory, mostMemory};
     setrlimit(RLIMIT_AS, &limit);
 #endif
