@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
+#include <fcntl.h>
 #include <type_traits>
 
 static_assert(std::is_standard_layout_v<BlockHeader>);
@@ -87,7 +88,14 @@ bool writeEmptyHeader(uint32_t offset, FILE *stream) {
     return markBlock(offset + blockHeaderSize, blockFree, stream);
 }
 
+/// Whether whatever is written goes to the end, so that there is no going back to a status byte.
+bool appendsOnly(FILE *stream) {
+    const int flags = fcntl(fileno(stream), F_GETFL);
+    return flags >= 0 && (flags & O_APPEND) != 0;
+}
+
 uint32_t appendBlock(uint32_t end, BlockHeader header, FILE *stream) {
+    if (!seekTo(end, stream)) return allocFail(Step::appendSeek);
     if (header.status == blockFree && !writeEmptyHeader(end, stream))
         return allocFail(Step::appendWriteHeader);
     return takeBlock(end, header, Step::appendSeek, Step::appendWriteHeader, stream);
@@ -165,10 +173,11 @@ uint32_t Fmalloc(uint32_t size, FILE *stream) {
 }
 
 uint32_t saddlefit::reserveBlock(uint32_t size, FILE *stream) {
-    return placeBlock(size, blockFree, stream);
+    return placeBlock(size, appendsOnly(stream) ? blockInUse : blockFree, stream);
 }
 
 bool saddlefit::markBlock(uint32_t handle, uint8_t status, FILE *stream) {
+    if (appendsOnly(stream)) return std::fflush(stream) == 0;
     return seekTo(int64_t{handle} - 1, stream) && std::putc(status, stream) != EOF &&
            std::fflush(stream) == 0;
 }

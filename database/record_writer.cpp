@@ -2,7 +2,6 @@
 
 #include "database/format.hpp"
 #include "database/reservation.hpp"
-#include "database/stream.hpp"
 #include "molecule/memory.hpp"
 #include "molecule/ranges.hpp"
 
@@ -173,10 +172,11 @@ int writeDB(FILE *stream, char *name, const int32_t *codes, Molecule *molecule) 
     if (handle == 0) return 0;
     writeRecord(record, stream);
     if (!reachedFile(stream)) return 0;
+    const long end = std::ftell(stream);
     if (!markBlock(handle, blockInUse, stream)) {
         markBlock(handle, blockFree, stream); // or a later flush might still make a record of it
         return 0;
     }
-    seekTo(int64_t{handle} + recordLength(record), stream);
+    std::fseek(stream, end, SEEK_SET);
     return 1;
 }

@@ -11,10 +11,11 @@
 
 namespace saddlefit {
 
-/// As Fmalloc(), with the same error lines, but the block stays free.
+/// As Fmalloc(), with the same error lines, but the block stays free; in use from the start where
+/// the stream was opened for appending, which cannot go back.
 std::uint32_t reserveBlock(std::uint32_t size, std::FILE *stream);
 
-/// Set a block's status byte and flush; false if that failed.
+/// Set a block's status byte, unless the stream only appends, and flush; false if that failed.
 bool markBlock(std::uint32_t handle, std::uint8_t status, std::FILE *stream);
 
 } // namespace saddlefit

@@ -342,6 +342,18 @@ TEST(Records, BeyondTheirFieldsAreRefusedUntouched) {
     EXPECT_EQ(file.bytes(), "");
 }
 
+TEST(Records, GoToTheEndOfAStreamThatOnlyAppends) {
+    const OwnedMol mol = hydroxyl();
+    const Codes codes{0};
+    const File file, inserted;
+    for (const char *name : {"one", "two"}) {
+        const OwnedFile stream(std::fopen(file.path(), "a+b"));
+        EXPECT_EQ(writeDB(stream.get(), strdup(name), codes.data(), mol.get()), 1);
+        EXPECT_TRUE(insert(inserted, name, {0}, mol.get()));
+    }
+    EXPECT_EQ(file.bytes(), inserted.bytes());
+}
+
 TEST(Records, CutOffByAFullDiskDoNotCount) {
     const std::string before = block(bareRecord("first", {0}) + std::string(500, '.'));
     const OwnedMol mol = hydroxyl();

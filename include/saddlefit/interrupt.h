@@ -40,8 +40,9 @@ typedef int (*InterruptCallback)(void *context);
  * Name the function that may end a long search before its time.
  *
  * An interrupted mapping finds nothing: mapSub() returns -10 and mapSingleSub() 0. An interrupted
- * mapDB() chooses nothing, whatever it found before, and so C_startReaction() goes on as if no
- * stored structure fitted. One function for the process, not locked.
+ * mapDB() chooses nothing, whatever partial match it found before (an exact one ends it at once),
+ * and so C_startReaction() goes on as if no stored structure fitted. One function for the process,
+ * not locked.
  *
  * @param callback  Function to ask; NULL to ask nobody, as it is at first.
  * @param context   The host's, handed to the callback as it is.
