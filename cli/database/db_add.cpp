@@ -11,7 +11,6 @@
 #include "cli/reaction/search.hpp"
 
 #include <cstdio>
-#include <memory>
 
 namespace saddlefit::cli {
 
@@ -145,24 +144,16 @@ int add(const AddOptions &options) {
 } // namespace
 
 void addDbAddCommand(CLI::App &db, Action &chosen) {
-    auto *command = db.add_subcommand("add", "Store transition states; makes a missing file");
-    const auto options = std::make_shared<AddOptions>();
-    addDbOptions(*command, *options);
-    command->add_option("REACTANTS", options->files.reactants, "File with the reactants")
-        ->required()
-        ->type_name("");
-    command->add_option("PRODUCTS", options->files.products, "File with the products")
-        ->required()
-        ->type_name("");
-    command
-        ->add_option("TS", options->files.geometries,
-                     "File with the transition states; its coordinates are stored")
-        ->required()
-        ->type_name("");
-    addOrdersOption(*command, options->orders);
-    command->add_flag("--force", options->force,
-                      "Store records that are refused otherwise; they are reported all the same");
-    command->footer(
+    const auto [command, options] =
+        addDbSubcommand(db, chosen, "add", "Store transition states; makes a missing file", add);
+    addArgument(command, "REACTANTS", options.files.reactants, "File with the reactants");
+    addArgument(command, "PRODUCTS", options.files.products, "File with the products");
+    addArgument(command, "TS", options.files.geometries,
+                "File with the transition states; its coordinates are stored");
+    addOrdersOption(command, options.orders);
+    command.add_flag("--force", options.force,
+                     "Store records that are refused otherwise; they are reported all the same");
+    command.footer(
         "Record i of the three files is one reaction, with the same atoms in the same order. It "
         "is\n"
         "stored under the transition state's title. Refused is a record in which a made or broken\n"
@@ -171,7 +162,6 @@ void addDbAddCommand(CLI::App &db, Action &chosen) {
         "one that is stored already.\n\n"
         "Example:\n"
         "  saddlefit db add reactions.db reactants.sdf products.sdf ts.sdf");
-    command->callback([&chosen, options] { chosen = [options] { return add(*options); }; });
 }
 
 } // namespace saddlefit::cli

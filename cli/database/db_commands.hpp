@@ -2,11 +2,9 @@
 #ifndef SADDLEFIT_CLI_DB_COMMANDS_HPP
 #define SADDLEFIT_CLI_DB_COMMANDS_HPP
 
-#include "cli/commands.hpp"
 #include "cli/json.hpp"
 #include "cli/json_flag.hpp"
-
-#include <CLI/CLI.hpp>
+#include "cli/subcommand.hpp"
 
 #include <string>
 
@@ -26,10 +24,14 @@ struct DbOptions {
     bool json = false;
 };
 
-// The argument FILE and the flag --json.
-inline void addDbOptions(CLI::App &command, DbOptions &options) {
-    command.add_option("FILE", options.database, "Database")->required()->type_name("");
-    addJsonFlag(command, options.json);
+// A command of "saddlefit db", with the argument FILE and the flag --json.
+template <class Options>
+Subcommand<Options> addDbSubcommand(CLI::App &db, Action &chosen, const std::string &name,
+                                    const std::string &summary, int (*run)(const Options &)) {
+    const auto command = addSubcommand(db, chosen, name, summary, run);
+    addArgument(command.parser, "FILE", command.options.database, "Database");
+    addJsonFlag(command.parser, command.options.json);
+    return command;
 }
 
 // What is wrong with the text of a position; empty if nothing.

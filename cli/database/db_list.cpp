@@ -4,7 +4,6 @@
 #include "cli/reaction/transitions.hpp"
 
 #include <cstdio>
-#include <memory>
 
 namespace saddlefit::cli {
 
@@ -48,15 +47,13 @@ int list(const DbOptions &options) {
 } // namespace
 
 void addDbListCommand(CLI::App &db, Action &chosen) {
-    auto *command = db.add_subcommand("list", "Print a line for each record");
-    const auto options = std::make_shared<DbOptions>();
-    addDbOptions(*command, *options);
-    command->footer(
+    auto &command =
+        addDbSubcommand(db, chosen, "list", "Print a line for each record", list).parser;
+    command.footer(
         "The columns, parted by tabs: position, counted from 0; name; elements of the changing\n"
         "bonds; atoms, bonds, transitions and bytes of the record.\n\n"
         "Example:\n"
         "  saddlefit db list reactions.db");
-    command->callback([&chosen, options] { chosen = [options] { return list(*options); }; });
 }
 
 } // namespace saddlefit::cli

@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <memory>
 
 namespace saddlefit::cli {
 
@@ -69,19 +68,14 @@ int remove(const RemoveOptions &options) {
 } // namespace
 
 void addDbRemoveCommand(CLI::App &db, Action &chosen) {
-    auto *command = db.add_subcommand("remove", "Remove records");
-    const auto options = std::make_shared<RemoveOptions>();
-    addDbOptions(*command, *options);
-    command->add_option("POSITION", options->positions, "As \"saddlefit db list\" prints them")
-        ->required()
-        ->check(complaintAboutPosition)
-        ->type_name("");
-    command->footer(
+    const auto [command, options] = addDbSubcommand(db, chosen, "remove", "Remove records", remove);
+    addArgument(command, "POSITION", options.positions, "As \"saddlefit db list\" prints them")
+        ->check(complaintAboutPosition);
+    command.footer(
         "All positions mean what was listed before. The file keeps its size: later additions use\n"
         "the room, or \"saddlefit db compact\" gives it back.\n\n"
         "Example:\n"
         "  saddlefit db remove reactions.db 0 3");
-    command->callback([&chosen, options] { chosen = [options] { return remove(*options); }; });
 }
 
 } // namespace saddlefit::cli

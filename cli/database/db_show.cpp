@@ -8,7 +8,6 @@
 #include "cli/reaction/transitions.hpp"
 
 #include <cstdio>
-#include <memory>
 
 namespace saddlefit::cli {
 
@@ -102,20 +101,15 @@ int show(const ShowOptions &options) {
 } // namespace
 
 void addDbShowCommand(CLI::App &db, Action &chosen) {
-    auto *command = db.add_subcommand("show", "Print a record");
-    const auto options = std::make_shared<ShowOptions>();
-    addDbOptions(*command, *options);
-    command->add_option("POSITION", options->position, "As \"saddlefit db list\" prints it")
-        ->required()
-        ->check(complaintAboutPosition)
-        ->type_name("");
-    command->add_option("-o,--output", options->output, "Write the structure (SDF)")
+    const auto [command, options] = addDbSubcommand(db, chosen, "show", "Print a record", show);
+    addArgument(command, "POSITION", options.position, "As \"saddlefit db list\" prints it")
+        ->check(complaintAboutPosition);
+    command.add_option("-o,--output", options.output, "Write the structure (SDF)")
         ->type_name("FILE");
-    command->footer("Atoms are numbered from 1. Bond types: 0 about to form or break, 1 to 4, and\n"
-                    "5 aromatic.\n\n"
-                    "Example:\n"
-                    "  saddlefit db show reactions.db 0 -o ts.sdf");
-    command->callback([&chosen, options] { chosen = [options] { return show(*options); }; });
+    command.footer("Atoms are numbered from 1. Bond types: 0 about to form or break, 1 to 4, and\n"
+                   "5 aromatic.\n\n"
+                   "Example:\n"
+                   "  saddlefit db show reactions.db 0 -o ts.sdf");
 }
 
 } // namespace saddlefit::cli

@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
-#include <memory>
 
 namespace saddlefit::cli {
 
@@ -123,38 +122,32 @@ int salvage(const SalvageOptions &options) {
 } // namespace
 
 void addDbCheckCommand(CLI::App &db, Action &chosen) {
-    auto *command = db.add_subcommand("check", "Look for damage");
-    const auto options = std::make_shared<DbOptions>();
-    addDbOptions(*command, *options);
-    command->footer(
+    auto &command = addDbSubcommand(db, chosen, "check", "Look for damage", check).parser;
+    command.footer(
         "Reads every block and record and prints the number of sound records, the blocks that\n"
         "removed records have left with their bytes, and the bytes that records leave unused in\n"
         "their blocks. The first damage is reported with its offset; the status is then 1.\n\n"
         "Example:\n"
         "  saddlefit db check reactions.db");
-    command->callback([&chosen, options] { chosen = [options] { return check(*options); }; });
 }
 
 void addDbCompactCommand(CLI::App &db, Action &chosen) {
-    auto *command = db.add_subcommand("compact", "Give back the room that is not used");
-    const auto options = std::make_shared<DbOptions>();
-    addDbOptions(*command, *options);
-    command->footer("Records keep their order and their bytes. A damaged file is left alone.\n\n"
-                    "Example:\n"
-                    "  saddlefit db compact reactions.db");
-    command->callback([&chosen, options] { chosen = [options] { return compact(*options); }; });
+    auto &command =
+        addDbSubcommand(db, chosen, "compact", "Give back the room that is not used", compact)
+            .parser;
+    command.footer("Records keep their order and their bytes. A damaged file is left alone.\n\n"
+                   "Example:\n"
+                   "  saddlefit db compact reactions.db");
 }
 
 void addDbSalvageCommand(CLI::App &db, Action &chosen) {
-    auto *command = db.add_subcommand("salvage", "Copy what can be read of a damaged database");
-    const auto options = std::make_shared<SalvageOptions>();
-    addDbOptions(*command, *options);
-    command->add_option("OUT", options->output, "New database")->required()->type_name("");
-    command->footer(
+    const auto [command, options] = addDbSubcommand(
+        db, chosen, "salvage", "Copy what can be read of a damaged database", salvage);
+    addArgument(command, "OUT", options.output, "New database");
+    command.footer(
         "Prints how many records were copied, and how many bytes of FILE were passed over.\n\n"
         "Example:\n"
         "  saddlefit db salvage damaged.db saved.db");
-    command->callback([&chosen, options] { chosen = [options] { return salvage(*options); }; });
 }
 
 } // namespace saddlefit::cli

@@ -11,7 +11,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <memory>
 #include <numeric>
 
 namespace saddlefit::cli {
@@ -262,13 +261,12 @@ int validate(const ValidateOptions &options) {
 } // namespace
 
 void addDbValidateCommand(CLI::App &db, Action &chosen) {
-    auto *command = db.add_subcommand("validate", "Ask a database for its own records");
-    const auto options = std::make_shared<ValidateOptions>();
-    addDbOptions(*command, *options);
-    command->add_option("-j,--jobs", options->batch.jobs, "Worker processes")
+    const auto [command, options] =
+        addDbSubcommand(db, chosen, "validate", "Ask a database for its own records", validate);
+    command.add_option("-j,--jobs", options.batch.jobs, "Worker processes")
         ->check(CLI::Range(1, 1024))
         ->capture_default_str();
-    command->footer(
+    command.footer(
         "Each record is asked for with its own coordinates, and must answer exactly, or an equal\n"
         "one. Then it is left out, and the rest is asked: printed are how many have a match, the\n"
         "errors of their made and broken bonds, and the ten worst records, their columns parted "
@@ -276,7 +274,6 @@ void addDbValidateCommand(CLI::App &db, Action &chosen) {
         "tabs: position, name, error, bond, predicted and stored length in angstrom, match.\n\n"
         "Example:\n"
         "  saddlefit db validate reactions.db -j 8");
-    command->callback([&chosen, options] { chosen = [options] { return validate(*options); }; });
 }
 
 } // namespace saddlefit::cli

@@ -1,15 +1,12 @@
-#include "cli/commands.hpp"
 #include "cli/files/elements.hpp"
 #include "cli/files/molfile.hpp"
 #include "cli/files/output_file.hpp"
 #include "cli/files/reader.hpp"
 #include "cli/json.hpp"
-
-#include <CLI/CLI.hpp>
+#include "cli/subcommand.hpp"
 
 #include <array>
 #include <cstdio>
-#include <memory>
 #include <optional>
 
 namespace saddlefit::cli {
@@ -85,21 +82,18 @@ int perceive(const PerceiveOptions &options) {
 } // namespace
 
 void addPerceiveCommand(CLI::App &program, Action &chosen) {
-    auto *command =
-        program.add_subcommand("perceive", "Find bonds and their orders by coordinates");
-    const auto options = std::make_shared<PerceiveOptions>();
-    command->add_option("FILE", options->file, "Structures; bonds in the file are ignored")
-        ->required()
+    const auto [command, options] = addSubcommand(
+        program, chosen, "perceive", "Find bonds and their orders by coordinates", perceive);
+    addArgument(command, "FILE", options.file, "Structures; bonds in the file are ignored")
         ->type_name("");
-    command->add_option("-o,--output", options->output, "Write the structures with bonds (SDF)")
+    command.add_option("-o,--output", options.output, "Write the structures with bonds (SDF)")
         ->type_name("FILE");
-    command->add_flag("--json", options->json, "Print a JSON object per record and line");
-    command->footer(
+    command.add_flag("--json", options.json, "Print a JSON object per record and line");
+    command.footer(
         "Prints a line per record, its columns parted by tabs: title, atoms, bonds by type.\n"
         "Contacts are hydrogen bonds and metal-ligand contacts.\n\n"
         "Example:\n"
         "  saddlefit perceive structures.xyz -o structures.sdf");
-    command->callback([&chosen, options] { chosen = [options] { return perceive(*options); }; });
 }
 
 } // namespace saddlefit::cli

@@ -1,14 +1,11 @@
-#include "cli/commands.hpp"
 #include "cli/files/elements.hpp"
 #include "cli/files/reader.hpp"
 #include "cli/json.hpp"
 #include "cli/perception/perception.hpp"
-
-#include <CLI/CLI.hpp>
+#include "cli/subcommand.hpp"
 
 #include <algorithm>
 #include <cstdio>
-#include <memory>
 
 namespace saddlefit::cli {
 
@@ -94,20 +91,18 @@ int stereo(const StereoOptions &options) {
 } // namespace
 
 void addStereoCommand(CLI::App &program, Action &chosen) {
-    auto *command = program.add_subcommand("stereo", "Print the R/S code of each atom");
-    const auto options = std::make_shared<StereoOptions>();
-    command->add_option("FILE", options->file, "Structures; bonds are found where none are given")
-        ->required()
+    const auto [command, options] =
+        addSubcommand(program, chosen, "stereo", "Print the R/S code of each atom", stereo);
+    addArgument(command, "FILE", options.file, "Structures; bonds are found where none are given")
         ->type_name("");
-    command->add_flag("--centres", options->centresOnly, "Leave out atoms that have no code");
-    command->add_flag("--json", options->json, "Print a JSON object per record and line");
-    command->footer(
+    command.add_flag("--centres", options.centresOnly, "Leave out atoms that have no code");
+    command.add_flag("--json", options.json, "Print a JSON object per record and line");
+    command.footer(
         "Prints for each record a line with the title and the numbers of atoms, R and S, then a\n"
         "line per atom: label, element, code (R, S or -), parted by tabs. The order of the\n"
         "substituents is the library's own; see docs/perception.md.\n\n"
         "Example:\n"
         "  saddlefit stereo structures.sdf --centres");
-    command->callback([&chosen, options] { chosen = [options] { return stereo(*options); }; });
 }
 
 } // namespace saddlefit::cli

@@ -1,14 +1,11 @@
-#include "cli/commands.hpp"
 #include "cli/files/elements.hpp"
 #include "cli/reaction/reaction_files.hpp"
 #include "cli/reaction/sdf.hpp"
-
-#include <CLI/CLI.hpp>
+#include "cli/subcommand.hpp"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <memory>
 #include <optional>
 #include <sstream>
 
@@ -174,23 +171,17 @@ int compare(const CompareOptions &options) {
 } // namespace
 
 void addCompareCommand(CLI::App &program, Action &chosen) {
-    auto *command =
-        program.add_subcommand("compare", "Compare predicted with known transition states");
-    const auto options = std::make_shared<CompareOptions>();
-    command->add_option("PREDICTED", options->predicted, "File that \"react -o\" wrote")
-        ->required()
-        ->type_name("");
-    command->add_option("TRUE", options->actual, "File with the known transition states")
-        ->required()
-        ->type_name("");
-    command->footer(
+    const auto [command, options] = addSubcommand(
+        program, chosen, "compare", "Compare predicted with known transition states", compare);
+    addArgument(command, "PREDICTED", options.predicted, "File that \"react -o\" wrote");
+    addArgument(command, "TRUE", options.actual, "File with the known transition states");
+    command.footer(
         "Prints the lengths of each reaction's changing bonds in both, in angstrom, and their\n"
         "change of order. Records are paired by title, untitled ones by their number. Where a\n"
         "reaction found a match, the predicted lengths are those of the written structure, else\n"
         "those that the field CONSTRAINTS has: the usual ones of the database.\n\n"
         "Example:\n"
         "  saddlefit compare guess.sdf ts.sdf");
-    command->callback([&chosen, options] { chosen = [options] { return compare(*options); }; });
 }
 
 } // namespace saddlefit::cli
