@@ -278,15 +278,6 @@ struct DrawnAtom {
 };
 using DrawnAtoms = std::vector<DrawnAtom>;
 
-template <class... Values> std::string columns(const char *format, Values... values) {
-    std::array<char, 128> buffer{};
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-    std::snprintf(buffer.data(), buffer.size(), format, values...);
-#pragma GCC diagnostic pop
-    return buffer.data();
-}
-
 double apart(const DrawnAtom &a, const DrawnAtom &b) {
     return std::hypot(a.x - b.x, a.y - b.y, a.z - b.z);
 }

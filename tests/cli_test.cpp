@@ -41,15 +41,6 @@ struct DrawnBond {
     int a, b, type;
 };
 
-template <class... Values> std::string columns(const char *format, Values... values) {
-    std::array<char, 128> buffer{};
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-    std::snprintf(buffer.data(), buffer.size(), format, values...);
-#pragma GCC diagnostic pop
-    return buffer.data();
-}
-
 // Atoms on a circle, so that every distance differs from zero.
 std::string sdf(const std::string &title, const std::vector<std::string> &elements,
                 const std::vector<DrawnBond> &bonds) {

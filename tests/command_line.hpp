@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -21,6 +23,16 @@ inline std::string contentsOf(const std::filesystem::path &path) {
 
 inline bool contains(const std::string &text, const std::string &part) {
     return text.find(part) != std::string::npos;
+}
+
+/// A line of a file with fixed columns.
+template <class... Values> std::string columns(const char *format, Values... values) {
+    std::array<char, 128> buffer{};
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+    std::snprintf(buffer.data(), buffer.size(), format, values...);
+#pragma GCC diagnostic pop
+    return buffer.data();
 }
 
 struct Answer {
