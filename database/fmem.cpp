@@ -95,8 +95,8 @@ bool appendsOnly(FILE *stream) {
 }
 
 uint32_t appendBlock(uint32_t end, BlockHeader header, FILE *stream) {
-    if (!seekTo(end, stream)) return allocFail(Step::appendSeek);
-    if (header.status == blockFree && !writeEmptyHeader(end, stream))
+    // A place out of reach is told of below.
+    if (header.status == blockFree && seekTo(end, stream) && !writeEmptyHeader(end, stream))
         return allocFail(Step::appendWriteHeader);
     return takeBlock(end, header, Step::appendSeek, Step::appendWriteHeader, stream);
 }
