@@ -24,8 +24,8 @@ enum class Begin {
 using TitleOf = std::function<std::optional<std::string>(std::size_t item)>;
 
 // Pieces are appended to the file TARGET.part, which commit() renames over the target, unless there
-// are none to put in the place of what is there. Until then
-// the target stays as it was, and if there is no commit() the unfinished file stays beside it. A
+// are none to put in the place of what is there. Until then the target stays as it was, and if
+// there is no commit() the unfinished file stays beside it. A
 // target that is no regular file (a terminal, /dev/null) is written to directly and always begins
 // anew.
 class StreamedFile {
