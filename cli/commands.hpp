@@ -1,7 +1,6 @@
 // The commands of the program. Each function adds one to the parser and, when the command is
 // given, leaves in `chosen` what is to be done; that returns the exit status.
-#ifndef SADDLEFIT_CLI_COMMANDS_HPP
-#define SADDLEFIT_CLI_COMMANDS_HPP
+#pragma once
 
 #include <functional>
 
@@ -20,5 +19,3 @@ void addPerceiveCommand(CLI::App &program, Action &chosen);
 void addStereoCommand(CLI::App &program, Action &chosen);
 
 } // namespace saddlefit::cli
-
-#endif

@@ -1,6 +1,5 @@
 // The flag --json of a command that prints a result.
-#ifndef SADDLEFIT_CLI_JSON_FLAG_HPP
-#define SADDLEFIT_CLI_JSON_FLAG_HPP
+#pragma once
 
 #include <CLI/CLI.hpp>
 
@@ -11,5 +10,3 @@ inline void addJsonFlag(CLI::App &command, bool &json) {
 }
 
 } // namespace saddlefit::cli
-
-#endif

@@ -1,5 +1,5 @@
 #include "cli/commands.hpp"
-#include "cli/errors.hpp"
+#include "cli/report.hpp"
 
 #include <CLI/CLI.hpp>
 
@@ -44,7 +44,7 @@ int parseAndRun(int argc, char **argv) {
 
 int flushed(int status) {
     if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
-    report(UserError("standard output cannot be written; check the room on the disk"));
+    report(Error("standard output cannot be written; check the room on the disk"));
     return somethingFailed;
 }
 
@@ -56,14 +56,14 @@ int main(int argc, char **argv) {
     using namespace saddlefit::cli;
     try {
         return flushed(parseAndRun(argc, argv));
-    } catch (const UserError &error) {
+    } catch (const Error &error) {
         report(error);
     } catch (const std::filesystem::filesystem_error &error) {
         const auto path = error.path1().empty() ? "a file" : error.path1().string();
-        report(UserError(path + ": cannot be reached (" + error.code().message() +
-                         "); check the path and your rights"));
+        report(Error(path + ": cannot be reached (" + error.code().message() +
+                     "); check the path and your rights"));
     } catch (const std::exception &error) {
-        report(UserError(std::string("unexpected failure: ") + error.what()));
+        report(Error(std::string("unexpected failure: ") + error.what()));
     }
     return somethingFailed;
 }

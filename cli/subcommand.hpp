@@ -1,6 +1,5 @@
 // What the commands of the program have in common with each other.
-#ifndef SADDLEFIT_CLI_SUBCOMMAND_HPP
-#define SADDLEFIT_CLI_SUBCOMMAND_HPP
+#pragma once
 
 #include "cli/commands.hpp"
 
@@ -35,5 +34,3 @@ CLI::Option *addArgument(CLI::App &command, const std::string &name, Value &valu
 }
 
 } // namespace saddlefit::cli
-
-#endif

@@ -1,5 +1,7 @@
 # Whoever uses saddlefit as a dependency gets the library alone; whoever builds it gets everything.
-option(SADDLEFIT_BUILD_CLI "Build the command line (needs Open Babel, CLI11, nlohmann-json)"
+option(SADDLEFIT_BUILD_HOST "Build the host library (needs Open Babel, nlohmann-json)"
+       ${PROJECT_IS_TOP_LEVEL})
+option(SADDLEFIT_BUILD_CLI "Build the command line (needs the host library and CLI11)"
        ${PROJECT_IS_TOP_LEVEL})
 option(SADDLEFIT_BUILD_TESTS "Build the tests (needs GoogleTest)" ${PROJECT_IS_TOP_LEVEL})
 option(SADDLEFIT_BUILD_BENCH "Build the benchmarks (needs Google Benchmark, RDKit, Eigen)" OFF)

@@ -1,9 +1,9 @@
 // Batches in worker processes, and output files that are gone on with after a kill.
 #include "cli/batch/batch.hpp"
 #include "cli/batch/progress.hpp"
-#include "cli/errors.hpp"
-#include "cli/files/output_file.hpp"
 #include "command_line.hpp"
+#include "host/system/error.hpp"
+#include "host/system/output_file.hpp"
 
 #include <cerrno>
 #include <chrono>
@@ -34,7 +34,7 @@ std::string xyz(std::size_t item) {
 
 Delivery resultOf(std::size_t item) {
     const auto name = "item " + std::to_string(item);
-    if (item == thrower) throw UserError(name + " throws");
+    if (item == thrower) throw Error(name + " throws");
     if (item == blank) return {true, name + " failed\n", "", {"", json(item), ""}};
     const auto padding = std::string(item % 4 == 0 ? 200'000 : item, 'x') + "\n"; // fills a socket
     return {false,
@@ -104,7 +104,7 @@ protected:
             if (!leavesNothing()) _exit(leftovers);
             if (result.done != items.size()) _exit(result.interrupted ? interruptedStatus : -1);
             _exit(static_cast<int>(result.failed));
-        } catch (const UserError &error) {
+        } catch (const Error &error) {
             std::fputs(error.what(), stderr);
         }
         _exit(-1);
@@ -316,7 +316,7 @@ TEST_F(BatchTest, OtherFilesAreRefusedAndLeftAlone) {
     for (const auto &row : rows) {
         SCOPED_TRACE(row.label);
         write("foreign", row.text);
-        EXPECT_THROW(StreamedFile(file("foreign"), row.scanner, Begin::resume, titleOf), UserError);
+        EXPECT_THROW(StreamedFile(file("foreign"), row.scanner, Begin::resume, titleOf), Error);
         EXPECT_EQ(contents("foreign"), row.text);
         EXPECT_FALSE(std::filesystem::exists(file("foreign.part")));
     }
@@ -333,7 +333,7 @@ TEST_F(BatchTest, StreamedFileReplacesItsTargetAtTheEnd) {
     EXPECT_EQ(StreamedFile(file("o.json"), jsonLinePieces, Begin::resume).lastItem(), 0U);
     {
         StreamedFile output(file("o.json"), jsonLinePieces, Begin::anew);
-        EXPECT_THROW(StreamedFile(file("o.json"), jsonLinePieces, Begin::resume), UserError);
+        EXPECT_THROW(StreamedFile(file("o.json"), jsonLinePieces, Begin::resume), Error);
         output.append(json(2));
         EXPECT_EQ(contents("o.json"), json(1));
     }

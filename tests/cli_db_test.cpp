@@ -1,5 +1,5 @@
 // Databases: upkeep, on files written byte by byte; what is let in, and what they answer.
-#include "cli/database/stored_question.hpp"
+#include "host/upkeep/stored_question.hpp"
 #include "tests/command_line.hpp"
 
 #include <gtest/gtest.h>
@@ -471,7 +471,7 @@ TEST_F(Guard, TheNumberOfWorkersChangesNothing) {
 }
 
 TEST(StoredQuestion, BondsAreTakenBackStepByStep) {
-    using saddlefit::cli::StoredRecord;
+    using saddlefit::host::StoredRecord;
     struct Row {
         const char *name;
         int falls, rises;
@@ -505,7 +505,7 @@ TEST(StoredQuestion, BondsAreTakenBackStepByStep) {
                                   {0, 1, -1, -1});
         record.transitions.insert(record.transitions.end(), static_cast<std::size_t>(row.rises),
                                   {-1, -1, 0, 1});
-        const auto reaction = saddlefit::cli::reactionOf(record, "a.db");
+        const auto reaction = saddlefit::host::reactionOf(record, "a.db");
         ASSERT_TRUE(reaction.has_value());
         const auto &bonds = reaction->reactant.bonds;
         EXPECT_EQ(bonds.empty() ? noBond : std::optional(bonds.front().type), row.before);

@@ -1,8 +1,8 @@
 // Bonds from coordinates and R/S codes: the search for pairs, and the commands as processes.
 #include "saddlefit/bonding.h"
 
-#include "cli/errors.hpp"
-#include "cli/perception/perception.hpp"
+#include "host/structures/perception.hpp"
+#include "host/system/error.hpp"
 #include "tests/command_line.hpp"
 
 #include <gtest/gtest.h>
@@ -18,7 +18,7 @@
 
 namespace {
 
-using namespace saddlefit::cli;
+using namespace saddlefit::host;
 using namespace saddlefit::test;
 using nlohmann::json;
 
@@ -112,7 +112,7 @@ TEST(CandidateBonds, GrowWithTheNumberOfAtoms) {
 TEST(CandidateBonds, AtomsBeyondEveryGridAreNoTrouble) {
     const Atoms atoms{{6, 0, {1e300, 0, 0}}, {6, 0, {-1e300, 0, 0}}, {6, 0, {0, 0, 0}}};
     EXPECT_TRUE(candidateBonds(atoms).empty());
-    EXPECT_THROW(candidateBonds(Atoms(3000, {6, 0, {}})), UserError);
+    EXPECT_THROW(candidateBonds(Atoms(3000, {6, 0, {}})), Error);
 }
 
 // ---- the program ------------------------------------------------------------------------------

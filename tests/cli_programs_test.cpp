@@ -1,10 +1,10 @@
 // Inputs for other programs, and the programs themselves where they are installed.
-#include "cli/errors.hpp"
-#include "cli/programs/constraint_files.hpp"
-#include "cli/programs/process.hpp"
-#include "cli/programs/targets.hpp"
-#include "cli/programs/temporary_folder.hpp"
-#include "cli/programs/xtb.hpp"
+#include "host/programs/constraint_files.hpp"
+#include "host/programs/targets.hpp"
+#include "host/programs/xtb.hpp"
+#include "host/system/error.hpp"
+#include "host/system/process.hpp"
+#include "host/system/temporary_folder.hpp"
 #include "tests/command_line.hpp"
 
 #include <gtest/gtest.h>
@@ -22,7 +22,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-using namespace saddlefit::cli;
+using namespace saddlefit::host;
 using saddlefit::test::contains;
 using saddlefit::test::contentsOf;
 
@@ -136,8 +136,8 @@ TEST(ConstraintFile, RefusesWhatNoProgramCanHold) {
     nameless.constraints.push_back(distance(0, 1, nan));
     lost.atoms[2].position.y = nan;
     for (const auto &molecule : {beyond, negative, unfixed, nameless, lost})
-        EXPECT_THROW(constraintFile("xtb", molecule), UserError);
-    EXPECT_THROW(constraintFile("abacus", enol()), UserError);
+        EXPECT_THROW(constraintFile("xtb", molecule), Error);
+    EXPECT_THROW(constraintFile("abacus", enol()), Error);
 }
 
 TEST(Targets, AreMetNearbyWithFixedAtomsAtRestOrNotAtAll) {
@@ -243,14 +243,14 @@ TEST_F(Programs, XtbsFailuresAreTold) {
         try {
             optimiseWithXtb(molecule, options);
             ADD_FAILURE() << "nothing was told";
-        } catch (const UserError &error) {
+        } catch (const Error &error) {
             for (const auto *part : told)
                 EXPECT_TRUE(contains(error.what(), part)) << part << " in " << error.what();
             EXPECT_FALSE(contains(error.what(), "trace"));
         }
     }
     options.program = "no-such-program";
-    EXPECT_THROW(optimiseWithXtb(molecule, options), UserError);
+    EXPECT_THROW(optimiseWithXtb(molecule, options), Error);
     molecule.fixed = {2, 1, 0}; // nothing to do, so that xtb is not asked
     EXPECT_EQ(optimiseWithXtb(molecule, options).at(1).z, 1.1);
 }
@@ -304,7 +304,7 @@ TEST_F(RealPrograms, XtbMeetsTheTargets) {
     const auto atoms = placed(single.atoms, optimiseWithXtb(single, {}));
     EXPECT_NEAR(valueOf(single.constraints[0], atoms), 1.3, 0.02); // the fixed ones give, too
     single.atoms[3].position = single.atoms[2].position;
-    EXPECT_THROW(optimiseWithXtb(single, {}), UserError);
+    EXPECT_THROW(optimiseWithXtb(single, {}), Error);
 }
 
 TEST_F(RealPrograms, NwchemMeetsTheTargets) {

@@ -1,13 +1,13 @@
 // How "saddlefit react" asks, starts and relaxes: its parts one by one, and the program in batches.
 #include "saddlefit/reaction.h"
 
-#include "cli/errors.hpp"
-#include "cli/reaction/distance_fit.hpp"
-#include "cli/reaction/drawing.hpp"
-#include "cli/reaction/length_table.hpp"
-#include "cli/reaction/relaxation.hpp"
-#include "cli/reaction/search.hpp"
-#include "cli/reaction/start_geometry.hpp"
+#include "host/reactions/distance_fit.hpp"
+#include "host/reactions/drawing.hpp"
+#include "host/reactions/relaxation.hpp"
+#include "host/reactions/start_geometry.hpp"
+#include "host/search/length_table.hpp"
+#include "host/search/search.hpp"
+#include "host/system/error.hpp"
 #include "tests/command_line.hpp"
 
 #include <gtest/gtest.h>
@@ -22,7 +22,7 @@
 #include <string>
 #include <vector>
 
-namespace saddlefit::cli {
+namespace saddlefit::host {
 namespace {
 
 namespace fs = std::filesystem;
@@ -161,7 +161,7 @@ TEST(MappedSmiles, GivesOrdersToTheBondsOfTheRecord) {
          {"[O:2]([H:3])[C:1][H:4]", "[O:2]=[C:1]([H:4])[H:5]", "[O:2]=[C:1]"}) {
         SCOPED_TRACE(smiles);
         structure.fields["MAPPED_SMILES"] = smiles;
-        EXPECT_THROW(takeSmilesOrders(structure), UserError);
+        EXPECT_THROW(takeSmilesOrders(structure), Error);
     }
 }
 
@@ -582,4 +582,4 @@ TEST_F(React, InputsForProgramsHoldNothingThatTheStructureContradicts) {
 }
 
 } // namespace
-} // namespace saddlefit::cli
+} // namespace saddlefit::host

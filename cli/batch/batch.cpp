@@ -3,7 +3,7 @@
 #include "cli/batch/interrupt.hpp"
 #include "cli/batch/progress.hpp"
 #include "cli/batch/worker.hpp"
-#include "cli/errors.hpp"
+#include "cli/report.hpp"
 
 #include <algorithm>
 #include <array>
@@ -173,9 +173,9 @@ private:
 
     // Nobody reads any more, or there is no room: hours of work would go nowhere.
     [[noreturn]] void failPrinting() const {
-        throw UserError("standard output cannot be written (" + std::string(std::strerror(errno)) +
-                        "); ended after " + std::to_string(result_.done + 1) + " of " +
-                        std::to_string(items_.size()));
+        throw Error("standard output cannot be written (" + std::string(std::strerror(errno)) +
+                    "); ended after " + std::to_string(result_.done + 1) + " of " +
+                    std::to_string(items_.size()));
     }
 
     const std::vector<std::size_t> &items_;

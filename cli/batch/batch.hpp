@@ -1,6 +1,5 @@
 // Thousands of items in worker processes.
-#ifndef SADDLEFIT_CLI_BATCH_HPP
-#define SADDLEFIT_CLI_BATCH_HPP
+#pragma once
 
 #include "cli/batch/delivery.hpp"
 #include "cli/batch/streamed_file.hpp"
@@ -38,11 +37,9 @@ struct BatchResult {
 // At the first SIGINT or SIGTERM the workers are ended; what was written by then is whole. The
 // caller leaves the files unfinished, and may go on behind resumeAfter() another time.
 //
-// Throws UserError if a file or standard output cannot be written, or no process can be started.
+// Throws Error if a file or standard output cannot be written, or no process can be started.
 // SIGPIPE is ignored from then on.
 BatchResult runBatch(const std::vector<std::size_t> &items, const Work &work, const Mishap &mishap,
                      const BatchOptions &options, const std::vector<StreamedFile *> &outputs);
 
 } // namespace saddlefit::cli
-
-#endif

@@ -1,6 +1,6 @@
 #include "cli/batch/delivery.hpp"
 
-#include "cli/errors.hpp"
+#include "cli/report.hpp"
 
 #include <cstring>
 
@@ -57,7 +57,7 @@ Delivery deliveryIn(std::string_view bytes) {
 Delivery perform(const Work &work, std::size_t item) {
     try {
         return work(item);
-    } catch (const UserError &error) {
+    } catch (const Error &error) {
         return failure(error.what());
     } catch (const std::exception &error) {
         return failure(std::string("unexpected failure: ") + error.what());

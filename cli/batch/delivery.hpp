@@ -1,6 +1,5 @@
 // What comes of one item of a batch.
-#ifndef SADDLEFIT_CLI_DELIVERY_HPP
-#define SADDLEFIT_CLI_DELIVERY_HPP
+#pragma once
 
 #include <cstddef>
 #include <functional>
@@ -32,5 +31,3 @@ std::string frameOf(const Delivery &delivery);
 std::optional<Delivery> takeDelivery(std::string &arrived);
 
 } // namespace saddlefit::cli
-
-#endif

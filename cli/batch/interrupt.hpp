@@ -1,6 +1,5 @@
 // Ctrl-C and termination while a batch runs.
-#ifndef SADDLEFIT_CLI_INTERRUPT_HPP
-#define SADDLEFIT_CLI_INTERRUPT_HPP
+#pragma once
 
 #include <array>
 #include <csignal>
@@ -24,5 +23,3 @@ private:
 };
 
 } // namespace saddlefit::cli
-
-#endif

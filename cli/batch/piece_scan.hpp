@@ -1,6 +1,5 @@
 // Where the complete pieces of an output file end.
-#ifndef SADDLEFIT_CLI_PIECE_SCAN_HPP
-#define SADDLEFIT_CLI_PIECE_SCAN_HPP
+#pragma once
 
 #include <cstddef>
 #include <string>
@@ -31,5 +30,3 @@ std::vector<Piece> jsonLinePieces(std::string_view text);
 std::vector<Piece> xyzPieces(std::string_view text);
 
 } // namespace saddlefit::cli
-
-#endif

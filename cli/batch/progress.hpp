@@ -1,6 +1,5 @@
 // How far a batch has come, for a person at a terminal.
-#ifndef SADDLEFIT_CLI_PROGRESS_HPP
-#define SADDLEFIT_CLI_PROGRESS_HPP
+#pragma once
 
 #include <chrono>
 #include <cstddef>
@@ -37,5 +36,3 @@ private:
 };
 
 } // namespace saddlefit::cli
-
-#endif

@@ -1,9 +1,9 @@
 // An output file that grows item by item and can be gone on with.
-#ifndef SADDLEFIT_CLI_STREAMED_FILE_HPP
-#define SADDLEFIT_CLI_STREAMED_FILE_HPP
+#pragma once
 
 #include "cli/batch/piece_scan.hpp"
-#include "cli/files/descriptor.hpp"
+#include "cli/host.hpp"
+#include "host/system/descriptor.hpp"
 
 #include <cstddef>
 #include <functional>
@@ -30,7 +30,7 @@ using TitleOf = std::function<std::optional<std::string>(std::size_t item)>;
 // anew.
 class StreamedFile {
 public:
-    // Throws UserError if the file cannot be made or read, if another run has it open, and if a
+    // Throws Error if the file cannot be made or read, if another run has it open, and if a
     // file to resume holds something else than numbered pieces in ascending order, or pieces of
     // other titles than `titleOf` gives, where it is given.
     StreamedFile(const std::string &target, PieceScanner scanner, Begin begin,
@@ -72,5 +72,3 @@ private:
 std::size_t resumeAfter(const std::vector<StreamedFile *> &files);
 
 } // namespace saddlefit::cli
-
-#endif

@@ -1,6 +1,6 @@
 #include "cli/batch/worker.hpp"
 
-#include "cli/errors.hpp"
+#include "cli/report.hpp"
 
 #include <array>
 #include <cerrno>
@@ -20,8 +20,8 @@ namespace saddlefit::cli {
 namespace {
 
 [[noreturn]] void failStarting() {
-    throw UserError(std::string("no worker process can be started (") + std::strerror(errno) +
-                    "); ask for fewer jobs or end other programs");
+    throw Error(std::string("no worker process can be started (") + std::strerror(errno) +
+                "); ask for fewer jobs or end other programs");
 }
 
 // With MSG_NOSIGNAL, for a peer that has died is no reason to die.

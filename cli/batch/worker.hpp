@@ -1,9 +1,9 @@
 // A process that works on one item at a time.
-#ifndef SADDLEFIT_CLI_WORKER_HPP
-#define SADDLEFIT_CLI_WORKER_HPP
+#pragma once
 
 #include "cli/batch/delivery.hpp"
-#include "cli/files/descriptor.hpp"
+#include "cli/host.hpp"
+#include "host/system/descriptor.hpp"
 
 #include <functional>
 #include <optional>
@@ -17,7 +17,7 @@ namespace saddlefit::cli {
 class Worker {
 public:
     // `leaveToParent` is called in the new process: it closes the files that are the parent's own.
-    // Throws UserError if there can be no new process.
+    // Throws Error if there can be no new process.
     Worker(const Work &work, const std::function<void()> &leaveToParent);
     ~Worker();
     Worker(const Worker &) = delete;
@@ -44,5 +44,3 @@ private:
 };
 
 } // namespace saddlefit::cli
-
-#endif

@@ -1,14 +1,14 @@
 #include "saddlefit/reaction.h"
 
-#include "cli/database/database_writer.hpp"
 #include "cli/database/db_commands.hpp"
-#include "cli/database/record_guard.hpp"
-#include "cli/errors.hpp"
-#include "cli/files/file_lock.hpp"
-#include "cli/files/output_file.hpp"
-#include "cli/reaction/doubts.hpp"
-#include "cli/reaction/order_option.hpp"
-#include "cli/reaction/search.hpp"
+#include "cli/order_option.hpp"
+#include "cli/report.hpp"
+#include "host/reactions/doubts.hpp"
+#include "host/search/search.hpp"
+#include "host/store/database_writer.hpp"
+#include "host/system/file_lock.hpp"
+#include "host/system/output_file.hpp"
+#include "host/upkeep/record_guard.hpp"
 
 #include <cstdio>
 
@@ -35,9 +35,9 @@ NewRecord recordOf(const Reaction &reaction) {
         const auto reading = readRecord(*bytes, 0);
         if (const auto *stored = std::get_if<StoredRecord>(&reading)) return {*bytes, *stored};
     }
-    throw UserError(reaction.reactant.origin +
-                    ": the record cannot be stored; it may have more than 65535 atoms or bonds, or "
-                    "too long a title");
+    throw Error(reaction.reactant.origin +
+                ": the record cannot be stored; it may have more than 65535 atoms or bonds, or "
+                "too long a title");
 }
 
 std::string joined(const std::vector<std::string> &phrases) {
@@ -60,7 +60,7 @@ public:
         for (std::size_t i = 0; i < reader_.count(); ++i) {
             try {
                 add(reader_.read(i));
-            } catch (const UserError &error) {
+            } catch (const Error &error) {
                 report(error);
                 refuse(reader_.title(i), {error.what()});
             }
@@ -88,7 +88,7 @@ public:
 private:
     void add(const Reaction &reaction) {
         for (const auto &doubt : doubtsAbout(reaction.reactant, reaction.product))
-            report(UserError(reaction.reactant.origin + ": warning: " + doubt));
+            report(Error(reaction.reactant.origin + ": warning: " + doubt));
         const auto record = recordOf(reaction);
         auto objections = implausibilities(reaction);
         if (const auto same = index_.find(record.stored, reaction)) {
@@ -114,11 +114,11 @@ private:
         const auto origin = options_.files.geometries + ", record " +
                             std::to_string(reaction.number) + " (" + reaction.geometryTitle + "): ";
         const auto text = joined(objections);
-        report(UserError(options_.force
-                             ? origin + "warning: " + text
-                             : origin + "not stored: " + text +
-                                   "; correct the record or leave it out, or store it all the "
-                                   "same with --force"));
+        report(Error(options_.force
+                         ? origin + "warning: " + text
+                         : origin + "not stored: " + text +
+                               "; correct the record or leave it out, or store it all the "
+                               "same with --force"));
     }
 
     const AddOptions &options_;
@@ -129,7 +129,7 @@ private:
 };
 
 int add(const AddOptions &options) {
-    const FileLock lock(options.database, IfMissing::makeIt);
+    const FileLock lock(options.database, IfMissing::makeIt, reportingOfWait(options.database));
     OutputFile file(options.database); // first: a folder without room or rights ends all at once
     Adding adding(options);
     adding.addAll();

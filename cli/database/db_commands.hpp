@@ -1,6 +1,5 @@
 // The commands of "saddlefit db", and what they have in common.
-#ifndef SADDLEFIT_CLI_DB_COMMANDS_HPP
-#define SADDLEFIT_CLI_DB_COMMANDS_HPP
+#pragma once
 
 #include "cli/json.hpp"
 #include "cli/json_flag.hpp"
@@ -41,5 +40,3 @@ inline std::string complaintAboutPosition(const std::string &text) {
 }
 
 } // namespace saddlefit::cli
-
-#endif

@@ -1,7 +1,7 @@
-#include "cli/database/database_file.hpp"
 #include "cli/database/db_commands.hpp"
-#include "cli/errors.hpp"
-#include "cli/reaction/transitions.hpp"
+#include "cli/report.hpp"
+#include "host/reactions/transitions.hpp"
+#include "host/store/database_file.hpp"
 
 #include <cstdio>
 
@@ -35,7 +35,7 @@ int list(const DbOptions &options) {
             const auto record = recordAt(database, position);
             if (options.json) entries.push_back(entry(position, record));
             if (!options.json) printLine(position, record);
-        } catch (const UserError &error) {
+        } catch (const Error &error) {
             report(error);
             status = somethingFailed;
         }

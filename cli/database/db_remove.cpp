@@ -1,11 +1,11 @@
 #include "saddlefit/database.h"
 
-#include "cli/database/database_file.hpp"
 #include "cli/database/db_commands.hpp"
-#include "cli/diverted_stdout.hpp"
-#include "cli/errors.hpp"
-#include "cli/files/file_lock.hpp"
-#include "cli/files/output_file.hpp"
+#include "cli/report.hpp"
+#include "host/store/database_file.hpp"
+#include "host/system/diverted_stdout.hpp"
+#include "host/system/file_lock.hpp"
+#include "host/system/output_file.hpp"
 
 #include <algorithm>
 #include <cstdio>
@@ -26,9 +26,9 @@ std::vector<std::size_t> highestFirst(std::vector<std::size_t> positions) {
 void requireDistinct(const std::vector<std::size_t> &sorted, const std::string &path) {
     const auto twice = std::adjacent_find(sorted.begin(), sorted.end());
     if (twice == sorted.end()) return;
-    throw UserError(path + ": record " + std::to_string(*twice) +
-                    " is to be removed twice; name each position once, as \"saddlefit db list\" "
-                    "printed it before the removal");
+    throw Error(path + ": record " + std::to_string(*twice) +
+                " is to be removed twice; name each position once, as \"saddlefit db list\" "
+                "printed it before the removal");
 }
 
 // Those behind a removed record move down, so the highest goes first.
@@ -42,13 +42,14 @@ void removeAll(const std::vector<std::size_t> &positions, const std::string &tar
             removeDB(file.path().c_str(), static_cast<int>(position));
     }
     if (openDatabase(file.path()).records.size() != before - positions.size()) {
-        throw UserError(target + ": the records cannot be removed; the disk may be full");
+        throw Error(target + ": the records cannot be removed; the disk may be full");
     }
     file.commit();
 }
 
 int remove(const RemoveOptions &options) {
-    const FileLock lock(options.database, IfMissing::lockNothing);
+    const FileLock lock(options.database, IfMissing::lockNothing,
+                        reportingOfWait(options.database));
     const auto database = openDatabase(options.database);
     const auto positions = highestFirst(options.positions);
     requireDistinct(positions, options.database);

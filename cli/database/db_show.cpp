@@ -1,11 +1,11 @@
-#include "cli/database/database_file.hpp"
 #include "cli/database/db_commands.hpp"
-#include "cli/errors.hpp"
-#include "cli/files/elements.hpp"
-#include "cli/files/molfile.hpp"
-#include "cli/files/output_file.hpp"
-#include "cli/reaction/sdf.hpp"
-#include "cli/reaction/transitions.hpp"
+#include "cli/report.hpp"
+#include "host/answers/sdf.hpp"
+#include "host/reactions/transitions.hpp"
+#include "host/store/database_file.hpp"
+#include "host/structures/elements.hpp"
+#include "host/structures/molfile.hpp"
+#include "host/system/output_file.hpp"
 
 #include <cstdio>
 

@@ -1,8 +1,8 @@
-#include "cli/database/database_file.hpp"
 #include "cli/database/db_commands.hpp"
-#include "cli/errors.hpp"
-#include "cli/files/file_lock.hpp"
-#include "cli/files/output_file.hpp"
+#include "cli/report.hpp"
+#include "host/store/database_file.hpp"
+#include "host/system/file_lock.hpp"
+#include "host/system/output_file.hpp"
 
 #include <cstdint>
 #include <cstdio>
@@ -35,8 +35,8 @@ void printCheckAsJson(const std::string &path, const Survey &survey) {
                {"damage", damageAsJson(survey)}});
 }
 
-UserError damageError(const std::string &path, const Survey &survey) {
-    return UserError(damageMessage(path, survey.damagedRecord, *survey.damage));
+Error damageError(const std::string &path, const Survey &survey) {
+    return Error(damageMessage(path, survey.damagedRecord, *survey.damage));
 }
 
 int check(const DbOptions &options) {
@@ -45,10 +45,10 @@ int check(const DbOptions &options) {
     if (!options.json) printCounts(survey);
     if (!survey.damage) return allDone;
     const bool isNone = survey.records.empty() && survey.freeBlocks == 0;
-    report(isNone ? UserError(options.database + ", offset " +
-                              std::to_string(survey.damage->offset) + ": " + survey.damage->what +
-                              "; there is not one record in it, so it seems to be no reaction "
-                              "database: check the name")
+    report(isNone ? Error(options.database + ", offset " + std::to_string(survey.damage->offset) +
+                          ": " + survey.damage->what +
+                          "; there is not one record in it, so it seems to be no reaction "
+                          "database: check the name")
                   : damageError(options.database, survey));
     return somethingFailed;
 }
@@ -72,7 +72,8 @@ void writeWhole(const std::string &path, const std::string &bytes) {
 }
 
 int compact(const DbOptions &options) {
-    const FileLock lock(options.database, IfMissing::lockNothing);
+    const FileLock lock(options.database, IfMissing::lockNothing,
+                        reportingOfWait(options.database));
     const auto bytes = databaseBytes(options.database);
     const auto survey = surveyFile(bytes);
     if (survey.damage) throw damageError(options.database, survey);
@@ -97,14 +98,13 @@ struct SalvageOptions : DbOptions {
 int salvage(const SalvageOptions &options) {
     std::error_code error;
     if (std::filesystem::exists(std::filesystem::symlink_status(options.output, error))) {
-        throw UserError(options.output +
-                        ": exists already and is not overwritten; name a new file");
+        throw Error(options.output + ": exists already and is not overwritten; name a new file");
     }
     const auto bytes = databaseBytes(options.database);
     const auto survey = surveyFile(bytes);
     if (survey.records.empty() && survey.damage) {
-        throw UserError(options.database + ": no record can be read anywhere in its " +
-                        std::to_string(bytes.size()) + " bytes; check the name");
+        throw Error(options.database + ": no record can be read anywhere in its " +
+                    std::to_string(bytes.size()) + " bytes; check the name");
     }
     writeWhole(options.output, packedBlocks(bytes, survey.records));
     if (options.json) {

@@ -1,10 +1,10 @@
 #include "cli/batch/batch.hpp"
-#include "cli/database/database_file.hpp"
 #include "cli/database/db_commands.hpp"
-#include "cli/database/validation.hpp"
-#include "cli/errors.hpp"
-#include "cli/files/elements.hpp"
-#include "cli/programs/temporary_folder.hpp"
+#include "cli/report.hpp"
+#include "host/store/database_file.hpp"
+#include "host/structures/elements.hpp"
+#include "host/system/temporary_folder.hpp"
+#include "host/upkeep/validation.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -34,7 +34,7 @@ std::string asLine(const RecordCheck &check) {
                       {"asked", check.asked},
                       {"from", check.from ? Json(*check.from) : Json(nullptr)},
                       {"ends", ends}};
-    return object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+    return jsonText(object) + "\n";
 }
 
 RecordCheck checkIn(const std::string &line) {
@@ -135,8 +135,8 @@ public:
         for (const auto &check : summary_.problems) {
             const auto where = database_.path + ", record " + std::to_string(check.position);
             const auto name = nameAt(check.position);
-            report(UserError(where + (name.empty() ? "" : " (" + inOneLine(name) + ")") + ": " +
-                             check.problem));
+            report(Error(where + (name.empty() ? "" : " (" + inOneLine(name) + ")") + ": " +
+                         check.problem));
         }
     }
 

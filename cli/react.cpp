@@ -1,0 +1,223 @@
+#include "cli/batch/batch.hpp"
+#include "cli/commands.hpp"
+#include "cli/explanation.hpp"
+#include "cli/json.hpp"
+#include "cli/react_options.hpp"
+#include "cli/report.hpp"
+#include "host/answers/react_json.hpp"
+#include "host/answers/sdf.hpp"
+#include "host/programs/constraint_files.hpp"
+#include "host/store/database_file.hpp"
+#include "host/structures/molfile.hpp"
+#include "host/structures/xyz.hpp"
+#include "host/system/output_file.hpp"
+#include "host/system/temporary_folder.hpp"
+
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <optional>
+
+namespace saddlefit::cli {
+
+namespace {
+
+// The files of one run, in the order in which deliveries have their pieces.
+class Outputs {
+public:
+    Outputs(const ReactOptions &options, const ReactionReader &reader) {
+        const auto titles = [&reader](std::string (*asWritten)(const std::string &)) {
+            return [&reader, asWritten](std::size_t item) -> std::optional<std::string> {
+                if (item > reader.count()) return std::nullopt;
+                return asWritten(reader.title(item - 1));
+            };
+        };
+        const auto begin = options.resume ? Begin::resume : Begin::anew;
+        add(options.output, sdfPieces, begin, titles(sdfLine));
+        add(options.xyz, xyzPieces, begin, titles([](const std::string &title) { return title; }));
+        add(options.json, jsonLinePieces, begin, titles(inUtf8));
+    }
+    std::vector<StreamedFile *> all() const {
+        std::vector<StreamedFile *> list;
+        for (const auto &file : files_)
+            list.push_back(file.get());
+        return list;
+    }
+    void commit() {
+        for (const auto &file : files_)
+            file->commit();
+    }
+
+private:
+    void add(const std::string &path, PieceScanner scanner, Begin begin, const TitleOf &titleOf) {
+        if (path.empty()) return;
+        files_.push_back(std::make_unique<StreamedFile>(path, scanner, begin, titleOf));
+    }
+    std::vector<std::unique_ptr<StreamedFile>> files_;
+};
+
+std::string resultLine(const Reaction &reaction, const Answer &answer) {
+    return reaction.title + "\t" + answer.code + "\t" + describeMatch(answer) + "\t" +
+           std::to_string(answer.constraints.size()) + " constraints\t" +
+           std::to_string(answer.frozen.size()) + " atoms frozen\t" +
+           (answer.stage ? stageName(*answer.stage) : "-") + "\n";
+}
+
+std::string warningLines(const Reaction &reaction, const Answer &answer) {
+    std::string text;
+    for (const auto *list : {&answer.warnings, &answer.strains}) {
+        for (const auto &warning : *list)
+            text += "saddlefit: " + reaction.reactant.origin + ": warning: " + warning + "\n";
+    }
+    return text;
+}
+
+// Where atoms are frozen, angles come from other atoms' surroundings: the structure does not keep
+// them, and a program that did would tear at it.
+std::vector<Constraint> constraintsToKeep(const Answer &answer) {
+    auto kept = answer.constraints;
+    if (answer.frozen.empty()) return kept;
+    std::erase_if(kept, [](const Constraint &constraint) { return constraint.c >= 0; });
+    return kept;
+}
+
+void writeConstraintFile(const ReactOptions &options, const Reaction &reaction,
+                         const Answer &answer) {
+    const ConstrainedMolecule molecule{reaction.title,
+                                       answer.charge,
+                                       answer.unpaired,
+                                       placedAtoms(reaction, answer.coordinates),
+                                       constraintsToKeep(answer),
+                                       answer.frozen,
+                                       options.constraintStem(reaction)};
+    OutputFile file(options.constraintPath(reaction));
+    file.write(constraintFile(options.constraintProgram, molecule));
+    file.commit();
+}
+
+// What is done for one reaction, in a worker process.
+class ReactionWork {
+public:
+    ReactionWork(const ReactOptions &options, const ReactionReader &reader,
+                 const StoredReactions &stored)
+        : options_(options), reader_(reader), stored_(stored) {}
+
+    Delivery operator()(std::size_t item) const {
+        try {
+            return answered(reader_.read(item));
+        } catch (const Error &error) {
+            return failure(item, error.what());
+        }
+    }
+    Delivery failure(std::size_t item, const std::string &what) const {
+        Delivery delivery;
+        delivery.failed = true;
+        delivery.messages = "saddlefit: " + what + "\n";
+        addPieces(delivery, "", "", jsonFailureLine(item + 1, reader_.title(item), what));
+        return delivery;
+    }
+
+private:
+    Delivery answered(const Reaction &reaction) const {
+        const auto answer = answerTo(reaction, stored_, options_.answer);
+        if (!options_.constraintProgram.empty()) writeConstraintFile(options_, reaction, answer);
+        Delivery delivery;
+        delivery.line = resultLine(reaction, answer);
+        delivery.messages = warningLines(reaction, answer);
+        if (options_.verbose) delivery.messages += explanation(reaction, answer);
+        addPieces(delivery, sdfRecord(reaction, answer),
+                  xyzRecord(xyzTitle(reaction, answer), placedAtoms(reaction, answer.coordinates)),
+                  jsonLine(reaction, answer));
+        return delivery;
+    }
+    static std::string xyzTitle(const Reaction &reaction, const Answer &answer) {
+        return reaction.title + " record=" + std::to_string(reaction.number) +
+               " outcome=" + outcomeWord(answer.outcome);
+    }
+    void addPieces(Delivery &delivery, const std::string &sdf, const std::string &xyz,
+                   const std::string &json) const {
+        if (!options_.output.empty()) delivery.pieces.push_back(sdf);
+        if (!options_.xyz.empty()) delivery.pieces.push_back(xyz);
+        if (!options_.json.empty()) delivery.pieces.push_back(json);
+    }
+
+    const ReactOptions &options_;
+    const ReactionReader &reader_;
+    const StoredReactions &stored_;
+};
+
+std::vector<std::size_t> itemsOf(const ReactOptions &options, std::size_t count,
+                                 std::size_t doneBefore) {
+    std::vector<std::size_t> items;
+    for (std::size_t item = options.shard - 1; item < count; item += options.shards) {
+        if (item >= doneBefore) items.push_back(item);
+    }
+    return items;
+}
+
+bool asks(const ReactOptions &options, Stage stage) {
+    const auto &stages = options.answer.stages;
+    return std::find(stages.begin(), stages.end(), stage) != stages.end();
+}
+
+void reportInterrupt(const BatchResult &result, std::size_t count, bool resumable) {
+    std::fprintf(stderr, "saddlefit: interrupted, %zu of %zu reactions done%s\n", result.done,
+                 count, resumable ? "; --resume goes on behind them" : "");
+}
+
+void makeFolder(const std::string &path) {
+    std::error_code error;
+    std::filesystem::create_directories(path, error);
+    std::error_code ignored;
+    if (!std::filesystem::is_directory(path, ignored)) failWriting(path, error.message());
+}
+
+void reportEmpty(const std::string &database) {
+    report(Error(database + ": warning: the database holds no records, so nothing can match; "
+                            "\"saddlefit db add\" stores some"));
+}
+
+int react(const ReactOptions &options) {
+    const ReactionReader reader(options.files, options.start, options.orders);
+    StoredReactions stored(options.database);
+    if (stored.empty()) reportEmpty(options.database);
+    options.requireOtherFiles();
+
+    if (!options.constraintProgram.empty()) makeFolder(options.constraintFolder);
+    Outputs outputs(options, reader);
+    const std::size_t doneBefore = options.resume ? resumeAfter(outputs.all()) : 0;
+    const auto items = itemsOf(options, reader.count(), doneBefore);
+    if (asks(options, Stage::sigma)) stored.prepareSigma(sigmaCodes(reader, items));
+    if (asks(options, Stage::lengths)) stored.prepareLengths();
+
+    // Workers may be ended at any moment; what they leave behind goes with this folder.
+    const TemporaryFolder scratch;
+    setenv("TMPDIR", scratch.path().c_str(), 1);
+    const ReactionWork work(options, reader, stored);
+    const auto mishap = [&](std::size_t item, const std::string &what) {
+        return work.failure(item, reader.origin(item) + ": " + what);
+    };
+    const auto result = runBatch(items, work, mishap, options.batch, outputs.all());
+    if (result.interrupted)
+        reportInterrupt(result, items.size(), !outputs.all().empty());
+    else
+        outputs.commit();
+    return result.failed == 0 && !result.interrupted ? allDone : somethingFailed;
+}
+
+} // namespace
+
+void addReactCommand(CLI::App &program, Action &chosen) {
+    auto *command = program.add_subcommand("react", "Fit stored transition states onto reactions");
+    const auto options = std::make_shared<ReactOptions>();
+    addReactOptions(*command, *options);
+    command->callback([&chosen, options] {
+        options->settle();
+        chosen = [options] { return react(*options); };
+    });
+}
+
+} // namespace saddlefit::cli

@@ -1,0 +1,230 @@
+#include "cli/react_options.hpp"
+
+#include "cli/host.hpp"
+#include "cli/order_option.hpp"
+#include "host/programs/constraint_files.hpp"
+#include "host/store/database_file.hpp"
+#include "host/system/output_file.hpp"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <set>
+#include <sstream>
+
+namespace saddlefit::cli {
+
+namespace {
+
+const std::map<std::string, Relax> relaxByName{
+    {"none", Relax::none}, {"internal", Relax::internal}, {"uff", Relax::uff}, {"xtb", Relax::xtb}};
+
+std::vector<Stage> stagesIn(const std::string &text) {
+    std::vector<Stage> stages;
+    std::istringstream names(text);
+    for (std::string name; std::getline(names, name, ',');) {
+        const auto stage = stageNamed(name);
+        if (!stage) {
+            throw CLI::ValidationError("--stages", "\"" + name +
+                                                       "\" is no stage; give full, sigma and "
+                                                       "lengths, or some of them");
+        }
+        stages.push_back(*stage);
+    }
+    if (stages.empty()) throw CLI::ValidationError("--stages", "no stage is given");
+    return stages;
+}
+
+std::pair<std::size_t, std::size_t> shardIn(const std::string &text) {
+    std::size_t shard = 0, shards = 0;
+    char slash = 0, rest = 0;
+    std::istringstream stream(text);
+    const bool isPlain = text.find_first_not_of("0123456789/") == std::string::npos; // no -1
+    const bool read = isPlain && stream >> shard >> slash >> shards && !(stream >> rest);
+    if (!read || slash != '/' || shard < 1 || shard > shards) {
+        throw CLI::ValidationError("--shard",
+                                   "\"" + text + "\" is no shard; give the third of eight as 3/8");
+    }
+    return {shard, shards};
+}
+
+std::string complaintAboutSeconds(const std::string &text) {
+    char *end = nullptr;
+    const double seconds = std::strtod(text.c_str(), &end);
+    const bool fits = !text.empty() && *end == '\0' && std::isfinite(seconds) && seconds > 0;
+    return fits ? "" : "\"" + text + "\" is no number of seconds above 0";
+}
+
+std::vector<std::string> programsWithConstraints() {
+    std::vector<std::string> names;
+    for (const auto &format : constraintFormats)
+        names.emplace_back(format.program);
+    return names;
+}
+
+// What can stand in a file name everywhere.
+std::string asFileName(std::string title) {
+    std::replace_if(
+        title.begin(), title.end(),
+        [](unsigned char c) { return std::isalnum(c) == 0 && c != '-' && c != '_' && c != '.'; },
+        '_');
+    constexpr std::size_t longest = 60;
+    return title.substr(0, longest);
+}
+
+void addInputs(CLI::App &command, ReactOptions &options) {
+    command.add_option("REACTANTS", options.files.reactants, "File with the reactants")
+        ->required()
+        ->type_name("");
+    command
+        .add_option("PRODUCTS", options.files.products,
+                    "File with the products: as many records, the same atoms in the same order")
+        ->required()
+        ->type_name("");
+    command.add_option("--db", options.database, "Database of transition states")
+        ->required()
+        ->type_name("FILE");
+    addOrdersOption(command, options.orders);
+    command
+        .add_option("--start", options.startText,
+                    "Begin with the geometry of the reactant, the product, their mean (default), "
+                    "or of the records of a file")
+        ->type_name("reactant|product|mean|FILE");
+}
+
+void addAsking(CLI::App &command, ReactOptions &options) {
+    auto &answer = options.answer;
+    command
+        .add_option("--stages", options.stagesText,
+                    "Ask with all changes of bond order, then with made and broken bonds only, "
+                    "then take the database's usual lengths")
+        ->type_name("LIST")
+        ->capture_default_str();
+    command
+        .add_option("--rivals", answer.rivals,
+                    "How many of the best matches to look at, for the spread")
+        ->check(CLI::Range(1, 100))
+        ->capture_default_str();
+}
+
+void addRelaxation(CLI::App &command, ReactOptions &options) {
+    auto &answer = options.answer;
+    addChoice(
+        command, "--relax", answer.relax, relaxByName,
+        "Let the rest follow the placed centre: by its distances (internal, default), then by "
+        "a force field (uff) or by the program xtb, or not at all");
+    command.add_option("--xtb-method", answer.xtb.method, "gfn2, gfn1, gfn0 or gfnff")
+        ->check(CLI::IsMember({"gfn2", "gfn1", "gfn0", "gfnff"}))
+        ->type_name("METHOD")
+        ->capture_default_str();
+    command.add_option("--xtb-time", answer.xtb.timeLimit, "Seconds for one run of xtb")
+        ->check(complaintAboutSeconds)
+        ->capture_default_str();
+    command
+        .add_option("--charge", answer.charge, "Charge of the molecules; default: by the records")
+        ->type_name("INT");
+    command
+        .add_option("--uhf", answer.unpaired,
+                    "Unpaired electrons; default: 0, or 1 for an odd number of electrons")
+        ->check(CLI::NonNegativeNumber)
+        ->type_name("INT");
+}
+
+void addResults(CLI::App &command, ReactOptions &options) {
+    command.add_option("-o,--output", options.output, "Write the structures (SDF)")
+        ->type_name("FILE");
+    command.add_option("--xyz", options.xyz, "Write the structures (XYZ)")->type_name("FILE");
+    command
+        .add_option("--json", options.json,
+                    "Write everything about each answer, a JSON object per line")
+        ->type_name("FILE");
+    auto *format =
+        command
+            .add_option("--constraints", options.constraintProgram,
+                        "Write an input file per reaction that keeps the centre in place")
+            ->check(CLI::IsMember(programsWithConstraints()))
+            ->type_name("PROGRAM");
+    command.add_option("-d,--directory", options.constraintFolder, "Folder for those files")
+        ->needs(format)
+        ->type_name("DIR");
+    command.add_flag("-v,--verbose", options.verbose,
+                     "Explain each answer on standard error: candidates, matches, roles");
+}
+
+void addBatch(CLI::App &command, ReactOptions &options) {
+    command.add_option("-j,--jobs", options.batch.jobs, "Worker processes")
+        ->check(CLI::Range(1, 1024))
+        ->capture_default_str();
+    command
+        .add_option("--timeout", options.batch.timeout,
+                    "Seconds for one reaction, after which it counts as failed")
+        ->check(complaintAboutSeconds);
+    command.add_flag("--resume", options.resume,
+                     "Go on behind what the output files hold from an interrupted run");
+    command
+        .add_option("--shard", options.shardText, "Take every N-th reaction only, from the K-th")
+        ->type_name("K/N");
+}
+
+} // namespace
+
+void ReactOptions::requireOtherFiles() const {
+    // What leads into no folder, as /dev/stdout does to a pipe, is its own place.
+    const auto place = [](const std::string &path) {
+        std::error_code error;
+        const auto found = std::filesystem::weakly_canonical(path, error);
+        return error ? std::filesystem::path(path) : found;
+    };
+    std::set<std::filesystem::path> taken;
+    for (const auto &input : {files.reactants, files.products, files.geometries})
+        if (!input.empty()) taken.insert(place(input));
+    for (const auto &path : {output, xyz, json}) {
+        if (path.empty()) continue;
+        requireOtherFile(path, database);
+        if (!taken.insert(place(path)).second && isReplaceable(path)) {
+            throw Error(path + ": is named twice; give each file a name of its own");
+        }
+    }
+}
+
+std::string ReactOptions::constraintStem(const Reaction &reaction) const {
+    char number[16];
+    std::snprintf(number, sizeof number, "%04zu-", reaction.number);
+    return number + asFileName(reaction.title);
+}
+
+std::string ReactOptions::constraintPath(const Reaction &reaction) const {
+    return std::filesystem::path(constraintFolder) /
+           (constraintStem(reaction) + constraintFormat(constraintProgram).suffix);
+}
+
+void ReactOptions::settle() {
+    answer.stages = stagesIn(stagesText);
+    if (!shardText.empty()) std::tie(shard, shards) = shardIn(shardText);
+    const std::map<std::string, Start> starts{
+        {"reactant", Start::reactant}, {"product", Start::product}, {"mean", Start::mean}};
+    const auto found = starts.find(startText);
+    start = found == starts.end() ? Start::file : found->second;
+    if (start == Start::file) files.geometries = startText;
+}
+
+void addReactOptions(CLI::App &command, ReactOptions &options) {
+    addInputs(command, options);
+    addAsking(command, options);
+    addRelaxation(command, options);
+    addResults(command, options);
+    addBatch(command, options);
+    command.footer(
+        "Prints a line per reaction, its columns parted by tabs: title, elements of the changed\n"
+        "bonds, match, constraints and frozen atoms of the finished structure, stage.\n\n"
+        "Examples:\n"
+        "  saddlefit react reactants.sdf products.sdf --db reactions.db -o guess.sdf\n"
+        "  saddlefit react r.sdf p.sdf --db reactions.db --relax xtb --json guess.jsonl -j 8\n"
+        "  saddlefit react r.sdf p.sdf --db reactions.db --constraints orca -d inputs");
+}
+
+} // namespace saddlefit::cli

@@ -1,0 +1,23 @@
+/// How the program ends, and what it says of errors.
+#pragma once
+
+#include "cli/host.hpp"
+#include "host/system/error.hpp"
+
+#include <functional>
+#include <string>
+
+namespace saddlefit::cli {
+
+/// Exit statuses of the program.
+constexpr int allDone = 0;
+constexpr int somethingFailed = 1;
+constexpr int wrongUsage = 2;
+
+/// Print "saddlefit: MESSAGE" on standard error.
+void report(const Error &error);
+
+/// Tells of a file that another run holds, once it is waited for.
+std::function<void()> reportingOfWait(const std::string &path);
+
+} // namespace saddlefit::cli

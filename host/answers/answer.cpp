@@ -1,0 +1,284 @@
+#include "host/answers/answer.hpp"
+
+#include "saddlefit/reaction.h"
+
+#include "host/reactions/relaxation.hpp"
+#include "host/structures/elements.hpp"
+#include "host/system/diverted_stdout.hpp"
+#include "host/system/error.hpp"
+
+#include <algorithm>
+#include <cstdlib>
+#include <map>
+#include <numeric>
+#include <utility>
+
+namespace saddlefit::host {
+
+namespace {
+
+// Several matches that agree with each other, and the best with the start geometry: then bonds are
+// off by 0.08 angstrom in the mean, and by 0.2 otherwise (docs/quality.md).
+constexpr std::size_t trustedMatches = 3;
+constexpr double trustedDisagreement = 0.2; // spread and misfit together, angstrom
+
+int formalCharge(const Structure &structure) {
+    return std::accumulate(structure.atoms.begin(), structure.atoms.end(), 0,
+                           [](int sum, const auto &atom) { return sum + atom.charge; });
+}
+
+int electrons(const Structure &structure, int charge) {
+    return std::accumulate(structure.atoms.begin(), structure.atoms.end(), -charge,
+                           [](int sum, const auto &atom) { return sum + atom.element; });
+}
+
+// The bonds of both sides; orders that change are those of the reactant.
+std::vector<StructureBond> bondsOfBothSides(const Reaction &reaction) {
+    std::map<AtomPair, int> types;
+    for (const auto *side : {&reaction.reactant, &reaction.product}) {
+        for (const auto &bond : side->bonds)
+            types.try_emplace(orderedPair(bond.atom1, bond.atom2), bond.type);
+    }
+    std::vector<StructureBond> bonds;
+    for (const auto &[atoms, type] : types)
+        bonds.push_back({atoms.first, atoms.second, type});
+    return bonds;
+}
+
+std::vector<StructureBond> transitionStateBonds(const Reaction &reaction) {
+    const auto mol = startMolecule(reaction);
+    applyTransition(mol.get());
+    return bondsOf(mol.get());
+}
+
+// Takes one reaction through the stages.
+class Asking {
+public:
+    Asking(const Reaction &reaction, const StoredReactions &stored, const AnswerOptions &options)
+        : reaction_(reaction), stored_(stored), options_(options) {}
+
+    Answer answer();
+
+private:
+    void settleElectrons();
+    bool findsMatch(Stage stage);
+    void place(const Question &question, Search &search, const Match &match);
+    void constrainLengths();
+    void relaxBetween(Molecule &mol);
+    void relax();
+    std::string relaxationName() const;
+    std::vector<Position> relaxed(const std::vector<Position> &from,
+                                  const std::vector<Constraint> &constraints,
+                                  const std::vector<int> &fixed) const;
+
+    const Reaction &reaction_;
+    const StoredReactions &stored_;
+    const AnswerOptions &options_;
+    Answer answer_;
+};
+
+Answer Asking::answer() {
+    answer_.warnings = reaction_.warnings;
+    settleElectrons();
+    answer_.coordinates = reaction_.coordinates;
+    answer_.bonds = transitionStateBonds(reaction_);
+    const auto mol = startMolecule(reaction_);
+    answer_.code = codeInSymbols(codeOf(mol.get()).data());
+    for (const Stage stage : options_.stages) {
+        if (stage == Stage::lengths || findsMatch(stage)) {
+            answer_.stage = stage;
+            break;
+        }
+    }
+    if (answer_.outcome == Outcome::noMatch) constrainLengths();
+    relax();
+    return std::move(answer_);
+}
+
+void Asking::settleElectrons() {
+    const int before = formalCharge(reaction_.reactant), after = formalCharge(reaction_.product);
+    if (!options_.charge && before != after) {
+        answer_.warnings.push_back("the formal charges add up to " + std::to_string(before) +
+                                   " in the reactant and to " + std::to_string(after) +
+                                   " in the product; the reactant's is taken, --charge sets it");
+    }
+    answer_.charge = options_.charge.value_or(before);
+    const int count = electrons(reaction_.reactant, answer_.charge);
+    answer_.unpaired = options_.unpaired.value_or(std::abs(count % 2));
+    if (answer_.unpaired <= count && (count - answer_.unpaired) % 2 == 0) return;
+    throw Error("a charge of " + std::to_string(answer_.charge) + " leaves " +
+                std::to_string(count) + " electrons, of which " + std::to_string(answer_.unpaired) +
+                " cannot be unpaired; correct --charge or --uhf");
+}
+
+bool Asking::findsMatch(Stage stage) {
+    const auto question = questionFor(stage, reaction_);
+    if (!question) return false;
+    const auto code = codeOf(startMolecule(reaction_, *question).get());
+    const auto candidates = stored_.candidates(stage, code);
+    auto &report = answer_.reports.emplace_back();
+    report.stage = stage;
+    report.code = codeInSymbols(code.data());
+    report.candidates = candidates.size();
+    if (candidates.empty()) return false;
+
+    Search search(reaction_, *question, candidates);
+    report.matches = search.best(options_.rivals);
+    const auto lines = parseProgress(search.progress());
+    report.lookedInto = lines.size();
+    report.mapped = static_cast<std::size_t>(
+        std::count_if(lines.begin(), lines.end(), [](const auto &line) { return line.mapped; }));
+    if (report.matches.empty()) return false;
+    place(*question, search, report.matches.front());
+    return true;
+}
+
+// Start on the chosen structure alone, and finish: the library's main road.
+void Asking::place(const Question &question, Search &search, const Match &match) {
+    const auto mol = startMolecule(reaction_, question);
+    bool exact = false;
+    {
+        CapturedStdout captured;
+        exact = C_startReaction(mol.get(), search.holding(match).c_str()) == 0;
+        answer_.startConstraints = constraintsOf(mol.get());
+        if (!exact) relaxBetween(*mol);
+        C_finishReaction(mol.get());
+    }
+    answer_.outcome = exact ? Outcome::exact : Outcome::partial;
+    answer_.match = match.name;
+    answer_.coordinates = positionsOf(mol.get());
+    answer_.constraints = constraintsOf(mol.get());
+    answer_.frozen = frozenAtomsOf(mol.get());
+}
+
+// Without a match: a distance for each changing bond, as long as such bonds usually are in the
+// database, or as applyTransition() puts them where the database is not asked for that.
+void Asking::constrainLengths() {
+    const auto mol = startMolecule(reaction_);
+    C_startReaction(mol.get(), nullptr);
+    std::map<AtomPair, Constraint> byAtoms; // the last one, after all steps of the bond
+    for (const auto &constraint : constraintsOf(mol.get()))
+        byAtoms[orderedPair(constraint.a, constraint.b)] = constraint;
+    for (const auto &change : reaction_.changes) {
+        const auto found = byAtoms.find(change.atoms);
+        if (found == byAtoms.end()) continue;
+        auto constraint = found->second;
+        if (answer_.stage == Stage::lengths) {
+            const auto elementOf = [&](int atom) {
+                return reaction_.reactant.atoms[static_cast<std::size_t>(atom)].element;
+            };
+            const bool ends = change.before == 0 || change.after == 0;
+            constraint.value = stored_.lengths().lengthOf(
+                elementOf(constraint.a), elementOf(constraint.b),
+                ends ? ChangeKind::madeOrBroken : ChangeKind::otherOrder);
+        }
+        answer_.constraints.push_back(constraint);
+    }
+    answer_.startConstraints = answer_.constraints;
+}
+
+// xtb moves all atoms under the constraints of the match before the centre is placed, so that the
+// rest is ready for it.
+void Asking::relaxBetween(Molecule &mol) {
+    if (options_.relax != Relax::xtb) return;
+    setPositions(&mol, relaxed(positionsOf(&mol), answer_.startConstraints, {}));
+}
+
+void Asking::relax() {
+    if (answer_.outcome == Outcome::exact) return;
+    if (options_.relax != Relax::none && answer_.frozen.size() < reaction_.reactant.atoms.size()) {
+        answer_.coordinates = relaxed(answer_.coordinates, answer_.constraints, answer_.frozen);
+        answer_.relaxedBy = relaxationName();
+    }
+    answer_.strains = strainIn(placedAtoms(reaction_, answer_.coordinates), reaction_.reactant,
+                               reaction_.product);
+}
+
+std::string Asking::relaxationName() const {
+    if (options_.relax == Relax::xtb) return options_.xtb.method;
+    return options_.relax == Relax::uff ? "uff" : "distances";
+}
+
+// By distances first in any case: what goes on from there finds no atoms on top of each other.
+std::vector<Position> Asking::relaxed(const std::vector<Position> &from,
+                                      const std::vector<Constraint> &constraints,
+                                      const std::vector<int> &fixed) const {
+    Relaxation task{placedAtoms(reaction_, from), reaction_.coordinates,
+                    bondsOfBothSides(reaction_), constraints, fixed};
+    auto positions = relaxByDistances(task);
+    if (options_.relax == Relax::internal) return positions;
+    task.atoms = placedAtoms(reaction_, positions);
+    if (options_.relax == Relax::uff) return relaxByForceField(task);
+    return optimiseWithXtb({reaction_.title, answer_.charge, answer_.unpaired, task.atoms,
+                            fixed.empty() ? constraints : std::vector<Constraint>{}, fixed},
+                           options_.xtb);
+}
+
+} // namespace
+
+const char *outcomeWord(Outcome outcome) {
+    switch (outcome) {
+    case Outcome::exact:
+        return "exact";
+    case Outcome::partial:
+        return "partial";
+    case Outcome::noMatch:
+        break;
+    }
+    return "none";
+}
+
+const char *confidenceOf(const Answer &answer) {
+    if (answer.outcome == Outcome::exact) return "exact";
+    const auto *match = answer.matched();
+    if (match == nullptr) return "low";
+    const auto &matches = answer.reports.back().matches;
+    const bool agree =
+        matches.size() >= trustedMatches && match->misfit + spreadOf(matches) < trustedDisagreement;
+    return agree ? "high" : "low";
+}
+
+const Match *Answer::matched() const {
+    if (reports.empty() || reports.back().matches.empty()) return nullptr;
+    return &reports.back().matches.front();
+}
+
+Answer answerTo(const Reaction &reaction, const StoredReactions &stored,
+                const AnswerOptions &options) {
+    try {
+        return Asking(reaction, stored, options).answer();
+    } catch (const Error &error) { // of a program or a temporary file: they know no records
+        throw Error(reaction.reactant.origin + ": " + error.what());
+    }
+}
+
+std::vector<StructureAtom> placedAtoms(const Reaction &reaction,
+                                       const std::vector<Position> &positions) {
+    auto atoms = reaction.reactant.atoms;
+    for (std::size_t i = 0; i < atoms.size(); ++i)
+        atoms[i].position = positions[i];
+    return atoms;
+}
+
+std::string describeMatch(const Answer &answer) {
+    if (answer.outcome == Outcome::noMatch) return "no match";
+    return std::string(outcomeWord(answer.outcome)) + " " + answer.match;
+}
+
+std::set<Code> sigmaCodes(const ReactionReader &reader, const std::vector<std::size_t> &items) {
+    std::set<Code> codes;
+    for (const auto item : items) {
+        try {
+            const auto reaction = reader.readChanges(item);
+            const auto question = questionFor(Stage::sigma, reaction);
+            if (!question) continue;
+            const auto mol =
+                hostMolecule(reaction.reactant.atoms, question->bonds, question->transitions);
+            codes.insert(codeOf(mol.get()));
+        } catch (const Error &) { // told when the reaction's turn comes
+        }
+    }
+    return codes;
+}
+
+} // namespace saddlefit::host

@@ -1,0 +1,83 @@
+// One reaction through the library, from the question to the structure.
+#pragma once
+
+#include "host/programs/xtb.hpp"
+#include "host/search/search.hpp"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace saddlefit::host {
+
+enum class Relax {
+    none,
+    internal, // distances of the start geometry, around the centre
+    uff,      // after that, a force field
+    xtb       // before and after the centre is placed, the program xtb
+};
+
+struct AnswerOptions {
+    std::vector<Stage> stages{Stage::full, Stage::sigma, Stage::lengths};
+    Relax relax = Relax::internal;
+    std::size_t rivals = 3; // how many of the best matches are looked at, for the spread
+    std::optional<int> charge;
+    std::optional<int> unpaired; // electrons
+    XtbOptions xtb;
+};
+
+enum class Outcome { exact, partial, noMatch };
+
+// "exact", "partial", "none".
+const char *outcomeWord(Outcome outcome);
+
+// What a stage found.
+struct StageReport {
+    Stage stage = Stage::full;
+    std::string code;           // in symbols
+    std::size_t candidates = 0; // stored structures with the code
+    std::size_t lookedInto = 0; // whose composition was no worse than the best so far
+    std::size_t mapped = 0;     // that could be mapped, and were no worse than the best so far
+    std::vector<Match> matches; // best first
+};
+
+struct Answer {
+    Outcome outcome = Outcome::noMatch;
+    std::optional<Stage> stage; // that answered
+    std::string match;          // the stored name; empty without a match
+    std::string code;           // of all changes, in symbols
+    std::vector<StageReport> reports;
+    std::vector<Position> coordinates;
+    std::vector<StructureBond> bonds;         // with transition-state types
+    std::vector<int> frozen;                  // atoms, from 0
+    std::vector<Constraint> startConstraints; // as they stood between start and finish
+    std::vector<Constraint> constraints;      // as they stand at the end
+    int charge = 0;
+    int unpaired = 0;
+    std::string relaxedBy;             // "", "distances", "uff" or the method of xtb
+    std::vector<std::string> strains;  // what is wrong with the structure, a sentence each
+    std::vector<std::string> warnings; // about the records
+
+    const Match *matched() const; // null without one
+};
+
+// How much to trust the changing bonds, by what was measured of such answers: "exact", "high" or
+// "low".
+const char *confidenceOf(const Answer &answer);
+
+// The reactant's atoms at these places.
+std::vector<StructureAtom> placedAtoms(const Reaction &reaction,
+                                       const std::vector<Position> &positions);
+
+// Ask in stages, place the reaction centre, relax the rest.
+// Throws Error if a program that was to relax the structure fails.
+Answer answerTo(const Reaction &reaction, const StoredReactions &stored,
+                const AnswerOptions &options);
+
+// "exact NAME", "partial NAME" or "no match".
+std::string describeMatch(const Answer &answer);
+
+// The codes with which these reactions ask in the stage "sigma".
+std::set<Code> sigmaCodes(const ReactionReader &reader, const std::vector<std::size_t> &items);
+
+} // namespace saddlefit::host

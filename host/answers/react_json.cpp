@@ -1,0 +1,165 @@
+#include "host/answers/react_json.hpp"
+
+#include "host/structures/elements.hpp"
+#include "host/system/json.hpp"
+
+namespace saddlefit::host {
+
+namespace {
+
+Json fromOne(const AtomPair &atoms) {
+    return {atoms.first + 1, atoms.second + 1};
+}
+
+Json fromOne(const std::vector<int> &atoms) {
+    Json numbers = Json::array();
+    for (const int atom : atoms)
+        numbers.push_back(atom + 1);
+    return numbers;
+}
+
+Json atomsOf(const Reaction &reaction, const Answer &answer) {
+    Json atoms = Json::array();
+    for (std::size_t i = 0; i < answer.coordinates.size(); ++i) {
+        const auto &at = answer.coordinates[i];
+        atoms.push_back({{"symbol", elementSymbol(reaction.reactant.atoms[i].element)},
+                         {"position", {at.x, at.y, at.z}}});
+    }
+    return atoms;
+}
+
+Json bondsOf(const Answer &answer) {
+    Json bonds = Json::array();
+    for (const auto &bond : answer.bonds)
+        bonds.push_back({bond.atom1 + 1, bond.atom2 + 1, bond.type});
+    return bonds;
+}
+
+Json changesOf(const Reaction &reaction, const Answer &answer) {
+    Json changes = Json::array();
+    for (const auto &change : reaction.changes) {
+        const auto &[a, b] = change.atoms;
+        changes.push_back(
+            {{"atoms", fromOne(change.atoms)},
+             {"before", change.before},
+             {"after", change.after},
+             {"role", roleName(roleOf(change))},
+             {"length", distanceBetween(answer.coordinates[static_cast<std::size_t>(a)],
+                                        answer.coordinates[static_cast<std::size_t>(b)])}});
+    }
+    return changes;
+}
+
+Json constraintObject(const Constraint &constraint) {
+    Json atoms = Json::array();
+    for (const int atom : {constraint.a, constraint.b, constraint.c, constraint.d}) {
+        if (atom >= 0) atoms.push_back(atom + 1);
+    }
+    constexpr std::array kinds{"distance", "angle", "dihedral"};
+    return {{"kind", kinds.at(atoms.size() - 2)},
+            {"atoms", atoms},
+            {"value", constraint.value},
+            {"unit", atoms.size() == 2 ? "angstrom" : "degrees"}};
+}
+
+Json constraintsOf(const std::vector<Constraint> &constraints) {
+    Json list = Json::array();
+    for (const auto &constraint : constraints)
+        list.push_back(constraintObject(constraint));
+    return list;
+}
+
+Json rolesOf(const Match &match) {
+    Json roles = Json::array();
+    for (const auto role : match.roles)
+        roles.push_back(roleName(role));
+    return roles;
+}
+
+Json lengthsOf(const Match &match) {
+    Json lengths = Json::array();
+    for (const double length : match.lengths)
+        lengths.push_back(length > 0.0 ? Json(length) : Json(nullptr));
+    return lengths;
+}
+
+Json mapOf(const Match &match) {
+    Json map = Json::array();
+    for (std::size_t i = 0; i < match.map.size(); ++i) {
+        if (match.map[i] >= 0) map.push_back({i + 1, match.map[i] + 1});
+    }
+    return map;
+}
+
+Json matchObject(const Match &match) {
+    Json object{{"name", match.name}, {"exact", match.exact}};
+    const auto &lines = match.lines;
+    object["composition"] = lines.setBefore;
+    object["score"] = lines.score;
+    object["weightByElements"] = lines.weightBefore;
+    if (match.exact) return object;
+    object["class"] = lines.setAfter;
+    object["depth"] = lines.depth;
+    object["weight"] = lines.weightAfter;
+    object["mappedAtoms"] = lines.atoms;
+    object["map"] = mapOf(match);
+    object["mirrored"] = match.mirrored;
+    object["misfit"] = match.misfit;
+    object["roles"] = rolesOf(match);
+    object["lengths"] = lengthsOf(match);
+    return object;
+}
+
+Json reportObject(const StageReport &report) {
+    Json matches = Json::array();
+    for (const auto &match : report.matches)
+        matches.push_back(matchObject(match));
+    return {{"stage", stageName(report.stage)}, {"code", report.code},
+            {"candidates", report.candidates},  {"lookedInto", report.lookedInto},
+            {"mapped", report.mapped},          {"matches", matches}};
+}
+
+Json searchOf(const Answer &answer) {
+    Json reports = Json::array();
+    for (const auto &report : answer.reports)
+        reports.push_back(reportObject(report));
+    return reports;
+}
+
+std::string inOneLine(const Json &object) {
+    return jsonText(object) + "\n";
+}
+
+} // namespace
+
+std::string jsonLine(const Reaction &reaction, const Answer &answer) {
+    Json object{{"record", reaction.number}, {"title", reaction.title}};
+    object["outcome"] = outcomeWord(answer.outcome);
+    object["stage"] = answer.stage ? Json(stageName(*answer.stage)) : Json(nullptr);
+    object["match"] = answer.match.empty() ? Json(nullptr) : Json(answer.match);
+    object["code"] = answer.code;
+    object["charge"] = answer.charge;
+    object["unpaired"] = answer.unpaired;
+    object["changes"] = changesOf(reaction, answer);
+    object["spread"] = nullptr;
+    if (answer.matched() && answer.reports.back().matches.size() > 1)
+        object["spread"] = spreadOf(answer.reports.back().matches);
+    object["confidence"] = confidenceOf(answer);
+    object["search"] = searchOf(answer);
+    object["atoms"] = atomsOf(reaction, answer);
+    object["bonds"] = bondsOf(answer);
+    object["frozen"] = fromOne(answer.frozen);
+    object["constraints"] = constraintsOf(answer.constraints);
+    object["startConstraints"] = constraintsOf(answer.startConstraints);
+    object["relaxed"] = answer.relaxedBy.empty() ? Json(nullptr) : Json(answer.relaxedBy);
+    object["strains"] = answer.strains;
+    object["warnings"] = answer.warnings;
+    return inOneLine(object);
+}
+
+std::string jsonFailureLine(std::size_t number, const std::string &title,
+                            const std::string &error) {
+    return inOneLine({{"record", number}, {"title", title}, {"error", error}});
+}
+
+} // namespace saddlefit::host

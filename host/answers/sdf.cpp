@@ -1,0 +1,109 @@
+#include "host/answers/sdf.hpp"
+
+#include "host/structures/molfile.hpp"
+
+#include <map>
+#include <tuple>
+
+namespace saddlefit::host {
+
+namespace {
+
+// What a reader of the file can make a molecule of: bonds that neither break nor form, as they are
+// in the reactant. Orders between two orders, which MDL files do not have, would be taken for
+// aromatic ones.
+std::vector<StructureBond> lastingBonds(const Reaction &reaction, const Answer &answer) {
+    std::map<AtomPair, int> before, after;
+    for (const auto &[a, b, type] : reaction.reactant.bonds)
+        before[orderedPair(a, b)] = type;
+    for (const auto &[a, b, type] : reaction.product.bonds)
+        after[orderedPair(a, b)] = type;
+    auto bonds = answer.bonds;
+    std::erase_if(bonds, [&](const StructureBond &bond) {
+        const auto atoms = orderedPair(bond.atom1, bond.atom2);
+        return bond.type == 0 || !before.contains(atoms) || !after.contains(atoms);
+    });
+    for (auto &bond : bonds)
+        bond.type = before[orderedPair(bond.atom1, bond.atom2)];
+    return bonds;
+}
+
+std::string changeLines(const std::vector<BondChange> &changes) {
+    std::string text;
+    for (const auto &change : changes) {
+        text += line("%d %d %d %d\n", change.atoms.first + 1, change.atoms.second + 1,
+                     mdlType(change.before), mdlType(change.after));
+    }
+    return text;
+}
+
+std::string constraintLine(const Constraint &constraint) {
+    const auto &[a, b, c, d] = std::tie(constraint.a, constraint.b, constraint.c, constraint.d);
+    const double value = constraint.value;
+    if (c < 0) return line("distance %d %d %.6f angstrom\n", a + 1, b + 1, value);
+    if (d < 0) return line("angle %d %d %d %.4f degrees\n", a + 1, b + 1, c + 1, value);
+    return line("dihedral %d %d %d %d %.4f degrees\n", a + 1, b + 1, c + 1, d + 1, value);
+}
+
+std::string constraintLines(const std::vector<Constraint> &constraints) {
+    std::string text;
+    for (const auto &constraint : constraints)
+        text += constraintLine(constraint);
+    return text;
+}
+
+std::string atomNumbers(const std::vector<int> &atoms) {
+    std::string text;
+    for (const int atom : atoms) {
+        if (!text.empty()) text += ' ';
+        text += std::to_string(atom + 1);
+    }
+    return text;
+}
+
+std::string spreadLine(const Answer &answer) {
+    if (!answer.matched() || answer.reports.back().matches.size() < 2) return {};
+    return line("%.3f", spreadOf(answer.reports.back().matches));
+}
+
+std::string joinedLines(const std::vector<std::string> &lines) {
+    std::string text;
+    for (const auto &one : lines)
+        text += one + "\n";
+    return text;
+}
+
+} // namespace
+
+std::string transitionLines(const std::vector<Transition> &transitions) {
+    std::string text;
+    for (const auto &step : transitions) {
+        text +=
+            line("%d %d %d %d\n", step.breakA + 1, step.breakB + 1, step.formA + 1, step.formB + 1);
+    }
+    return text;
+}
+
+std::string sdfRecord(const Reaction &reaction, const Answer &answer) {
+    const auto &origin = reaction.reactant.origin;
+    const bool replaced = answer.outcome == Outcome::partial;
+    return molfile(origin, reaction.title, placedAtoms(reaction, answer.coordinates),
+                   lastingBonds(reaction, answer)) +
+           field(recordField, std::to_string(reaction.number)) +
+           field(outcomeField, outcomeWord(answer.outcome)) +
+           field("STAGE", answer.stage ? stageName(*answer.stage) : "") +
+           field(matchField, sdfLine(answer.match)) + field("SPREAD", spreadLine(answer)) +
+           field("RELAXED", answer.relaxedBy) + field("CHARGE", std::to_string(answer.charge)) +
+           field("UNPAIRED", std::to_string(answer.unpaired)) +
+           field("STRAINS", joinedLines(answer.strains)) +
+           field("WARNINGS", joinedLines(answer.warnings)) + field("TRANSITION_CODE", answer.code) +
+           field("TRANSITIONS", transitionLines(reaction.transitions)) +
+           field(changedBondsField, changeLines(reaction.changes)) +
+           field("PARTIAL_BONDS", untypedBondLines(answer.bonds)) +
+           field(constraintsField, constraintLines(answer.constraints)) +
+           field("START_CONSTRAINTS",
+                 replaced ? constraintLines(answer.startConstraints) : std::string{}) +
+           field("FROZEN_ATOMS", atomNumbers(answer.frozen)) + "$$$$\n";
+}
+
+} // namespace saddlefit::host

@@ -1,0 +1,261 @@
+#include "host/programs/xtb.hpp"
+
+#include "saddlefit/superpose.h"
+
+#include "host/structures/elements.hpp"
+#include "host/structures/host_molecule.hpp"
+#include "host/structures/molfile.hpp"
+#include "host/system/error.hpp"
+#include "host/system/process.hpp"
+#include "host/system/temporary_folder.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cmath>
+#include <cstring>
+#include <fstream>
+#include <set>
+#include <sstream>
+
+namespace saddlefit::host {
+
+namespace {
+
+constexpr double bohr = 0.529177210903; // angstrom, CODATA 2018
+
+// More than this is no give of springs. Where the others pull hardest, distances between fixed
+// atoms were seen to give by 0.013 angstrom.
+constexpr double mostGiving = 0.1; // angstrom
+
+constexpr std::size_t quotedLines = 8;
+
+struct Method {
+    const char *name;
+    std::vector<std::string> arguments;
+};
+
+const std::array<Method, 4> methods{{
+    {"gfn2", {"--gfn", "2"}},
+    {"gfn1", {"--gfn", "1"}},
+    {"gfn0", {"--gfn", "0"}},
+    {"gfnff", {"--gfnff"}},
+}};
+
+const std::vector<std::string> &methodArguments(const std::string &name) {
+    for (const auto &method : methods) {
+        if (name == method.name) return method.arguments;
+    }
+    throw Error("xtb has no method \"" + name + "\"; choose one of gfn2, gfn1, gfn0, gfnff");
+}
+
+// ---- what xtb said ------------------------------------------------------------------------------
+
+std::vector<std::string> linesOf(const std::string &path) {
+    std::vector<std::string> lines;
+    std::ifstream file(path);
+    for (std::string text; std::getline(file, text);)
+        lines.push_back(text);
+    return lines;
+}
+
+// xtb frames its message by lines of #. The backtrace that follows is of no use.
+std::vector<std::string> essenceOf(const std::vector<std::string> &log) {
+    const auto has = [](const char *part) {
+        return [part](const std::string &text) { return text.find(part) != std::string::npos; };
+    };
+    auto begin = std::find_if(log.begin(), log.end(), has("[ERROR]"));
+    const auto end = begin != log.end() ? std::find_if(begin, log.end(), has("####"))
+                                        : std::find_if(log.begin(), log.end(), has("Backtrace"));
+    if (begin == log.end()) begin = log.begin();
+    std::vector<std::string> said;
+    std::copy_if(begin, end, std::back_inserter(said),
+                 [](const std::string &text) { return text.find_first_not_of(' ') != text.npos; });
+    if (said.size() > quotedLines) {
+        said.erase(said.begin(), said.end() - static_cast<std::ptrdiff_t>(quotedLines));
+    }
+    return said;
+}
+
+std::string quoted(const std::string &log) {
+    std::string text;
+    for (const auto &one : essenceOf(linesOf(log)))
+        text += "\n  " + one;
+    return text.empty() ? "; it said nothing" : "; it said at the end:" + text;
+}
+
+// ---- the run ------------------------------------------------------------------------------------
+
+std::string described(const ProgramResult &result) {
+    if (result.end == ProgramEnd::killed)
+        return "was ended by signal " + std::to_string(result.value);
+    return "failed with status " + std::to_string(result.value);
+}
+
+void requireSuccess(const ProgramResult &result, const ProgramCall &call) {
+    switch (result.end) {
+    case ProgramEnd::notFound:
+        throw Error("the program " + call.program +
+                    " is not there; install it (Debian, Ubuntu: apt-get install xtb; conda: "
+                    "conda install -c conda-forge xtb) and see that PATH leads to it");
+    case ProgramEnd::notStarted:
+        throw Error("the program " + call.program + " cannot be started (" +
+                    std::strerror(result.value) + "); check its rights");
+    case ProgramEnd::timedOut:
+        throw Error("xtb took longer than " + line("%g", call.timeLimit) +
+                    " s; allow more time, or start nearer to the target" + quoted(call.log));
+    case ProgramEnd::exited:
+        if (result.value == 0) return;
+        break;
+    case ProgramEnd::killed:
+        break;
+    }
+    throw Error("xtb " + described(result) + "; check geometry, charge and unpaired electrons" +
+                quoted(call.log));
+}
+
+ProgramCall callFor(const TemporaryFolder &folder, const std::string &input,
+                    const XtbOptions &options) {
+    ProgramCall call;
+    call.program = options.program;
+    call.arguments = {input, "--input", input, "--opt", "--norestart"};
+    const auto &method = methodArguments(options.method);
+    call.arguments.insert(call.arguments.end(), method.begin(), method.end());
+    call.folder = folder.path();
+    call.log = folder.file("log");
+    call.environment = {{"OMP_NUM_THREADS", "1"},
+                        {"OMP_STACKSIZE", "1G"},
+                        {"MKL_NUM_THREADS", "1"},
+                        {"OPENBLAS_NUM_THREADS", "1"}};
+    call.timeLimit = options.timeLimit;
+    return call;
+}
+
+void writeInput(const std::string &path, const std::string &text) {
+    std::ofstream file(path, std::ios::binary);
+    if (!(file << text).flush()) {
+        throw Error(path + ": cannot be written; make room there, or set TMPDIR to another "
+                           "folder");
+    }
+}
+
+// ---- the result ---------------------------------------------------------------------------------
+
+[[noreturn]] void failReading(const std::string &what, const std::string &log) {
+    throw Error("xtb gave no usable structure: " + what + quoted(log));
+}
+
+std::string inLowerCase(std::string text) {
+    for (char &letter : text)
+        letter = static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
+    return text;
+}
+
+// "x y z symbol", in bohr. std::stod takes what a stream does not: NaN.
+Position positionIn(const std::string &text, const StructureAtom &atom, const std::string &log) {
+    std::istringstream words(text);
+    std::array<double, 3> values{};
+    std::string word;
+    for (double &value : values) {
+        char *end = nullptr;
+        if (words >> word) value = std::strtod(word.c_str(), &end) * bohr;
+        if (end == nullptr || *end != '\0') failReading("\"" + text + "\" is no atom", log);
+        if (!std::isfinite(value)) failReading("a coordinate is no finite number", log);
+    }
+    if (!(words >> word) || inLowerCase(word) != inLowerCase(elementSymbol(atom.element))) {
+        failReading("the atoms are others than were given", log);
+    }
+    return {values[0], values[1], values[2]};
+}
+
+std::vector<Position> positionsIn(const std::string &path, const std::vector<StructureAtom> &atoms,
+                                  const std::string &log) {
+    const auto lines = linesOf(path);
+    auto text = std::find_if(lines.begin(), lines.end(),
+                             [](const std::string &one) { return one.starts_with("$coord"); });
+    if (text == lines.end()) failReading("there are no coordinates", log);
+    ++text;
+    std::vector<Position> positions;
+    for (; text != lines.end() && !text->starts_with('$'); ++text) {
+        if (positions.size() == atoms.size()) failReading("there are too many atoms", log);
+        positions.push_back(positionIn(*text, atoms[positions.size()], log));
+    }
+    if (positions.size() < atoms.size()) failReading("atoms are missing", log);
+    return positions;
+}
+
+// Column-major, as the library gives it: a rotation in 0 to 2, 4 to 6, 8 to 10, a shift in 12
+// to 14.
+using Transform = std::array<double, 16>;
+
+Position moved(const Transform &by, const Position &at) {
+    const auto row = [&](std::size_t r) {
+        return by[r] * at.x + by[4 + r] * at.y + by[8 + r] * at.z + by[12 + r];
+    };
+    return {row(0), row(1), row(2)};
+}
+
+Position movedBack(const Transform &by, const Position &at) {
+    const Position shifted{at.x - by[12], at.y - by[13], at.z - by[14]};
+    const auto column = [&](std::size_t c) {
+        return by[4 * c] * shifted.x + by[4 * c + 1] * shifted.y + by[4 * c + 2] * shifted.z;
+    };
+    return {column(0), column(1), column(2)};
+}
+
+// xtb holds the fixed atoms to each other, not in space.
+void superposeFixed(std::vector<Position> &positions, const ConstrainedMolecule &molecule) {
+    if (molecule.fixed.empty()) return;
+    auto atoms = molecule.atoms;
+    const auto given = hostMolecule(atoms);
+    for (std::size_t i = 0; i < atoms.size(); ++i)
+        atoms[i].position = positions[i];
+    const auto got = hostMolecule(atoms);
+    std::vector<int> sameFixed(atoms.size(), -1);
+    for (const int atom : molecule.fixed)
+        sameFixed[static_cast<std::size_t>(atom)] = atom;
+    Transform ofGiven{}, ofGot{};
+    alignMapMols(given.get(), got.get(), sameFixed.data(), ofGiven.data(), ofGot.data());
+    for (auto &at : positions)
+        at = movedBack(ofGiven, moved(ofGot, at));
+}
+
+void restoreFixed(std::vector<Position> &positions, const ConstrainedMolecule &molecule,
+                  const std::string &log) {
+    superposeFixed(positions, molecule);
+    for (const int atom : molecule.fixed) {
+        const auto index = static_cast<std::size_t>(atom);
+        const auto &given = molecule.atoms[index].position;
+        auto &got = positions[index];
+        const double shift = distanceBetween(got, given);
+        if (!(shift < mostGiving)) {
+            failReading("the fixed atom " + atomLabel(molecule.atoms[index].element, atom) +
+                            " has moved by " + line("%.3f", shift) + " angstrom",
+                        log);
+        }
+        got = given;
+    }
+}
+
+} // namespace
+
+std::vector<Position> optimiseWithXtb(const ConstrainedMolecule &molecule,
+                                      const XtbOptions &options) {
+    const auto input = constraintFile("xtb", molecule);
+    const std::set<int> fixed(molecule.fixed.begin(), molecule.fixed.end());
+    if (fixed.size() == molecule.atoms.size()) { // xtb refuses to optimise nothing
+        std::vector<Position> given;
+        for (const auto &atom : molecule.atoms)
+            given.push_back(atom.position);
+        return given;
+    }
+    const TemporaryFolder folder;
+    writeInput(folder.file("molecule.coord"), input);
+    const auto call = callFor(folder, "molecule.coord", options);
+    requireSuccess(runProgram(call), call);
+    auto positions = positionsIn(folder.file("xtbopt.coord"), molecule.atoms, call.log);
+    restoreFixed(positions, molecule, call.log);
+    return positions;
+}
+
+} // namespace saddlefit::host

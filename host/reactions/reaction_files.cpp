@@ -1,0 +1,196 @@
+#include "host/reactions/reaction_files.hpp"
+
+#include "host/reactions/doubts.hpp"
+#include "host/reactions/start_geometry.hpp"
+#include "host/structures/elements.hpp"
+
+#include <set>
+
+namespace saddlefit::host {
+
+namespace {
+
+// An elementary reaction changes few bonds. More of them mean that the atoms of the two sides are
+// numbered differently.
+constexpr std::size_t mostChanges = 10;
+
+std::string countOf(const std::string &path, const std::vector<Record> &records) {
+    return path + " has " + std::to_string(records.size());
+}
+
+void requireSameCount(const std::string &path, const std::vector<Record> &records,
+                      const std::string &otherPath, const std::vector<Record> &others) {
+    if (records.size() == others.size()) return;
+    throw Error(countOf(path, records) + " records, but " + countOf(otherPath, others) +
+                "; record by record the files must hold the same reactions");
+}
+
+// All atoms in one place: a format without coordinates, or a drawing that was never laid out.
+void requireCoordinates(const Structure &structure) {
+    if (hasCoordinates(structure.atoms)) return;
+    throw Error(structure.origin + ": the record has no coordinates; make a three-dimensional "
+                                   "structure of it first");
+}
+
+std::string titleOr(const std::string &title, const std::string &other) {
+    return title.empty() ? other : title;
+}
+
+void bringToOneDrawing(Structure &reactant, Structure &product, Orders orders) {
+    if (orders == Orders::drawn) return;
+    if (orders == Orders::smiles) {
+        takeSmilesOrders(reactant);
+        takeSmilesOrders(product);
+    }
+    joinSeparatedElectrons(reactant, product);
+    joinSeparatedElectrons(product, reactant);
+}
+
+std::string bondLabel(const Structure &structure, const AtomPair &atoms) {
+    const auto label = [&](int atom) {
+        return atomLabel(structure.atoms[static_cast<std::size_t>(atom)].element, atom);
+    };
+    return label(atoms.first) + "-" + label(atoms.second);
+}
+
+std::string listOf(const Structure &structure, const std::vector<BondChange> &changes) {
+    std::string text;
+    for (const auto &change : changes) {
+        if (!text.empty()) text += ", ";
+        text += bondLabel(structure, change.atoms);
+    }
+    return text;
+}
+
+void requireReaction(const Reaction &reaction) {
+    const auto &changes = reaction.changes;
+    if (changes.empty()) {
+        throw Error(reaction.product.origin +
+                    ": no bond differs from the reactant's record, so there is no reaction; "
+                    "draw the bonds as they are after the reaction");
+    }
+    if (changes.size() <= mostChanges) return;
+    throw Error(reaction.product.origin + ": " + std::to_string(changes.size()) +
+                " bonds differ from the reactant's record (" + listOf(reaction.reactant, changes) +
+                "), which is no elementary reaction; number the atoms alike on both sides");
+}
+
+std::vector<std::string> warningsAbout(const Reaction &reaction) {
+    auto warnings = doubtsAbout(reaction.reactant, reaction.product);
+    for (const auto &change : reaction.changes) {
+        const int steps = stepsBetween(change.before, change.after);
+        if (steps < 2) continue;
+        warnings.push_back("the order of " + bondLabel(reaction.reactant, change.atoms) +
+                           " changes by " + std::to_string(steps) +
+                           " at once; only a stored reaction drawn in the same direction and the "
+                           "same way can match it");
+    }
+    return warnings;
+}
+
+std::vector<Position> positionsIn(const Structure &structure) {
+    requireCoordinates(structure);
+    std::vector<Position> positions;
+    for (const auto &atom : structure.atoms)
+        positions.push_back(atom.position);
+    return positions;
+}
+
+} // namespace
+
+std::vector<int> centreOf(const std::vector<BondChange> &changes) {
+    std::set<int> atoms;
+    for (const auto &change : changes) {
+        atoms.insert(change.atoms.first);
+        atoms.insert(change.atoms.second);
+    }
+    return {atoms.begin(), atoms.end()};
+}
+
+ReactionReader::ReactionReader(const ReactionFiles &files, Start start, Orders orders)
+    : start_(start),
+      orders_(orders),
+      path_(files.reactants),
+      reactants_(readRecords(files.reactants)),
+      products_(readRecords(files.products)) {
+    requireSameCount(files.products, products_, files.reactants, reactants_);
+    if (start != Start::file) return;
+    geometries_ = readRecords(files.geometries);
+    requireSameCount(files.geometries, geometries_, files.reactants, reactants_);
+}
+
+std::string ReactionReader::title(std::size_t index) const {
+    const auto *reactant = std::get_if<Structure>(&reactants_[index]);
+    return reactant == nullptr ? "record " + std::to_string(index + 1) : titleOf(*reactant, index);
+}
+
+std::string ReactionReader::origin(std::size_t index) const {
+    const auto *reactant = std::get_if<Structure>(&reactants_[index]);
+    return reactant == nullptr ? path_ + ", record " + std::to_string(index + 1) : reactant->origin;
+}
+
+std::vector<Position> ReactionReader::coordinatesOf(std::size_t index,
+                                                    const Reaction &reaction) const {
+    const auto &reactant = reaction.reactant, &product = reaction.product;
+    switch (start_) {
+    case Start::file: {
+        const auto &geometry = structureOf(geometries_[index]);
+        requireSameAtoms(geometry, reactant);
+        return positionsIn(geometry);
+    }
+    case Start::product:
+        return positionsIn(product);
+    case Start::mean:
+        requireCoordinates(reactant);
+        if (!hasCoordinates(product.atoms)) break;
+        return meanGeometry(reactant.atoms, product.atoms, centreOf(reaction.changes));
+    case Start::reactant:
+        break;
+    }
+    return positionsIn(reactant);
+}
+
+Reaction ReactionReader::readChanges(std::size_t index) const {
+    Reaction reaction;
+    reaction.number = index + 1;
+    reaction.reactant = structureOf(reactants_[index]);
+    reaction.product = structureOf(products_[index]);
+    requireSameAtoms(reaction.product, reaction.reactant);
+    requireMapsInOrder(reaction.product, reaction.reactant);
+    bringToOneDrawing(reaction.reactant, reaction.product, orders_);
+    reaction.changes = changedBonds(reaction.reactant, reaction.product);
+    if (orders_ != Orders::drawn) reaction.changes = withoutRedrawnRings(reaction.changes);
+    requireReaction(reaction);
+    reaction.transitions = deriveTransitions(reaction.changes);
+    return reaction;
+}
+
+Reaction ReactionReader::read(std::size_t index) const {
+    auto reaction = readChanges(index);
+    reaction.coordinates = coordinatesOf(index, reaction);
+    reaction.title = title(index);
+    reaction.geometryTitle = reaction.title;
+    if (start_ == Start::file) {
+        reaction.geometryTitle = titleOr(structureOf(geometries_[index]).title, reaction.title);
+    }
+    reaction.warnings = warningsAbout(reaction);
+    return reaction;
+}
+
+void requireSameAtoms(const Structure &structure, const Structure &other) {
+    const std::string demand =
+        " (" + other.origin + "); both must list the same atoms in the same order";
+    if (structure.atoms.size() != other.atoms.size()) {
+        throw Error(structure.origin + ": has " + std::to_string(structure.atoms.size()) +
+                    " atoms, the reaction " + std::to_string(other.atoms.size()) + demand);
+    }
+    for (std::size_t i = 0; i < structure.atoms.size(); ++i) {
+        const int element = structure.atoms[i].element;
+        const int wanted = other.atoms[i].element;
+        if (element == wanted) continue;
+        throw Error(structure.origin + ": atom " + std::to_string(i + 1) + " is " +
+                    elementSymbol(element) + ", in the reaction " + elementSymbol(wanted) + demand);
+    }
+}
+
+} // namespace saddlefit::host

@@ -1,0 +1,76 @@
+// Reactions out of files that belong together record by record.
+#pragma once
+
+#include "host/reactions/drawing.hpp"
+#include "host/reactions/transitions.hpp"
+#include "host/structures/reader.hpp"
+
+#include <string>
+#include <vector>
+
+namespace saddlefit::host {
+
+// Record i of each file is the same reaction, with the same atoms in the same order.
+struct ReactionFiles {
+    std::string reactants;
+    std::string products;
+    std::string geometries; // for Start::file only
+};
+
+// Where the coordinates of a reaction are from.
+enum class Start {
+    reactant,
+    product,
+    mean, // half-way; of the reactant where the product has no coordinates
+    file  // ReactionFiles::geometries
+};
+
+struct Reaction {
+    std::size_t number = 0;    // of its records in the files, from 1
+    std::string title;         // the reactant's; "record 3" where it has none
+    std::string geometryTitle; // of the record that the coordinates are from; as above
+    Structure reactant;        // with its bond orders as they were compared
+    Structure product;
+    std::vector<Position> coordinates; // to begin with
+    std::vector<BondChange> changes;
+    std::vector<Transition> transitions;
+    std::vector<std::string> warnings; // sentences about what is doubtful in the records
+};
+
+// Atoms of bonds that change, ascending.
+std::vector<int> centreOf(const std::vector<BondChange> &changes);
+
+class ReactionReader {
+public:
+    // Throws Error when the files as such cannot be read or do not fit together.
+    ReactionReader(const ReactionFiles &files, Start start, Orders orders);
+
+    std::size_t count() const { return reactants_.size(); }
+
+    // Also of one that cannot be read.
+    std::string title(std::size_t index) const;
+
+    // "FILE, record 3 (TITLE)", of the reactant; also of one that cannot be read.
+    std::string origin(std::size_t index) const;
+
+    // Throws Error if there is no reaction to be had from the records: one of them is broken,
+    // atoms differ, no bond changes, or so many that the atoms must be numbered differently.
+    Reaction read(std::size_t index) const;
+
+    // The same without coordinates, titles and warnings: what the reaction is, at little cost.
+    Reaction readChanges(std::size_t index) const;
+
+private:
+    std::vector<Position> coordinatesOf(std::size_t index, const Reaction &reaction) const;
+    Start start_;
+    Orders orders_;
+    std::string path_; // of the reactants
+    std::vector<Record> reactants_;
+    std::vector<Record> products_;
+    std::vector<Record> geometries_;
+};
+
+// Throws unless both have the same elements in the same order.
+void requireSameAtoms(const Structure &structure, const Structure &other);
+
+} // namespace saddlefit::host

@@ -1,0 +1,113 @@
+#include "host/search/stages.hpp"
+
+#include "saddlefit/host.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <map>
+#include <span>
+
+namespace saddlefit::host {
+
+namespace {
+
+constexpr int singleType = 1;
+
+constexpr std::array<std::pair<Stage, const char *>, 3> names{
+    {{Stage::full, "full"}, {Stage::sigma, "sigma"}, {Stage::lengths, "lengths"}}};
+
+bool makesOrBreaks(const BondChange &change) {
+    return change.before == 0 || change.after == 0;
+}
+
+std::vector<BondChange> madeAndBroken(const std::vector<BondChange> &changes) {
+    std::vector<BondChange> ends;
+    for (const auto &[atoms, before, after] : changes) {
+        if (before == 0) ends.push_back({atoms, 0, singleType});
+        if (after == 0) ends.push_back({atoms, singleType, 0});
+    }
+    return ends;
+}
+
+// How often each bond of a stored molecule falls and rises.
+struct Steps {
+    int falls = 0;
+    int rises = 0;
+};
+
+std::map<AtomPair, Steps> stepsOf(std::span<const Transition> transitions) {
+    std::map<AtomPair, Steps> steps;
+    for (const auto &step : transitions) {
+        if (step.breakA >= 0 && step.breakB >= 0)
+            ++steps[orderedPair(step.breakA, step.breakB)].falls;
+        if (step.formA >= 0 && step.formB >= 0) ++steps[orderedPair(step.formA, step.formB)].rises;
+    }
+    return steps;
+}
+
+// A bond that was made, or a single one that was broken, is left with type 0; a double or triple
+// one that was broken, step by step, with type 1.
+bool isMadeOrBroken(const Steps &steps, int type) {
+    return type == 0 || (steps.falls > 1 && type == singleType);
+}
+
+void replaceTransitions(Molecule &mol, const std::vector<Transition> &transitions) {
+    std::free(mol.transitions);
+    mol.transitions = nullptr;
+    mol.transitionCount = 0;
+    for (int i = 0; const auto &step : transitions)
+        C_setTransition(&mol, i++, step.breakA, step.breakB, step.formA, step.formB);
+}
+
+} // namespace
+
+const char *stageName(Stage stage) {
+    return std::find_if(names.begin(), names.end(),
+                        [&](const auto &entry) { return entry.first == stage; })
+        ->second;
+}
+
+std::optional<Stage> stageNamed(const std::string &name) {
+    for (const auto &[stage, text] : names) {
+        if (name == text) return stage;
+    }
+    return std::nullopt;
+}
+
+std::optional<Question> questionFor(Stage stage, const Reaction &reaction) {
+    Question question{reaction.reactant.bonds, reaction.transitions};
+    if (stage == Stage::full) return question;
+    for (auto &bond : question.bonds)
+        bond.type = singleType;
+    if (std::none_of(reaction.changes.begin(), reaction.changes.end(), makesOrBreaks))
+        return std::nullopt;
+    question.transitions = deriveTransitions(madeAndBroken(reaction.changes));
+    return question;
+}
+
+void makeSigmaPicture(Molecule &stored) {
+    const auto steps =
+        stepsOf({stored.transitions, static_cast<std::size_t>(stored.transitionCount)});
+    std::map<AtomPair, BondChange> ends; // by atoms, so that no bond counts twice
+    for (int i = 0; i < stored.bondCount; ++i) {
+        Bond &bond = *stored.bonds[i];
+        const auto atoms = orderedPair(bond.atom1, bond.atom2);
+        const auto found = steps.find(atoms);
+        if (found == steps.end()) {
+            bond.type = std::min(bond.type, singleType);
+        } else if (isMadeOrBroken(found->second, bond.type)) {
+            const bool broken = found->second.falls > 0;
+            ends[atoms] = {atoms, broken ? singleType : 0, broken ? 0 : singleType};
+            bond.type = 0;
+        } else {
+            bond.type = singleType;
+        }
+    }
+    std::vector<BondChange> changes;
+    for (const auto &[atoms, change] : ends)
+        changes.push_back(change);
+    replaceTransitions(stored, deriveTransitions(changes));
+}
+
+} // namespace saddlefit::host

@@ -1,0 +1,31 @@
+#include "host/structures/open_babel_log.hpp"
+
+#include <openbabel/oberror.h>
+
+namespace saddlefit::host {
+
+OpenBabelLog::OpenBabelLog() : previous_(OpenBabel::obErrorLog.GetOutputStream()) {
+    OpenBabel::obErrorLog.ClearLog();
+    OpenBabel::obErrorLog.SetOutputLevel(OpenBabel::obWarning);
+    OpenBabel::obErrorLog.SetOutputStream(&text_);
+}
+
+OpenBabelLog::~OpenBabelLog() {
+    OpenBabel::obErrorLog.SetOutputStream(previous_);
+}
+
+std::string OpenBabelLog::complaint() const {
+    std::string result;
+    std::string line;
+    for (std::istringstream lines(text_.str()); std::getline(lines, line);) {
+        if (line.starts_with("===") || line.starts_with("***")) continue;
+        std::string word;
+        for (std::istringstream words(line); words >> word;) {
+            if (!result.empty()) result += ' ';
+            result += word;
+        }
+    }
+    return result;
+}
+
+} // namespace saddlefit::host

@@ -1,0 +1,156 @@
+#include "host/structures/xyz.hpp"
+
+#include "host/structures/elements.hpp"
+#include "host/structures/molfile.hpp"
+#include "host/system/error.hpp"
+
+#include <openbabel/elements.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <optional>
+
+namespace saddlefit::host {
+
+namespace {
+
+constexpr std::string_view blanks = " \t\r\f\v";
+constexpr int lastElement = 118;
+
+std::string_view nextWord(std::string_view &line) {
+    line.remove_prefix(std::min(line.find_first_not_of(blanks), line.size()));
+    const auto word = line.substr(0, line.find_first_of(blanks));
+    line.remove_prefix(word.size());
+    return word;
+}
+
+bool isBlank(std::string_view line) {
+    return nextWord(line).empty();
+}
+
+template <class Number> std::optional<Number> numberIn(std::string_view word) {
+    Number value{};
+    if (word.starts_with('+')) word.remove_prefix(1);
+    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), value);
+    if (error != std::errc{} || end != word.data() + word.size()) return std::nullopt;
+    return value;
+}
+
+[[noreturn]] void failAt(std::size_t line, std::string_view word, const std::string &what) {
+    const auto found = word.empty() ? "nothing" : "\"" + std::string(word) + "\"";
+    throw Error("line " + std::to_string(line) + ": " + found + " stands where " + what +
+                " must; correct the line, or the count in front if the record is shorter");
+}
+
+// Walks a text line by line; all lines are whole but maybe the last.
+class LineWalk {
+public:
+    explicit LineWalk(std::string_view text) : rest_(text) {}
+
+    bool atEnd() const { return rest_.empty(); }
+    std::size_t number() const { return number_; } // of the line that next() gave last
+
+    std::string_view next() {
+        const auto line = rest_.substr(0, rest_.find('\n'));
+        rest_.remove_prefix(std::min(line.size() + 1, rest_.size()));
+        ++number_;
+        return line;
+    }
+
+private:
+    std::string_view rest_;
+    std::size_t number_ = 0;
+};
+
+std::optional<std::size_t> countIn(std::string_view line) {
+    const auto count = numberIn<std::size_t>(nextWord(line));
+    return isBlank(line) ? count : std::nullopt;
+}
+
+XyzRecord nextRecord(LineWalk &lines, std::string_view firstLine) {
+    XyzRecord record;
+    const auto number = std::to_string(lines.number());
+    const auto count = countIn(firstLine);
+    if (!count) {
+        record.fault = "line " + number +
+                       ": a count of atoms must stand here, alone; the record "
+                       "before may have more lines than its count says";
+        return record;
+    }
+    record.title = lines.next();
+    record.firstAtomLine = lines.number() + 1;
+    while (record.atomLines.size() < *count && !lines.atEnd())
+        record.atomLines.push_back(lines.next());
+    if (record.atomLines.size() == *count) return record;
+    record.fault = "the record is broken: line " + number + " announces " + std::to_string(*count) +
+                   " atoms, but the file ends after " + std::to_string(record.atomLines.size()) +
+                   "; it may be cut off";
+    return record;
+}
+
+int elementIn(std::string_view word, std::size_t line) {
+    const auto number = numberIn<int>(word);
+    const int element =
+        number ? *number
+               : static_cast<int>(OpenBabel::OBElements::GetAtomicNum(std::string(word).c_str()));
+    if (element < 1 || element > lastElement) {
+        failAt(line, word, "an element's symbol or number");
+    }
+    return element;
+}
+
+double coordinateIn(std::string_view word, std::size_t line) {
+    const auto value = numberIn<double>(word);
+    if (!value || !std::isfinite(*value)) failAt(line, word, "a coordinate");
+    return *value;
+}
+
+StructureAtom atomIn(std::string_view text, std::size_t line) {
+    StructureAtom atom;
+    atom.element = elementIn(nextWord(text), line);
+    auto &at = atom.position;
+    for (double *axis : {&at.x, &at.y, &at.z})
+        *axis = coordinateIn(nextWord(text), line);
+    return atom;
+}
+
+} // namespace
+
+std::vector<XyzRecord> splitXyzRecords(std::string_view text) {
+    std::vector<XyzRecord> records;
+    for (LineWalk lines(text); !lines.atEnd();) {
+        const auto line = lines.next();
+        if (isBlank(line)) continue;
+        records.push_back(nextRecord(lines, line));
+        if (!records.back().fault.empty()) break;
+    }
+    return records;
+}
+
+std::vector<StructureAtom> readXyzAtoms(const XyzRecord &record) {
+    std::vector<StructureAtom> atoms;
+    atoms.reserve(record.atomLines.size());
+    for (std::size_t line = record.firstAtomLine; const auto text : record.atomLines)
+        atoms.push_back(atomIn(text, line++));
+    return atoms;
+}
+
+bool namesIsotopes(const XyzRecord &record) {
+    return std::any_of(record.atomLines.begin(), record.atomLines.end(), [](std::string_view line) {
+        const auto symbol = nextWord(line);
+        return symbol == "D" || symbol == "T";
+    });
+}
+
+std::string xyzRecord(const std::string &title, const std::vector<StructureAtom> &atoms) {
+    std::string text = std::to_string(atoms.size()) + "\n" + title + "\n";
+    for (const auto &atom : atoms) {
+        const auto &at = atom.position;
+        text += line("%-3s %14.8f %14.8f %14.8f\n", elementSymbol(atom.element).c_str(), at.x, at.y,
+                     at.z);
+    }
+    return text;
+}
+
+} // namespace saddlefit::host

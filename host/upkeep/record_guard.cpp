@@ -1,0 +1,136 @@
+#include "host/upkeep/record_guard.hpp"
+
+#include "host/search/length_table.hpp"
+#include "host/search/search.hpp"
+#include "host/structures/elements.hpp"
+#include "host/structures/molfile.hpp"
+
+#include <algorithm>
+#include <cmath>
+
+namespace saddlefit::host {
+
+namespace {
+
+// Lengths of a bond that is made or broken, in lengths of a single bond. Below, it is not begun or
+// not broken at all; above, the structure is no transition state of this reaction. Records beyond
+// them spoil more answers than they give.
+constexpr double shortestStretch = 1.03;
+constexpr double longestStretch = 2.0;
+
+// Angstrom; the shortest bond there is, H-H, has 0.74.
+constexpr double closestAtoms = 0.6;
+
+// Angstrom, per coordinate: what single precision and four decimals in a file leave.
+constexpr double equalCoordinate = 1e-4;
+
+// Reads the atoms of a reaction where it begins.
+class Plausibility {
+public:
+    explicit Plausibility(const Reaction &reaction) : reaction_(reaction) {}
+
+    std::vector<std::string> judge() {
+        for (const auto &change : reaction_.changes) {
+            if (change.before == 0 || change.after == 0) judgeLength(change);
+        }
+        judgeContacts();
+        return std::move(phrases_);
+    }
+
+private:
+    void judgeLength(const BondChange &change) {
+        const auto &[a, b] = change.atoms;
+        const double length = distanceBetween(at(a), at(b));
+        const double stretch = length / singleBondLength(element(a), element(b));
+        if (stretch >= shortestStretch && stretch <= longestStretch) return;
+        phrases_.push_back(
+            line("%s, which is %s, is %.2f angstrom long, %.2f single bonds (%.2f to "
+                 "%.1f are plausible)",
+                 labels(a, b).c_str(), change.before == 0 ? "made" : "broken", length, stretch,
+                 shortestStretch, longestStretch));
+    }
+
+    // Names the closest two only: where atoms lie on top of each other there can be thousands.
+    void judgeContacts() {
+        const int count = static_cast<int>(reaction_.coordinates.size());
+        double shortest = closestAtoms;
+        AtomPair closest{-1, -1};
+        for (int a = 0; a < count; ++a) {
+            for (int b = a + 1; b < count; ++b) {
+                const double length = distanceBetween(at(a), at(b));
+                if (length >= shortest) continue;
+                shortest = length;
+                closest = {a, b};
+            }
+        }
+        if (closest.first < 0) return;
+        phrases_.push_back(label(closest.first) + " and " + label(closest.second) +
+                           line(" are only %.2f angstrom apart", shortest));
+    }
+
+    const Position &at(int atom) const {
+        return reaction_.coordinates[static_cast<std::size_t>(atom)];
+    }
+    int element(int atom) const {
+        return reaction_.reactant.atoms[static_cast<std::size_t>(atom)].element;
+    }
+    std::string label(int atom) const { return atomLabel(element(atom), atom); }
+    std::string labels(int a, int b) const { return label(a) + "-" + label(b); }
+
+    const Reaction &reaction_;
+    std::vector<std::string> phrases_;
+};
+
+bool listSameCoordinates(const StoredRecord &record, const StoredRecord &other) {
+    const auto equal = [](double a, double b) { return std::abs(a - b) <= equalCoordinate; };
+    return std::equal(record.atoms.begin(), record.atoms.end(), other.atoms.begin(),
+                      other.atoms.end(), [&](const StructureAtom &a, const StructureAtom &b) {
+                          return a.element == b.element && equal(a.position.x, b.position.x) &&
+                                 equal(a.position.y, b.position.y) &&
+                                 equal(a.position.z, b.position.z);
+                      });
+}
+
+bool answersExactly(const StoredRecord &stored, const Reaction &reaction) {
+    const auto question = questionFor(Stage::full, reaction);
+    if (!question) return false;
+    std::vector<HostMolecule> candidates;
+    candidates.push_back(hostMolecule(stored.atoms, stored.bonds, stored.transitions));
+    const auto matches = Search(reaction, *question, candidates).best(1);
+    return !matches.empty() && matches.front().exact;
+}
+
+} // namespace
+
+std::vector<std::string> implausibilities(const Reaction &reaction) {
+    return Plausibility(reaction).judge();
+}
+
+DuplicateIndex::DuplicateIndex(const DatabaseWriter &writer) : writer_(writer) {
+    for (const auto &block : writer.blocksInUse())
+        add(block);
+}
+
+void DuplicateIndex::add(const Block &block) {
+    const auto reading = readRecord(writer_.dataIn(block), block.dataOffset());
+    if (const auto *record = std::get_if<StoredRecord>(&reading)) {
+        byCode_[record->code].push_back({Shape(record->atoms, record->transitions), block});
+    }
+}
+
+std::optional<std::string> DuplicateIndex::find(const StoredRecord &record,
+                                                const Reaction &reaction) const {
+    const auto entries = byCode_.find(record.code);
+    if (entries == byCode_.end()) return std::nullopt;
+    const Shape shape(record.atoms, record.transitions);
+    for (const auto &entry : entries->second) {
+        if (!entry.shape.isLike(shape)) continue;
+        const auto reading = readRecord(writer_.dataIn(entry.block), entry.block.dataOffset());
+        const auto &stored = std::get<StoredRecord>(reading);
+        if (listSameCoordinates(record, stored) || answersExactly(stored, reaction))
+            return stored.name;
+    }
+    return std::nullopt;
+}
+
+} // namespace saddlefit::host
