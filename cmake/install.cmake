@@ -16,6 +16,10 @@ install(FILES ${PROJECT_BINARY_DIR}/saddlefitConfig.cmake
               ${PROJECT_BINARY_DIR}/saddlefitConfigVersion.cmake
         DESTINATION ${package_dir})
 
+set(blas_libraries "")
+if(SADDLEFIT_USE_BLAS)
+    set(blas_libraries "-llapack -lblas ")
+endif()
 configure_file(cmake/saddlefit.pc.in ${PROJECT_BINARY_DIR}/saddlefit.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/saddlefit.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 

@@ -1,9 +1,10 @@
 # The Debian packages that saddlefit needs, and how to get them. To be sourced.
 # shellcheck shell=bash disable=SC2034 # the lists are used by the scripts that source this
 
-build_packages=(cmake ninja-build g++ libblas-dev liblapack-dev)
+build_packages=(cmake ninja-build g++)
+blas_packages=(libblas-dev liblapack-dev) # for -DSADDLEFIT_USE_BLAS=ON only
 cli_packages=(pkg-config libopenbabel-dev libcli11-dev nlohmann-json3-dev)
-test_packages=(libgtest-dev python3-jsonschema)
+test_packages=(libgtest-dev python3-jsonschema libblas3 liblapack3) # the reference to compare with
 clang_packages=(clang libclang-rt-dev) # with the run-time libraries of sanitizers and fuzzers
 lint_packages=("${clang_packages[@]}" clang-tidy cppcheck python3)
 workflow_packages=(snakemake)

@@ -1,6 +1,6 @@
 #include "saddlefit/linesearch.h"
 
-#include "superpose/blas.hpp"
+#include "superpose/algebra.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -83,7 +83,7 @@ struct Search {
     double width = InitialWidth, olderWidth = 2 * InitialWidth;
     Repair repair = Repair::None;
 
-    void measureSlope() { dginit = dot(*n, g, s); }
+    void measureSlope() { dginit = algebra::dot(*n, g, s); }
     bool ensureDescent();
     void begin();
     void boundInterval();
@@ -116,12 +116,12 @@ bool leavesBracket(double step) {
 /// Turn a direction that does not descend against the gradient; false if the gradient is zero.
 bool Search::ensureDescent() {
     measureSlope();
-    copy(*n, x, start);
+    std::copy_n(x, *n, start);
     if (!(dginit >= 0)) return true;
 
     // The factor is taken afresh for each element, from the direction as changed so far.
     for (int i = 0; i < *n; ++i)
-        s[i] = s[i] - std::sqrt(dot(*n, s, s) / dot(*n, g, g)) * g[i];
+        s[i] = s[i] - std::sqrt(algebra::dot(*n, s, s) / algebra::dot(*n, g, g)) * g[i];
     measureSlope();
     repair = Repair::Adjusted;
     if (dginit < 0) return true;

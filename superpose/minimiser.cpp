@@ -3,7 +3,7 @@
 #include "saddlefit/linesearch.h"
 #include "saddlefit/superpose.h"
 
-#include "superpose/blas.hpp"
+#include "superpose/algebra.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -57,7 +57,6 @@ private:
     void iterate() {
         int convergedRun = 0;
         for (int i = 0; i < IterationLimit && convergedRun < ConvergedRunNeeded; ++i) {
-            evaluate(WithHessian);
             chooseDirection();
             const double before = value_;
             searchAlongDirection();
@@ -71,24 +70,24 @@ private:
                 state_);
     }
 
+    /// Steepest descent asks for nothing but the gradient, which the last search left, and goes on
+    /// with the step that it found.
     void chooseDirection() {
-        const bool solved = solveNewton();
-        const bool newton = solved && newtonRun_ < NewtonRunLimit;
-        if (!newton) std::copy_n(gradient_, Variables, direction_);
+        const bool newton = newtonRun_ < NewtonRunLimit && solveNewton();
+        if (newton)
+            step_ = 1;
+        else
+            std::copy_n(gradient_, Variables, direction_);
         for (double &component : direction_)
             component = -component;
-        if (newton) step_ = 1; // steepest descent goes on with the step that the last search found
         newtonRun_ = newton ? newtonRun_ + 1 : 0;
     }
 
-    /// Solve H d = g; the factors take the place of the Hessian.
+    /// Solve H d = g; false if H is singular.
     bool solveNewton() {
-        constexpr int OneRightHandSide = 1;
-        int pivots[Variables];
+        evaluate(WithHessian);
         std::copy_n(gradient_, Variables, direction_);
-        dgesv_(&Variables, &OneRightHandSide, hessian_, &Variables, pivots, direction_, &Variables,
-               &status_);
-        return status_ == 0;
+        return algebra::LinearSystem<Variables>::solve(hessian_, direction_);
     }
 
     /// The search may repair the direction, and it is the repaired one that the step is measured
@@ -99,13 +98,13 @@ private:
         int result = 0, evaluations = 0;
         mlines_(&Variables, x_, &value_, gradient_, direction_, &step_, &result, start,
                 &evaluations, &PlainMode, state_, calcFGH, mvX, calcGdir);
-        stepLength_ = norm(Variables, direction_) * step_;
-        gradientNorm_ = norm(Variables, gradient_);
+        stepLength_ = algebra::norm(Variables, direction_) * step_;
+        gradientNorm_ = algebra::norm(Variables, gradient_);
     }
 
     bool passes(double before) const {
         const double valueScale = (1 + value_) * RelativeTolerance;
-        const double positionScale = (1 + norm(Variables, x_)) * RelativeTolerance;
+        const double positionScale = (1 + algebra::norm(Variables, x_)) * RelativeTolerance;
         return before - value_ < valueScale && before > value_ && stepLength_ < positionScale &&
                gradientNorm_ < valueScale && gradientNorm_ < GradientTolerance &&
                stepLength_ < StepTolerance;
@@ -122,7 +121,7 @@ private:
     double stepLength_ = 0;
     double gradientNorm_ = 0;
     int newtonRun_ = 0;
-    int status_ = 0; ///< of setlis_(), then of the solver
+    int status_ = 0; ///< of setlis_()
 };
 
 } // namespace
