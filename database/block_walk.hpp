@@ -3,6 +3,7 @@
 
 #include "saddlefit/database.h"
 
+#include "database/bytes.hpp"
 #include "database/format.hpp"
 #include "database/stream.hpp"
 #include "molecule/memory.hpp"
@@ -11,11 +12,8 @@
 #include <cstddef>
 #include <cstring>
 #include <limits>
-#include <span>
 
 namespace saddlefit {
-
-using Bytes = std::span<const unsigned char>;
 
 /// What the bytes of a block tell a visitor, as far as they are at hand.
 enum class Look {
@@ -23,10 +21,6 @@ enum class Look {
     stop,     ///< this is one to be read from the stream
     cutOff    ///< more bytes are needed to tell
 };
-
-inline std::uint16_t integerAt(Bytes bytes, std::size_t place) {
-    return static_cast<std::uint16_t>(bytes[place] | bytes[place + 1] << 8);
-}
 
 /// Blocks of at least this size are better sought one by one: for each seek, a stream reads about
 /// as many bytes.
@@ -75,8 +69,7 @@ private:
         Walked walked;
         for (std::size_t at = 0; at + blockHeaderSize <= length_;) {
             const Bytes head = window.subspan(at, blockHeaderSize);
-            const BlockHeader header{integerAt(head, 0) | std::uint32_t{integerAt(head, 2)} << 16,
-                                     head[4]};
+            const BlockHeader header{Fields(head).wide(0), head[4]};
             const std::int64_t next = walked.bytes + blockHeaderSize + header.size;
             const Look look = offset_ + next > std::numeric_limits<std::int32_t>::max()
                                   ? Look::stop

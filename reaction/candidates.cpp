@@ -1,27 +1,38 @@
-#include "saddlefit/database.h"
 #include "saddlefit/reaction.h"
 
+#include "database/scan.hpp"
 #include "molecule/memory.hpp"
 
 #include <cstddef>
-#include <cstdio>
+#include <optional>
 
 using namespace saddlefit;
 
+namespace {
+
+/// Places by which a list of molecules grows.
+constexpr int listGrowth = 100;
+
+bool append(Molecule **&list, int &count, OwnedMol molecule) {
+    if (count % listGrowth == 0 && !resizeArray(list, static_cast<std::size_t>(count) + listGrowth))
+        return false;
+    list[count++] = molecule.release();
+    return true;
+}
+
+} // namespace
+
 int filterDB(const char *path, int *code, Molecule ***list) {
-    constexpr int growth = 100;
-    std::FILE *file = path ? std::fopen(path, "rb") : nullptr;
-    if (!file) return 0;
     int count = 0;
-    Molecule *molecule = nullptr;
-    while (char *name = readDB(file, nullptr, code, &molecule)) {
-        molecule->name = name;
-        if (count % growth == 0 && !resizeArray(*list, static_cast<std::size_t>(count) + growth)) {
-            freeMol(molecule);
-            break;
-        }
-        (*list)[count++] = molecule;
-    }
-    std::fclose(file);
+    guarded(0, [&] {
+        const auto file = ByteSource::open(path);
+        if (!file) return 0;
+        std::optional<StoredCode> wanted;
+        if (code) wanted.emplace(codesToZero(code));
+        scanRecords(*file, wanted ? &*wanted : nullptr, [&](StoredMolecule stored) {
+            return append(*list, count, std::move(stored.molecule));
+        });
+        return count;
+    });
     return count;
 }
