@@ -41,6 +41,12 @@ ByteSource::~ByteSource() {
     if (!inMemory()) close(descriptor_);
 }
 
+std::int64_t ByteSource::length() const {
+    if (inMemory()) return static_cast<std::int64_t>(memory_.size());
+    const auto regular = state();
+    return regular ? regular->size : 0;
+}
+
 std::optional<FileState> ByteSource::state() const {
     struct stat status = {};
     if (inMemory() || fstat(descriptor_, &status) != 0 || !S_ISREG(status.st_mode))

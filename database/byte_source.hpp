@@ -35,6 +35,9 @@ public:
     bool inMemory() const { return descriptor_ < 0; }
     Bytes memory() const { return memory_; }
 
+    /// Bytes at hand; of a file that is not a regular one, 0.
+    std::int64_t length() const;
+
     /// Of a regular file only.
     std::optional<FileState> state() const;
 

@@ -20,4 +20,11 @@ constexpr std::int32_t floatSize = 4;
 constexpr std::uint16_t largestField = 0xFFFF;
 constexpr std::uint16_t storedMinusOne = largestField;
 
+/// Put a block's header into 5 bytes.
+inline void writeHeader(std::uint32_t size, std::uint8_t status, unsigned char *header) {
+    for (unsigned i = 0; i < blockHeaderSize - 1; ++i)
+        header[i] = static_cast<unsigned char>(size >> 8 * i);
+    header[blockHeaderSize - 1] = status;
+}
+
 } // namespace saddlefit

@@ -20,6 +20,7 @@ struct FileBlock {
     std::uint32_t size = 0;
     std::uint8_t status = blockFree;
 
+    std::int64_t header() const { return data - blockHeaderSize; }
     std::int64_t end() const { return data + size; }
 };
 
