@@ -99,6 +99,10 @@ bool ManyRecords::append(Bytes record) {
 
 std::int64_t ManyRecords::insert(Bytes record) {
     if (hasFailed_ || descriptor_ < 0) return 0;
+    if (record.empty()) {
+        errno = EINVAL;
+        return 0;
+    }
     const FreeBlocks::Block *room = free_.take(static_cast<std::uint32_t>(record.size()));
     const std::int64_t offset = room ? room->offset : end_, data = offset + blockHeaderSize;
     const std::int64_t next = data + static_cast<std::int64_t>(record.size());

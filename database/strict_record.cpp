@@ -156,8 +156,10 @@ bool StrictReader::codeFits(CodeOf codeOf) {
     record_.molecule = moleculeFrom(part(0, layout().length()), layout());
     if (!record_.molecule) throw std::bad_alloc();
     const OwnedBlock<int> computed(codeOf(record_.molecule.get()));
-    if (!computed) throw std::bad_alloc();
-    if (std::ranges::equal(record_.code, codesToZero(computed.get()))) return true;
+    if (!computed && layout().transitions > 0) throw std::bad_alloc();
+    constexpr int codeOfNothing[] = {0};
+    if (std::ranges::equal(record_.code, codesToZero(computed ? computed.get() : codeOfNothing)))
+        return true;
     return fail(layout().codesAt(), "the transition code is not that of the record's transitions");
 }
 

@@ -18,8 +18,8 @@ struct Damage {
     std::string what;
 };
 
-/// Computes a molecule's transition code, a block of the C heap; the folder that does stands above
-/// this one.
+/// Computes a molecule's transition code, a block of the C heap, or null for one without
+/// transitions; the folder that does stands above this one.
 using CodeOf = int *(*)(Molecule *);
 
 struct SoundRecord {
