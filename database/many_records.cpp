@@ -19,11 +19,13 @@ constexpr std::int64_t taken = -1;
 constexpr std::int64_t statusAt = blockHeaderSize - 1;
 
 /// The free blocks of a file and where its last block ends, found as Fmalloc() finds them: it takes
-/// every header for a whole one.
+/// every header for a whole one. Less than 0 for a header without its status: what is stored behind
+/// it would give it one.
 std::int64_t walk(const ByteSource &source, std::vector<FreeBlocks::Block> &free) {
     ByteWindow window(source);
     std::int64_t offset = 0;
     while (const auto block = blockAt(window, offset)) {
+        if (block->data != offset + blockHeaderSize) return -1;
         if (block->status == blockFree) free.push_back({offset, block->size});
         offset += std::int64_t{blockHeaderSize} + block->size;
     }
@@ -62,6 +64,10 @@ std::unique_ptr<ManyRecords> ManyRecords::open(const char *path) {
     if (!source) return nullptr;
     std::vector<FreeBlocks::Block> free;
     const std::int64_t end = walk(*source, free);
+    if (end < 0) {
+        errno = EINVAL;
+        return nullptr;
+    }
     std::unique_ptr<ManyRecords> file(new ManyRecords(-1, std::move(free), end));
     file->descriptor_ = ::open(path, O_RDWR | O_CLOEXEC);
     return file->descriptor_ < 0 ? nullptr : std::move(file);

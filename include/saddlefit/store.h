@@ -199,7 +199,8 @@ typedef struct StoreWriter StoreWriter;
  *
  * @param path  File, which must exist; it may be empty.
  * @return      To be released with closeStoreWriter(); NULL if the file cannot be opened for
- *              reading and writing or there is no memory, with errno set.
+ *              reading and writing, if it ends before the status of its last block (EINVAL), or if
+ *              there is no memory, with errno set.
  */
 SADDLEFIT_API StoreWriter *openStoreWriter(const char *path);
 
