@@ -113,7 +113,7 @@ std::int64_t ManyRecords::insert(Bytes record) {
     const std::int64_t offset = room ? room->offset : end_, data = offset + blockHeaderSize;
     const std::int64_t next = data + static_cast<std::int64_t>(record.size());
     if (next > furthestOffset) {
-        errno = EFBIG;
+        errno = EOVERFLOW;
         return 0;
     }
     hasFailed_ = !(room ? write(data, record) : append(record)) ||

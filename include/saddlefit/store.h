@@ -213,7 +213,7 @@ SADDLEFIT_API StoreWriter *openStoreWriter(const char *path);
  * @param record  Bytes, as packRecord() makes them.
  * @param length  Number of bytes.
  * @return        Offset of the record. 0 if it would end beyond the signed 32-bit offsets that
- *                searches reach, with errno EFBIG, or if the file cannot be written, with errno
+ *                searches reach, with errno EOVERFLOW, or if the file cannot be written, with errno
  *                set; a writer that failed so takes no more.
  */
 SADDLEFIT_API int64_t insertPacked(StoreWriter *writer, const void *record, uint32_t length);
