@@ -1,6 +1,9 @@
 #include "saddlefit/database.h"
 #include "saddlefit/host.h"
+#include "saddlefit/reaction.h"
+#include "saddlefit/store.h"
 
+#include "database/open_database.hpp"
 #include "database/stream.hpp"
 #include "tests/molecules.hpp"
 
@@ -9,6 +12,8 @@
 #include <bit>
 #include <climits>
 #include <cmath>
+#include <thread>
+#include <unistd.h>
 
 namespace {
 
@@ -497,6 +502,120 @@ TEST(HostileFiles, CutOrFlippedAnywhereAreReadInBounds) {
         std::string flipped = whole;
         flipped[i] = static_cast<char>(~flipped[i]);
         EXPECT_LE(readAll(flipped).size(), whole.size() / 4);
+    }
+}
+
+/// Records of some lengths, their code C-O; every third of the file's is removed.
+void fillWithRecords(const File &file, int count) {
+    for (int i = 0; i < count; ++i) {
+        const OwnedMol mol =
+            molecule(std::vector<At>(2 + i * 7 % 5, {6}), "0 1 1", {{0, 1, -1, -1}});
+        mol->atoms[1].element = i % 4 == 0 ? 7 : 8;
+        const OwnedBlock<int> code(getTransitionCode(mol.get()));
+        EXPECT_TRUE(insert(file, "r" + std::to_string(i), {code.get(), code.get() + 3}, mol.get()));
+    }
+    for (int i = 0; i < count / 3; ++i)
+        removeDB(file.path(), 2 * i);
+}
+
+Names namesWith(const OpenDatabase &database, const Codes &code) {
+    Names names;
+    for (const OwnedMol &mol : database.moleculesWith(code))
+        names.emplace_back(mol->name);
+    return names;
+}
+
+Names filtered(const File &file, Codes code) {
+    Molecule **list = nullptr;
+    const int count = filterDB(file.path(), code.data(), &list);
+    Names names;
+    for (Molecule *mol : countedSpan(list, count)) {
+        names.emplace_back(mol->name);
+        freeMol(mol);
+    }
+    std::free(static_cast<void *>(list));
+    return names;
+}
+
+TEST(OpenDatabases, AnswerAsAScanDoesWhateverBecomesOfTheFile) {
+    const File file;
+    fillWithRecords(file, 60);
+    const auto database = OpenDatabase::open(file.path());
+    ASSERT_TRUE(database);
+    const auto inMemory = [&] {
+        const std::string bytes = file.bytes();
+        return OpenDatabase::over({bytes.begin(), bytes.end()});
+    };
+    for (int change = 0; change < 4; ++change) {
+        for (const bool rested : {false, true}) {
+            if (rested) usleep(50000); // longer than the clock's step: now there is a table
+            for (const Codes &code : {Codes{6, 8, 0}, {6, 7, 0}, {6, 9, 0}, {6, 8}, {0}}) {
+                const Names expected = code.back() == 0 ? filtered(file, code) : Names{};
+                EXPECT_EQ(namesWith(*database, code), expected) << change;
+                EXPECT_EQ(namesWith(*inMemory(), code), expected) << change;
+            }
+        }
+        std::vector<std::thread> threads;
+        const Names expected = filtered(file, {6, 8, 0});
+        for (int i = 0; i < 4; ++i)
+            threads.emplace_back([&] { EXPECT_EQ(namesWith(*database, {6, 8, 0}), expected); });
+        for (std::thread &thread : threads)
+            thread.join();
+        removeDB(file.path(), 3 * change);
+    }
+    EXPECT_FALSE(database->empty());
+    std::ofstream(file.path(), std::ios::trunc);
+    EXPECT_TRUE(database->empty());
+}
+
+TEST(Stores, TakeManyRecordsWhereRepeatedInsertionPutsThem) {
+    const File one;
+    fillWithRecords(one, 40);
+    const File many(one.bytes());
+    StoreWriter *writer = openStoreWriter(many.path());
+    ASSERT_TRUE(writer);
+    for (int i = 0; i < 60; ++i) {
+        const OwnedMol mol = molecule(std::vector<At>(1 + i * 5 % 9, {6}), "", {{0, -1, -1, -1}});
+        const Codes code{6, 0};
+        unsigned char *bytes = nullptr;
+        const uint32_t length = packRecord("new", code.data(), mol.get(), &bytes);
+        EXPECT_GT(insertPacked(writer, bytes, length), 0);
+        std::free(bytes);
+        EXPECT_TRUE(insert(one, "new", code, mol.get()));
+    }
+    EXPECT_EQ(insertPacked(writer, "", 0), 0);
+    EXPECT_EQ(closeStoreWriter(writer), 1);
+    EXPECT_EQ(many.bytes(), one.bytes());
+}
+
+TEST(Stores, TellTheFirstDamageAndGoOnBehindIt) {
+    const std::string sound = block(bareRecord("abc", {0}));
+    const struct {
+        const char *label;
+        std::string bytes;
+        int64_t records, offset, position;
+        const char *what;
+    } rows[] = {
+        {"sound", sound + block("free", 0) + sound, 2, 0, -1, ""},
+        {"status", head(2, 7) + "ab" + sound, 1, 4, 0,
+         "the status of a block is 7; 0 and 1 are possible"},
+        {"name", sound + block(std::string("\2\0ab", 4)) + sound, 2, 25, 1,
+         "the name does not end with a NUL"},
+        {"code", block(bareRecord("abc", {6, 8, 0})), 0, 13, 0,
+         "the transition code is not that of the record's transitions"},
+        {"cut", sound + "\7\0"s, 1, 21, 1, "the file ends inside the header of a block"},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.label);
+        StoreFile *file = openStoreBytes(row.bytes.data(), row.bytes.size());
+        StoreSurvey survey;
+        ASSERT_EQ(surveyStore(file, &survey), 1);
+        EXPECT_EQ(survey.recordCount, row.records);
+        EXPECT_STREQ(survey.damage.what, row.what);
+        EXPECT_EQ(survey.damage.offset, row.offset);
+        EXPECT_EQ(survey.damagedRecord, row.position);
+        freeStoreSurvey(&survey);
+        closeStore(file);
     }
 }
 

@@ -7,7 +7,6 @@
 #include "host/search/search.hpp"
 #include "host/store/database_writer.hpp"
 #include "host/system/file_lock.hpp"
-#include "host/system/output_file.hpp"
 #include "host/upkeep/record_guard.hpp"
 
 #include <cstdio>
@@ -32,7 +31,7 @@ NewRecord recordOf(const Reaction &reaction) {
     const auto mol = startMolecule(reaction);
     C_startReaction(mol.get(), nullptr);
     if (auto bytes = recordBytes(*mol, reaction.geometryTitle)) {
-        const auto reading = readRecord(*bytes, 0);
+        const auto reading = readRecord(*bytes);
         if (const auto *stored = std::get_if<StoredRecord>(&reading)) return {*bytes, *stored};
     }
     throw Error(reaction.reactant.origin +
@@ -50,11 +49,11 @@ std::string joined(const std::vector<std::string> &phrases) {
 // Takes the records of the files into a database, one by one.
 class Adding {
 public:
-    explicit Adding(const AddOptions &options)
+    Adding(const AddOptions &options, DatabaseWriter &writer)
         : options_(options),
           reader_(options.files, Start::file, options.orders),
-          writer_(options.database),
-          index_(writer_) {}
+          index_(options.database),
+          writer_(writer) {}
 
     void addAll() {
         for (std::size_t i = 0; i < reader_.count(); ++i) {
@@ -67,8 +66,6 @@ public:
         }
     }
 
-    const std::string &bytes() const { return writer_.bytes(); }
-    bool hasStored() const { return !stored_.empty(); }
     bool hasRefused() const { return !refused_.empty(); }
 
     void print() const {
@@ -99,7 +96,8 @@ private:
             refuse(reaction.geometryTitle, objections);
             return;
         }
-        index_.add(writer_.place(record.bytes));
+        writer_.place(record.bytes);
+        index_.add(record.stored, record.bytes);
         stored_.push_back({{"name", reaction.geometryTitle},
                            {"code", codeInSymbols(record.stored.code.data())},
                            {"warnings", objections}});
@@ -123,20 +121,18 @@ private:
 
     const AddOptions &options_;
     ReactionReader reader_;
-    DatabaseWriter writer_;
     DuplicateIndex index_;
+    DatabaseWriter &writer_;
     Json stored_ = Json::array(), refused_ = Json::array();
 };
 
 int add(const AddOptions &options) {
     const FileLock lock(options.database, IfMissing::makeIt, reportingOfWait(options.database));
-    OutputFile file(options.database); // first: a folder without room or rights ends all at once
-    Adding adding(options);
+    // First: a folder without room or rights ends all at once.
+    DatabaseWriter writer(options.database);
+    Adding adding(options, writer);
     adding.addAll();
-    if (adding.hasStored()) {
-        file.write(adding.bytes());
-        file.commit();
-    }
+    writer.commit();
     adding.print();
     return adding.hasRefused() ? somethingFailed : allDone;
 }

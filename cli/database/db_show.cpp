@@ -84,9 +84,7 @@ std::string asSdf(const ShowOptions &options, const StoredRecord &record) {
 }
 
 int show(const ShowOptions &options) {
-    const auto database = openDatabase(options.database);
-    requirePosition(database, options.position);
-    const auto record = recordAt(database, options.position);
+    const auto record = recordIn(options.database, options.position);
     if (!options.output.empty()) {
         requireOtherFile(options.output, options.database);
         OutputFile file(options.output);

@@ -1,6 +1,7 @@
 #include "cli/database/db_commands.hpp"
 #include "cli/report.hpp"
 #include "host/store/database_file.hpp"
+#include "host/store/survey.hpp"
 #include "host/system/file_lock.hpp"
 #include "host/system/output_file.hpp"
 
@@ -40,7 +41,7 @@ Error damageError(const std::string &path, const Survey &survey) {
 }
 
 int check(const DbOptions &options) {
-    const auto survey = surveyFile(databaseBytes(options.database));
+    const auto survey = surveyOf(*openStoreAt(options.database));
     if (options.json) printCheckAsJson(options.database, survey);
     if (!options.json) printCounts(survey);
     if (!survey.damage) return allDone;
@@ -75,7 +76,7 @@ int compact(const DbOptions &options) {
     const FileLock lock(options.database, IfMissing::lockNothing,
                         reportingOfWait(options.database));
     const auto bytes = databaseBytes(options.database);
-    const auto survey = surveyFile(bytes);
+    const auto survey = surveyOf(bytes);
     if (survey.damage) throw damageError(options.database, survey);
     const auto packed = packedBlocks(bytes, survey.records);
     writeWhole(options.database, packed);
@@ -101,7 +102,7 @@ int salvage(const SalvageOptions &options) {
         throw Error(options.output + ": exists already and is not overwritten; name a new file");
     }
     const auto bytes = databaseBytes(options.database);
-    const auto survey = surveyFile(bytes);
+    const auto survey = surveyOf(bytes);
     if (survey.records.empty() && survey.damage) {
         throw Error(options.database + ": no record can be read anywhere in its " +
                     std::to_string(bytes.size()) + " bytes; check the name");

@@ -209,8 +209,7 @@ private:
 
     // Empty for a damaged record.
     std::string nameAt(std::size_t position) const {
-        const auto &block = database_.records[position];
-        const auto reading = readRecord(block.dataIn(database_.bytes), block.dataOffset());
+        const auto reading = database_.read(position);
         const auto *record = std::get_if<StoredRecord>(&reading);
         return record == nullptr ? "" : record->name;
     }

@@ -4,7 +4,6 @@
 #include "saddlefit/reaction.h"
 
 #include "host/store/database_file.hpp"
-#include "host/store/database_writer.hpp"
 #include "host/system/error.hpp"
 #include "host/system/open_file.hpp"
 
@@ -48,7 +47,7 @@ std::string blockOf(Molecule &mol, const std::string &name) {
 } // namespace
 
 StoredReactions::StoredReactions(const std::string &path)
-    : path_(path), empty_(openDatabase(path).records.empty()) {}
+    : path_(path), empty_(!holdsRecords(path)) {}
 
 void StoredReactions::prepareSigma(const std::set<Code> &codes) {
     std::string blocks;

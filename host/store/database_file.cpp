@@ -27,48 +27,106 @@ std::string contentsOf(std::FILE *file) {
     return bytes;
 }
 
-} // namespace
+/// Hand the blocks of a file to a visitor until it returns false. Throws Error if there is damage
+/// before.
+template <class Visit> void forEachBlock(StoreFile &file, const std::string &path, Visit visit) {
+    StoreBlock block{};
+    StoreDamage damage;
+    int found = 0;
+    while ((found = nextStoreBlock(&file, block.end, &block, &damage)) == 1)
+        if (!visit(block)) return;
+    if (found < 0) throw Error(path + noDatabase);
+}
 
-std::string databaseBytes(const std::string &path) {
+[[noreturn]] void failAtPosition(const std::string &path, std::size_t position, std::size_t count) {
+    const auto range = count == 0 ? std::string("the database has no records")
+                                  : "positions go from 0 to " + std::to_string(count - 1);
+    throw Error(path + ": there is no record " + std::to_string(position) + "; " + range +
+                ", see \"saddlefit db list\"");
+}
+
+StoredRecord soundRecord(std::variant<StoredRecord, Damage> reading, const std::string &path,
+                         std::size_t position) {
+    if (auto *record = std::get_if<StoredRecord>(&reading)) return std::move(*record);
+    throw Error(damageMessage(path, position, std::get<Damage>(reading)));
+}
+
+[[noreturn]] void failReading(const std::string &path) {
+    throw Error(path + ": the database cannot be read (" + std::strerror(errno) +
+                "); check the disk, or go back to a copy");
+}
+
+OpenFile openRegularFile(const std::string &path) {
     std::error_code error;
     if (std::filesystem::is_directory(path, error)) {
         throw Error(path + ": this is a folder; name a database file");
     }
-    const OpenFile file(std::fopen(path.c_str(), "rb"));
+    OpenFile file(std::fopen(path.c_str(), "rb"));
     if (!file) {
         throw Error(path + ": the database cannot be opened (" + std::strerror(errno) +
                     "); check its name, or make one with \"saddlefit db add\"");
     }
     if (!std::filesystem::is_regular_file(path, error)) throw Error(path + noDatabase);
+    return file;
+}
+
+} // namespace
+
+std::string databaseBytes(const std::string &path) {
+    const OpenFile file = openRegularFile(path);
     auto bytes = contentsOf(file.get());
-    if (std::ferror(file.get()) == 0) return bytes;
-    throw Error(path + ": the database cannot be read (" + std::strerror(errno) +
-                "); check the disk, or go back to a copy");
+    if (std::ferror(file.get()) != 0) failReading(path);
+    return bytes;
+}
+
+OpenStore openStoreAt(const std::string &path) {
+    const OpenFile file = openRegularFile(path);
+    const bool hasBytes = std::getc(file.get()) != EOF;
+    if (std::ferror(file.get()) != 0) failReading(path);
+    std::error_code error; // files that the kernel makes up have bytes and no size
+    if (hasBytes && std::filesystem::file_size(path, error) == 0) throw Error(path + noDatabase);
+    OpenStore store(openStore(path.c_str()));
+    if (!store) failReading(path);
+    return store;
 }
 
 Database openDatabase(const std::string &path) {
-    Database database{path, databaseBytes(path), {}};
-    const auto chain = walkChain(database.bytes);
-    if (chain.damage) throw Error(path + noDatabase);
-    std::copy_if(chain.blocks.begin(), chain.blocks.end(), std::back_inserter(database.records),
-                 [](const Block &block) { return block.inUse; });
+    Database database{path, openStoreAt(path), {}};
+    forEachBlock(*database.file, path, [&](const StoreBlock &block) {
+        if (block.inUse) database.records.push_back(block);
+        return true;
+    });
     return database;
+}
+
+bool holdsRecords(const std::string &path) {
+    bool found = false;
+    forEachBlock(*openStoreAt(path), path, [&](const StoreBlock &block) {
+        found = block.inUse == 1;
+        return !found;
+    });
+    return found;
+}
+
+StoredRecord recordIn(const std::string &path, std::size_t position) {
+    const auto file = openStoreAt(path);
+    std::optional<StoreBlock> wanted;
+    std::size_t count = 0;
+    forEachBlock(*file, path, [&](const StoreBlock &block) {
+        if (block.inUse && count++ == position) wanted = block;
+        return !wanted;
+    });
+    if (!wanted) failAtPosition(path, position, count);
+    return soundRecord(readRecord(*file, *wanted), path, position);
 }
 
 void requirePosition(const Database &database, std::size_t position) {
     const auto count = database.records.size();
-    if (position < count) return;
-    const auto range = count == 0 ? std::string("the database has no records")
-                                  : "positions go from 0 to " + std::to_string(count - 1);
-    throw Error(database.path + ": there is no record " + std::to_string(position) + "; " + range +
-                ", see \"saddlefit db list\"");
+    if (position >= count) failAtPosition(database.path, position, count);
 }
 
 StoredRecord recordAt(const Database &database, std::size_t position) {
-    const auto &block = database.records.at(position);
-    auto reading = readRecord(block.dataIn(database.bytes), block.dataOffset());
-    if (auto *record = std::get_if<StoredRecord>(&reading)) return std::move(*record);
-    throw Error(damageMessage(database.path, position, std::get<Damage>(reading)));
+    return soundRecord(database.read(position), database.path, position);
 }
 
 std::string damageMessage(const std::string &path, std::optional<std::size_t> record,

@@ -1,40 +1,58 @@
 #pragma once
 
-#include "host/store/block_scan.hpp"
+#include "host/store/stored_record.hpp"
 
+#include <cstddef>
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace saddlefit::host {
 
-// All bytes of a file that may be a database; throws Error if it cannot be read.
+//// All bytes of a file that may be a database; throws Error if it cannot be read.
 std::string databaseBytes(const std::string &path);
 
-// A database whose chain of blocks is whole; its records may be damaged.
+//// A file that may be a database, open for reading; throws Error if it cannot be read.
+OpenStore openStoreAt(const std::string &path);
+
+//// A database whose chain of blocks is whole; its records may be damaged.
 struct Database {
     std::string path;
-    std::string bytes;
-    std::vector<Block> records; // the blocks in use; the index is the position
+    OpenStore file;
+    std::vector<StoreBlock> records; ///< the blocks in use; the index is the position
+
+    std::variant<StoredRecord, Damage> read(std::size_t position) const {
+        return readRecord(*file, records.at(position));
+    }
 };
 
-// Throws Error unless the file exists, can be read, and is laid out as a reaction database:
-// the library itself takes a file that it cannot read for an empty one.
+/// Throws Error unless the file exists, can be read, and is laid out as a reaction database:
+/// the library itself takes a file that it cannot read for an empty one.
 Database openDatabase(const std::string &path);
 
-// Throws Error if there is no record at the position.
+//// Whether a database has a record, told by its blocks up to the first one in use. Throws Error as
+//// openDatabase() does, as far as it reads.
+bool holdsRecords(const std::string &path);
+
+//// The record at a position, told by the blocks up to it. Throws Error as openDatabase() does, as
+//// far as it reads, and if there is no such record or it is damaged.
+StoredRecord recordIn(const std::string &path, std::size_t position);
+
+/// Throws Error if there is no record at the position.
 void requirePosition(const Database &database, std::size_t position);
 
-// Throws Error if the record is damaged.
+/// Throws Error if the record is damaged.
 StoredRecord recordAt(const Database &database, std::size_t position);
 
-// Throws Error if structures are about to be written over the database that they come from.
+/// Throws Error if structures are about to be written over the database that they come from.
 void requireOtherFile(const std::string &output, const std::string &database);
 
-// "FILE, record 3, offset 120: WHAT; REMEDY", where `record` is a position or nothing.
+/// "FILE, record 3, offset 120: WHAT; REMEDY", where `record` is a position or nothing.
 std::string damageMessage(const std::string &path, std::optional<std::size_t> record,
                           const Damage &damage);
 
-// Text of a file for one column of a line: control characters become question marks.
+/// Text of a file for one column of a line: control characters become question marks.
 std::string inOneLine(std::string text);
 
 } // namespace saddlefit::host

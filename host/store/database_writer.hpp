@@ -1,39 +1,40 @@
-// Thousands of new records for a database. (The library's own way opens the file for each record
-// and walks over all blocks before it.)
+/// Thousands of new records for a database.
 #pragma once
 
-#include "host/store/database_file.hpp"
-#include "host/structures/host_molecule.hpp"
+#include "host/store/stored_record.hpp"
+#include "host/system/output_file.hpp"
 
-#include <optional>
+#include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace saddlefit::host {
 
-// The bytes of a record as the library writes it, without a block around it; nothing if its counts
-// or its name are beyond what a record holds.
-std::optional<std::string> recordBytes(Molecule &mol, const std::string &name);
-
-// A database in memory.
+/// Adds to a copy of a database, which takes its place in the end. (The library's own way for one
+/// record opens the file each time and walks over all blocks before it.)
 class DatabaseWriter {
 public:
-    // Begins with the contents of the file, or empty where there is none. Throws Error if the
-    // file is no database.
-    explicit DatabaseWriter(const std::string &path);
+    /// Throws Error if there can be no file beside the database, which may be missing.
+    explicit DatabaseWriter(const std::string &path) : path_(path), file_(path) {}
 
-    const std::string &bytes() const { return bytes_; }
-    const std::vector<Block> &blocksInUse() const { return used_; }
-    std::string_view dataIn(const Block &block) const { return block.dataIn(bytes_); }
+    /// Store a record where the library would put it: into the first free block that is large
+    /// enough, else at the end. Throws Error if it would come to lie where no search comes.
+    void place(std::string_view record);
 
-    // Where the library would put it: into the first free block that is large enough, else at the
-    // end. Throws Error if it would come to lie where no search comes.
-    Block place(std::string_view record);
+    /// Put the copy in place, if anything was added. Throws Error if it could not be written.
+    void commit();
 
 private:
-    std::string path_, bytes_;
-    std::vector<Block> used_, free_;
+    struct Close {
+        void operator()(StoreWriter *writer) const { closeStoreWriter(writer); }
+    };
+    void begin();
+    [[noreturn]] void fail() const;
+
+    std::string path_;
+    OutputFile file_;
+    std::unique_ptr<StoreWriter, Close> writer_;
+    int failure_ = 0; ///< the errno of what could not be written
 };
 
 } // namespace saddlefit::host

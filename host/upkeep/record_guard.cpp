@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
+#include <utility>
 
 namespace saddlefit::host {
 
@@ -106,16 +108,25 @@ std::vector<std::string> implausibilities(const Reaction &reaction) {
     return Plausibility(reaction).judge();
 }
 
-DuplicateIndex::DuplicateIndex(const DatabaseWriter &writer) : writer_(writer) {
-    for (const auto &block : writer.blocksInUse())
-        add(block);
+DuplicateIndex::DuplicateIndex(const std::string &path) {
+    std::error_code error; // of a folder that cannot be entered: the file in it cannot be opened
+    if (!std::filesystem::exists(path, error) && !error) return;
+    database_ = openDatabase(path);
+    for (std::size_t position = 0; position < database_->records.size(); ++position) {
+        const auto reading = database_->read(position);
+        if (const auto *record = std::get_if<StoredRecord>(&reading))
+            byCode_[record->code].push_back(
+                {Shape(record->atoms, record->transitions), position, {}});
+    }
 }
 
-void DuplicateIndex::add(const Block &block) {
-    const auto reading = readRecord(writer_.dataIn(block), block.dataOffset());
-    if (const auto *record = std::get_if<StoredRecord>(&reading)) {
-        byCode_[record->code].push_back({Shape(record->atoms, record->transitions), block});
-    }
+void DuplicateIndex::add(const StoredRecord &record, std::string bytes) {
+    byCode_[record.code].push_back({Shape(record.atoms, record.transitions), 0, std::move(bytes)});
+}
+
+StoredRecord DuplicateIndex::recordOf(const Entry &entry) const {
+    return std::get<StoredRecord>(entry.bytes.empty() ? database_->read(entry.position)
+                                                      : readRecord(entry.bytes));
 }
 
 std::optional<std::string> DuplicateIndex::find(const StoredRecord &record,
@@ -125,8 +136,7 @@ std::optional<std::string> DuplicateIndex::find(const StoredRecord &record,
     const Shape shape(record.atoms, record.transitions);
     for (const auto &entry : entries->second) {
         if (!entry.shape.isLike(shape)) continue;
-        const auto reading = readRecord(writer_.dataIn(entry.block), entry.block.dataOffset());
-        const auto &stored = std::get<StoredRecord>(reading);
+        const auto stored = recordOf(entry);
         if (listSameCoordinates(record, stored) || answersExactly(stored, reaction))
             return stored.name;
     }

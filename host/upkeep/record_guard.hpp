@@ -2,7 +2,7 @@
 #pragma once
 
 #include "host/reactions/reaction_files.hpp"
-#include "host/store/database_writer.hpp"
+#include "host/store/database_file.hpp"
 #include "host/upkeep/shape.hpp"
 
 #include <map>
@@ -19,11 +19,12 @@ std::vector<std::string> implausibilities(const Reaction &reaction);
 // Finds records that are in a database already.
 class DuplicateIndex {
 public:
-    // Takes in the sound records; the writer must outlive the index.
-    explicit DuplicateIndex(const DatabaseWriter &writer);
+    // Takes in the sound records of a database, which may be missing. Throws Error if the file is
+    // no database.
+    explicit DuplicateIndex(const std::string &path);
 
-    // Take in a record that was placed since.
-    void add(const Block &block);
+    // Take in a record that was placed since, with its bytes.
+    void add(const StoredRecord &record, std::string bytes);
 
     // The name of a stored record with the same code and shape which either lists the same
     // coordinates or answers the reaction's question exactly.
@@ -32,9 +33,12 @@ public:
 private:
     struct Entry {
         Shape shape;
-        Block block;
+        std::size_t position = 0; // in the database
+        std::string bytes;        // of a new record
     };
-    const DatabaseWriter &writer_;
+    StoredRecord recordOf(const Entry &entry) const;
+
+    std::optional<Database> database_;
     std::map<std::vector<int>, std::vector<Entry>> byCode_;
 };
 

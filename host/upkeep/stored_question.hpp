@@ -2,7 +2,7 @@
 #pragma once
 
 #include "host/reactions/reaction_files.hpp"
-#include "host/store/record_scan.hpp"
+#include "host/store/stored_record.hpp"
 
 #include <optional>
 #include <string>

@@ -56,15 +56,10 @@ Shape shapeOf(const StoredRecord &record) {
 }
 
 // The record under another name, in a block of its own.
-std::string renamedBlock(std::string_view data, const StoredRecord &record,
-                         const std::string &name) {
-    constexpr std::size_t lengthBytes = 2;
-    const auto rest = data.substr(lengthBytes + record.name.size() + 1,
-                                  record.bytes - lengthBytes - record.name.size() - 1);
-    const auto length = name.size() + 1; // of a position's digits: one byte will do
-    std::string bytes{static_cast<char>(length), '\0'};
-    bytes.append(name).append(1, '\0').append(rest);
-    return blockHeader(bytes.size()) + bytes;
+std::string renamedBlock(const StoredRecord &record, const std::string &name) {
+    const auto mol = hostMolecule(record.atoms, record.bonds, record.transitions);
+    const auto bytes = recordBytes(*mol, name);
+    return bytes ? blockHeader(bytes->size()) + *bytes : std::string{};
 }
 
 std::string quoted(const Database &database, std::size_t position) {
@@ -76,8 +71,7 @@ std::string quoted(const Database &database, std::size_t position) {
 
 Validation::Validation(const Database &database) : database_(database) {
     for (std::size_t position = 0; position < database.records.size(); ++position) {
-        const auto &block = database.records[position];
-        const auto reading = readRecord(block.dataIn(database.bytes), block.dataOffset());
+        const auto reading = database.read(position);
         if (const auto *damage = std::get_if<Damage>(&reading)) {
             damaged_[position] = "damaged at offset " + std::to_string(damage->offset) + ": " +
                                  damage->what + "; \"saddlefit db salvage\" leaves it out";
@@ -116,9 +110,8 @@ void Validation::gather(const Code &code) {
     group_->code = code;
     std::string bytes;
     for (const auto position : byCode_.at(code)) {
-        const auto data = database_.records[position].dataIn(database_.bytes);
         const auto name = std::to_string(position);
-        const auto block = renamedBlock(data, recordAt(database_, position), name);
+        const auto block = renamedBlock(recordAt(database_, position), name);
         group_->blocks[position] = block;
         bytes += block;
     }
