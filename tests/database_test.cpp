@@ -599,7 +599,7 @@ TEST(Stores, TellTheFirstDamageAndGoOnBehindIt) {
         {"sound", sound + block("free", 0) + sound, 2, 0, -1, ""},
         {"status", head(2, 7) + "ab" + sound, 1, 4, 0,
          "the status of a block is 7; 0 and 1 are possible"},
-        {"name", sound + block(std::string("\2\0ab", 4)) + sound, 2, 25, 1,
+        {"name", sound + block(std::string("\2\0ab", 4)) + sound, 2, 29, 1,
          "the name does not end with a NUL"},
         {"code", block(bareRecord("abc", {6, 8, 0})), 0, 13, 0,
          "the transition code is not that of the record's transitions"},
