@@ -1,5 +1,6 @@
 #include "matching/candidates.hpp"
 
+#include "molecule/current.hpp"
 #include "molecule/ranges.hpp"
 
 #include <algorithm>
@@ -9,14 +10,6 @@
 
 namespace saddlefit {
 namespace {
-
-/// Blocks of the scratch registry, kept from search to search. After a staticFree() the pointers
-/// are stale, and staticMalloc() answers them with new blocks.
-struct PickerScratch {
-    int *start = nullptr;
-    int *next = nullptr;
-};
-PickerScratch pickerScratch;
 
 std::span<int> scratchList(int *&block, const Molecule &target) {
     const std::size_t length = atomsOf(target).size();
@@ -172,9 +165,14 @@ private:
 
 } // namespace
 
+PickerScratch &PickerScratch::ofProcess() {
+    static constinit PickerScratch scratch;
+    return scratch;
+}
+
 CandidatePicker::CandidatePicker(const Molecule &target)
-    : startList_(scratchList(pickerScratch.start, target)),
-      nextList_(scratchList(pickerScratch.next, target)) {}
+    : startList_(scratchList(Current<PickerScratch>::state().start, target)),
+      nextList_(scratchList(Current<PickerScratch>::state().next, target)) {}
 
 int CandidatePicker::pickStartAtom(const PartialMapping &mapping,
                                    std::pmr::vector<int> &stack) const {

@@ -5,11 +5,20 @@
 
 namespace saddlefit {
 
+/// Blocks of the scratch registry, kept from search to search. After a staticFree() the pointers
+/// are stale, and staticMalloc() answers them with new blocks.
+struct PickerScratch {
+    int *start = nullptr;
+    int *next = nullptr;
+
+    static PickerScratch &ofProcess();
+};
+
 /// Finds the atom of the pattern to be placed next, and pushes its candidate partners onto a
 /// stack that all levels of the search share. One that finds none pushes nothing.
 class CandidatePicker {
 public:
-    /// Takes hold of the process-wide scratch lists for a target.
+    /// Takes hold of the current scratch lists for a target.
     explicit CandidatePicker(const Molecule &target);
 
     /// What the pickers answer instead of an atom.

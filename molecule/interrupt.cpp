@@ -1,22 +1,21 @@
-#include "saddlefit/interrupt.h"
-
 #include "molecule/interrupt.hpp"
 
-namespace {
+#include "molecule/current.hpp"
 
-struct Interrupt {
-    InterruptCallback callback = nullptr;
-    void *context = nullptr;
-};
+namespace saddlefit {
 
-Interrupt interrupt;
-
-} // namespace
-
-void setInterrupt(InterruptCallback callback, void *context) {
-    interrupt = {callback, context};
+Interrupt &Interrupt::ofProcess() {
+    static constinit Interrupt interrupt;
+    return interrupt;
 }
 
-bool saddlefit::interruptRequested() {
-    return interrupt.callback && interrupt.callback(interrupt.context) != 0;
+bool interruptRequested() {
+    const auto [callback, context] = Current<Interrupt>::state();
+    return callback && callback(context) != 0;
+}
+
+} // namespace saddlefit
+
+void setInterrupt(InterruptCallback callback, void *context) {
+    saddlefit::Current<saddlefit::Interrupt>::state() = {callback, context};
 }

@@ -1,63 +1,61 @@
+#include "molecule/scratch.hpp"
+
 #include "saddlefit/molecule.h"
+
+#include "molecule/current.hpp"
 
 #include <algorithm>
 #include <cstdlib>
 #include <new>
-#include <vector>
 
+namespace saddlefit {
 namespace {
 
-struct ScratchBlock {
-    void *block;
-    int size;
-};
-
-/// The blocks that live until staticFree(). The library itself registers a handful; a host may
-/// register any number.
-struct ScratchRegistry {
-    std::vector<ScratchBlock> blocks;
-
-    ScratchRegistry() = default;
-    ScratchRegistry(const ScratchRegistry &) = delete;
-    ScratchRegistry &operator=(const ScratchRegistry &) = delete;
-    ~ScratchRegistry() { release(); }
-
-    void release() {
-        for (const ScratchBlock &entry : blocks)
-            std::free(entry.block);
-        blocks.clear();
-        blocks.shrink_to_fit();
-    }
-};
-
-ScratchRegistry registry;
+ScratchRegistry registryOfProcess;
 
 std::size_t bytes(int size) {
     return size > 0 ? static_cast<std::size_t>(size) : 1;
 }
 
-void *registerBlock(int size) {
-    try {
-        registry.blocks.reserve(registry.blocks.size() + 1);
-    } catch (const std::bad_alloc &) {
-        return nullptr;
-    }
-    void *block = std::malloc(bytes(size));
-    if (block) registry.blocks.push_back({block, size});
-    return block;
-}
-
 } // namespace
 
-void *staticMalloc(void *block, int size) {
-    const auto known = std::ranges::find(registry.blocks, block, &ScratchBlock::block);
-    if (known == registry.blocks.end()) return registerBlock(size);
+ScratchRegistry &ScratchRegistry::ofProcess() {
+    return registryOfProcess;
+}
+
+void *ScratchRegistry::provide(void *block, int size) {
+    const auto known = std::ranges::find(blocks_, block, &Block::start);
+    if (known == blocks_.end()) return add(size);
     if (size <= known->size) return block;
     void *resized = std::realloc(block, bytes(size));
     if (resized) *known = {resized, size};
     return resized;
 }
 
+void ScratchRegistry::release() {
+    for (const Block &block : blocks_)
+        std::free(block.start);
+    blocks_.clear();
+    blocks_.shrink_to_fit();
+}
+
+void *ScratchRegistry::add(int size) {
+    try {
+        blocks_.reserve(blocks_.size() + 1);
+    } catch (const std::bad_alloc &) {
+        return nullptr;
+    }
+    void *block = std::malloc(bytes(size));
+    if (block) blocks_.push_back({block, size});
+    return block;
+}
+
+} // namespace saddlefit
+
+void *staticMalloc(void *block, int size) {
+    return saddlefit::Current<saddlefit::ScratchRegistry>::state().provide(block, size);
+}
+
 void staticFree(void) {
-    registry.release();
+    saddlefit::Current<saddlefit::ScratchRegistry>::state().release();
 }

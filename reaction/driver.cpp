@@ -1,68 +1,68 @@
 #include "saddlefit/reaction.h"
 
+#include "molecule/current.hpp"
 #include "molecule/memory.hpp"
 #include "molecule/ranges.hpp"
+#include "reaction/held_match.hpp"
 
 #include <algorithm>
 #include <cstddef>
 
+using namespace saddlefit;
+
 namespace {
 
-using namespace saddlefit;
+HeldMatch heldByProcess;
 
 constexpr std::uint8_t distancesOnly = 1;
 
-/// What is held between the start and the finish of a reaction; one per process.
-struct ReactionState {
-    OwnedMol match;
-    OwnedBlock<int> map; ///< one entry per atom that the molecule had at the start
-    int mapped = 0;      ///< their number
-};
-
-ReactionState reaction;
-
 /// Search with the held match lent out: it survives a search that does not get as far as to
 /// replace it, and is released by one that does.
-int searchInto(ReactionState &state, const char *path, Molecule *mol) {
-    Molecule *match = state.match.get();
-    int *map = state.map.get();
+int searchInto(HeldMatch &held, const char *path, Molecule *mol) {
+    Molecule *match = held.match.get();
+    int *map = held.map.get();
     const int found = mapDB(path, mol, &match, &map);
-    if (match != state.match.get()) state.match.reset(match);
-    if (map != state.map.get()) {
-        state.map.reset(map);
-        state.mapped = mol->atomCount;
+    if (match != held.match.get()) held.match.reset(match);
+    if (map != held.map.get()) {
+        held.map.reset(map);
+        held.mapped = mol->atomCount;
     }
     return found;
 }
 
 /// Atoms that the host added since the start have no partner.
-bool coverAtoms(ReactionState &state, int atomCount) {
-    if (atomCount <= state.mapped) return true;
-    int *map = state.map.release();
+bool coverAtoms(HeldMatch &held, int atomCount) {
+    if (atomCount <= held.mapped) return true;
+    int *map = held.map.release();
     const bool resized = resizeArray(map, static_cast<std::size_t>(atomCount));
-    state.map.reset(map);
+    held.map.reset(map);
     if (!resized) return false;
-    std::fill(map + state.mapped, map + atomCount, -1);
-    state.mapped = atomCount;
+    std::fill(map + held.mapped, map + atomCount, -1);
+    held.mapped = atomCount;
     return true;
 }
 
 } // namespace
 
+HeldMatch &HeldMatch::ofProcess() {
+    return heldByProcess;
+}
+
 int startReaction(Molecule *mol, const char *path) {
     applyTransition(mol);
     if (!path) return 1;
-    if (!searchInto(reaction, path, mol)) return 1;
-    if (!reaction.match) return 0;
-    constrainSub(mol, reaction.match.get(), reaction.map.get(), distancesOnly);
+    HeldMatch &held = Current<HeldMatch>::state();
+    if (!searchInto(held, path, mol)) return 1;
+    if (!held.match) return 0;
+    constrainSub(mol, held.match.get(), held.map.get(), distancesOnly);
     return 1;
 }
 
 int finishReaction(Molecule *mol) {
-    if (!reaction.match) return 0;
-    if (coverAtoms(reaction, mol->atomCount))
-        freezeSub(mol, reaction.match.get(), reaction.map.get());
-    reaction.match.reset();
-    reaction.map.reset();
+    HeldMatch &held = Current<HeldMatch>::state();
+    if (!held.match) return 0;
+    if (coverAtoms(held, mol->atomCount)) freezeSub(mol, held.match.get(), held.map.get());
+    held.match.reset();
+    held.map.reset();
     return 1;
 }

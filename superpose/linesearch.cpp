@@ -1,6 +1,6 @@
-#include "saddlefit/linesearch.h"
-
+#include "molecule/current.hpp"
 #include "superpose/algebra.hpp"
+#include "superpose/linesearch_state.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -43,27 +43,14 @@ constexpr int FirstStepSignKept = 8;
 constexpr int ReplacedDirection = 10; ///< added where -g took the place of the direction
 constexpr int UnbracketedShift = 2;   ///< cases 3 and 4 of the step routine, without a bracket
 
-/// What a search keeps in static storage, which is why there is one search at a time.
-struct LineSearchSave {
-    int infoc;  ///< status of the step routine
-    int brackt; ///< bit 0
-    int mode;
-    int aux[3];
-    double f[2];
-    double hessian[36];
-    double stx, fx, dgx;
-    double sty, fy, dgy;
-    double stmin, stmax;
-    double dg;
-    double fm, fxm, fym, dgm, dgxm, dgym;
-};
-LineSearchSave save;
-
 enum class Repair { None, Adjusted, Replaced };
 enum class Verdict { Continue, Done };
 
 /// The arguments of mlines_(), and the state that ends with the search.
 struct Search {
+    const Tn003 &settings;
+    LineSearchSave &save;
+
     const int *n;
     double *x, *f, *g, *s, *stp;
     int *info;
@@ -86,6 +73,13 @@ struct Search {
     void measureSlope() { dginit = algebra::dot(*n, g, s); }
     bool ensureDescent();
     void begin();
+    bool bracketed() const { return (save.brackt & 1) != 0; }
+    bool bracketCollapsed() const {
+        return bracketed() && save.stmax - save.stmin <= CollapsedWidth * save.stmax;
+    }
+    bool leavesBracket(double step) const {
+        return bracketed() && (step <= save.stmin || step >= save.stmax);
+    }
     void boundInterval();
     void chooseStep();
     void evaluate();
@@ -100,18 +94,6 @@ struct Search {
     void stepOnModifiedFunction();
     void bisectSlowBracket();
 };
-
-bool bracketed() {
-    return (save.brackt & 1) != 0;
-}
-
-bool bracketCollapsed() {
-    return bracketed() && save.stmax - save.stmin <= CollapsedWidth * save.stmax;
-}
-
-bool leavesBracket(double step) {
-    return bracketed() && (step <= save.stmin || step >= save.stmax);
-}
 
 /// Turn a direction that does not descend against the gradient; false if the gradient is zero.
 bool Search::ensureDescent() {
@@ -135,7 +117,7 @@ bool Search::ensureDescent() {
 void Search::begin() {
     save.brackt = 0;
     finit = *f;
-    dgtest = tn003_.ftol * dginit;
+    dgtest = settings.ftol * dginit;
     save.stx = save.sty = 0;
     save.fx = save.fy = finit;
     save.dgx = save.dgy = dginit;
@@ -155,7 +137,8 @@ void Search::boundInterval() {
 /// Keep the trial within its bounds; where the search has to give up, return to the best step.
 void Search::chooseStep() {
     *stp = std::min(std::max(*stp, StepLowest), StepHighest);
-    if (leavesBracket(*stp) || *nfev >= tn003_.maxfev - 1 || save.infoc == 0 || bracketCollapsed())
+    if (leavesBracket(*stp) || *nfev >= settings.maxfev - 1 || save.infoc == 0 ||
+        bracketCollapsed())
         *stp = stpbest;
 }
 
@@ -171,7 +154,7 @@ void Search::evaluate() {
 }
 
 int Search::failureMark() const {
-    if (*nfev >= tn003_.maxfev) return EvaluationLimit;
+    if (*nfev >= settings.maxfev) return EvaluationLimit;
     if (*stp == StepLowest && (*f > ftest || save.dg >= dgtest)) return AtLowerBound;
     if (*stp == StepHighest && *f <= ftest && save.dg <= dgtest) return AtUpperBound;
     if (leavesBracket(*stp) || save.infoc == 0) return RoundingErrors;
@@ -181,7 +164,7 @@ int Search::failureMark() const {
 /// Written so that a value that is not a number is neither acceptable nor, once the bracket has
 /// collapsed, a violation.
 Verdict Search::decide() {
-    const double allowed = tn003_.gtol * -dginit;
+    const double allowed = settings.gtol * -dginit;
     const double steepness = std::abs(save.dg);
     if (bracketCollapsed())
         return *f > ftest || steepness > allowed ? fail(Collapsed) : acceptUnlessSteep();
@@ -198,7 +181,7 @@ Verdict Search::fail(int mark) {
 /// A step that meets the conditions ends the search, unless the function is still falling steeply
 /// along an open ray with evaluations to spare.
 Verdict Search::acceptUnlessSteep() {
-    const bool done = save.dg * dginit <= 0 || *nfev >= tn003_.maxfev / 2 || bracketed() ||
+    const bool done = save.dg * dginit <= 0 || *nfev >= settings.maxfev / 2 || bracketed() ||
                       *f > finit + SteepDecrease * dginit;
     *info = done ? successCode() : 0;
     return done ? Verdict::Done : Verdict::Continue;
@@ -218,7 +201,8 @@ void Search::rememberBest() {
 }
 
 void Search::leaveFirstStage() {
-    if (*f <= ftest && save.dg >= std::min(tn003_.ftol, tn003_.gtol) * dginit) firstStage = false;
+    if (*f <= ftest && save.dg >= std::min(settings.ftol, settings.gtol) * dginit)
+        firstStage = false;
 }
 
 void Search::nextTrial() {
@@ -253,8 +237,9 @@ void Search::bisectSlowBracket() {
     width = newWidth;
 }
 
-bool validInput(int n, double step) {
-    return n >= 1 && step > 0 && !(tn003_.ftol < 0) && !(tn003_.gtol < 0) && tn003_.maxfev >= 1;
+bool validInput(const Tn003 &settings, int n, double step) {
+    return n >= 1 && step > 0 && !(settings.ftol < 0) && !(settings.gtol < 0) &&
+           settings.maxfev >= 1;
 }
 
 } // namespace
@@ -262,11 +247,14 @@ bool validInput(int n, double step) {
 void mlines_(const int *n, double *x, double *f, double *g, double *s, double *stp, int *info,
              double *wa, int *nfev, const int *flag, void *user, LineSearchFcn fcn,
              LineSearchMove move, LineSearchSlope slope) {
+    LineSearchState &state = Current<LineSearchState>::state();
+    LineSearchSave &save = state.save;
     save.infoc = 1;
     *nfev = 0;
-    if (!validInput(*n, *stp)) return;
+    if (!validInput(state.tn003, *n, *stp)) return;
 
-    Search search{n, x, f, g, s, stp, info, wa, nfev, flag, user, fcn, move, slope};
+    Search search{state.tn003, save, n,    x,    f,    g,   s,    stp,
+                  info,        wa,   nfev, flag, user, fcn, move, slope};
     if (!search.ensureDescent()) {
         *info = NoDescent;
         return;

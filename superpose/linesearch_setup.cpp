@@ -1,4 +1,5 @@
-#include "saddlefit/linesearch.h"
+#include "molecule/current.hpp"
+#include "superpose/linesearch_state.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -7,6 +8,13 @@
 Tn001 tn001_{};
 Tn003 tn003_{};
 Tn006 tn006_{};
+
+using namespace saddlefit;
+
+LineSearchState &LineSearchState::ofProcess() {
+    static constinit LineSearchState state{tn001_, tn003_, tn006_};
+    return state;
+}
 
 namespace {
 
@@ -41,17 +49,18 @@ void fillReals(double eps, double *rset) {
 } // namespace
 
 void setlis_(const int *n, int *iset, double *rset, int *status) {
-    tn001_.second = 0;
+    LineSearchState &state = Current<LineSearchState>::state();
+    state.tn001.second = 0;
     if (*n <= 0) return;
 
     *status = StatusOnReturn;
     fillIntegers(*n, iset);
-    tn001_.first = OutputUnit;
+    state.tn001.first = OutputUnit;
     constexpr int Epsilon = 1;
     const double eps = tnmach_(&Epsilon);
-    tn006_ = {eps, 2 * std::sqrt(eps), std::sqrt(static_cast<double>(*n))};
+    state.tn006 = {eps, 2 * std::sqrt(eps), std::sqrt(static_cast<double>(*n))};
     fillReals(eps, rset);
-    tn003_ = SearchSettings;
+    state.tn003 = SearchSettings;
 }
 
 double tnmach_(const int *which) {
