@@ -45,16 +45,16 @@ void classify(Composition &composition) {
         composition.score += query;
     }
     if (differences & hasFewer)
-        composition.candidateClass = none;
-    else
-        composition.candidateClass = differences & hasMore ? super : exact;
+        composition.candidateClass = CandidateClass::none;
+    else if (differences & hasMore)
+        composition.candidateClass = CandidateClass::super;
 }
 
 } // namespace
 
-const char *className(int candidateClass) {
+const char *className(CandidateClass candidateClass) {
     constexpr const char *names[] = {"exact", "super", "sub", "none"};
-    return names[candidateClass];
+    return names[static_cast<std::size_t>(candidateClass)];
 }
 
 bool hasCountableElements(const Molecule &mol) {
