@@ -2,24 +2,24 @@
 
 namespace saddlefit {
 
-Stage Contest::enter(Trial &trial) {
+SearchStage Contest::enter(Trial &trial) {
     const Trial::Weighed &weighed = trial.weighed();
-    if (weighed.candidateClass > class_) return Stage::composition;
+    if (weighed.candidateClass > class_) return SEARCH_COMPOSITION;
     if (listener_) listener_->starting(weighed);
-    if (loses(weighed.candidateClass, weighed.weight)) return Stage::weightBefore;
+    if (loses(weighed.candidateClass, weighed.weight)) return SEARCH_WEIGHT_BEFORE;
 
     const Mappings &mappings = trial.mappings();
-    if (mappings.depth <= 0) return Stage::mapping;
-    if (mappings.complete) return Stage::exact;
-    if (mappings.candidateClass > class_) return Stage::classAfter;
+    if (mappings.depth <= 0) return SEARCH_MAPPING;
+    if (mappings.complete) return SEARCH_EXACT;
+    if (mappings.candidateClass > class_) return SEARCH_CLASS_AFTER;
     if (listener_) listener_->ending(trial.question().molecule(), mappings);
-    if (loses(mappings.candidateClass, mappings.weight)) return Stage::weightAfter;
+    if (loses(mappings.candidateClass, mappings.weight)) return SEARCH_WEIGHT_AFTER;
     if (mappings.candidateClass < class_ || mappings.weight > weight_) {
         class_ = mappings.candidateClass;
         weight_ = mappings.weight;
         misfit_ = worstMisfit;
     }
-    return misfitWins(trial) ? Stage::chosen : Stage::contest;
+    return misfitWins(trial) ? SEARCH_CHOSEN : SEARCH_CONTEST;
 }
 
 /// Before a mapping that may win, all earlier ones are measured, and after one that won, all later

@@ -1,24 +1,11 @@
 /// The contest of stored structures for the place of the best.
 #pragma once
 
+#include "saddlefit/search.h"
+
 #include "reaction/trial.hpp"
 
 namespace saddlefit {
-
-/// How far a candidate came.
-enum class Stage {
-    leftOut,      ///< by the caller
-    elements,     ///< one that cannot be counted
-    notReached,   ///< an exact match or the host ended the search before
-    composition,  ///< a worse class by composition
-    weightBefore, ///< a lower weight by elements
-    mapping,      ///< nothing of it maps
-    classAfter,   ///< a worse class by mapping
-    weightAfter,  ///< a lower weight by mapping
-    contest,      ///< a larger misfit, or the same as an earlier one's
-    chosen,       ///< the best
-    exact         ///< a complete mapping, which ends the search
-};
 
 /// Hears of the candidates that are looked into.
 class ContestListener {
@@ -38,9 +25,9 @@ class Contest {
 public:
     explicit Contest(ContestListener *listener = nullptr) : listener_(listener) {}
 
-    /// Weigh, map and measure one candidate against the best so far. Stage::chosen is said of one
+    /// Weigh, map and measure one candidate against the best so far. SEARCH_CHOSEN is said of one
     /// that leads now, though a later one may take its place.
-    Stage enter(Trial &trial);
+    SearchStage enter(Trial &trial);
 
     /// The mapping by which the last one that was chosen leads.
     std::size_t leadingMapping() const { return mapping_; }

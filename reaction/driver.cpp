@@ -1,46 +1,19 @@
 #include "saddlefit/reaction.h"
 
 #include "molecule/current.hpp"
-#include "molecule/memory.hpp"
 #include "molecule/ranges.hpp"
 #include "reaction/held_match.hpp"
 
 #include <algorithm>
 #include <cstddef>
 
-using namespace saddlefit;
+namespace saddlefit {
 
 namespace {
 
-HeldMatch heldByProcess;
-
 constexpr std::uint8_t distancesOnly = 1;
 
-/// Search with the held match lent out: it survives a search that does not get as far as to
-/// replace it, and is released by one that does.
-int searchInto(HeldMatch &held, const char *path, Molecule *mol) {
-    Molecule *match = held.match.get();
-    int *map = held.map.get();
-    const int found = mapDB(path, mol, &match, &map);
-    if (match != held.match.get()) held.match.reset(match);
-    if (map != held.map.get()) {
-        held.map.reset(map);
-        held.mapped = mol->atomCount;
-    }
-    return found;
-}
-
-/// Atoms that the host added since the start have no partner.
-bool coverAtoms(HeldMatch &held, int atomCount) {
-    if (atomCount <= held.mapped) return true;
-    int *map = held.map.release();
-    const bool resized = resizeArray(map, static_cast<std::size_t>(atomCount));
-    held.map.reset(map);
-    if (!resized) return false;
-    std::fill(map + held.mapped, map + atomCount, -1);
-    held.mapped = atomCount;
-    return true;
-}
+HeldMatch heldByProcess;
 
 } // namespace
 
@@ -48,21 +21,44 @@ HeldMatch &HeldMatch::ofProcess() {
     return heldByProcess;
 }
 
-int startReaction(Molecule *mol, const char *path) {
-    applyTransition(mol);
-    if (!path) return 1;
-    HeldMatch &held = Current<HeldMatch>::state();
-    if (!searchInto(held, path, mol)) return 1;
-    if (!held.match) return 0;
-    constrainSub(mol, held.match.get(), held.map.get(), distancesOnly);
+/// An exact match is not held: the molecule has its coordinates.
+int HeldMatch::constrain(Molecule &mol) {
+    if (!match_) return 0;
+    constrainSub(&mol, match_.get(), map_.get(), distancesOnly);
     return 1;
 }
 
-int finishReaction(Molecule *mol) {
-    HeldMatch &held = Current<HeldMatch>::state();
-    if (!held.match) return 0;
-    if (coverAtoms(held, mol->atomCount)) freezeSub(mol, held.match.get(), held.map.get());
-    held.match.reset();
-    held.map.reset();
+int HeldMatch::finish(Molecule &mol) {
+    if (!match_) return 0;
+    if (coverAtoms(mol.atomCount)) freezeSub(&mol, match_.get(), map_.get());
+    match_.reset();
+    map_.reset();
     return 1;
+}
+
+/// Atoms that the host added since the start have no partner.
+bool HeldMatch::coverAtoms(int atomCount) {
+    if (atomCount <= mapped_) return true;
+    int *map = map_.release();
+    const bool resized = resizeArray(map, static_cast<std::size_t>(atomCount));
+    map_.reset(map);
+    if (!resized) return false;
+    std::fill(map + mapped_, map + atomCount, -1);
+    mapped_ = atomCount;
+    return true;
+}
+
+} // namespace saddlefit
+
+using namespace saddlefit;
+
+int startReaction(Molecule *mol, const char *path) {
+    applyTransition(mol);
+    if (!path) return 1;
+    return Current<HeldMatch>::state().start(
+        *mol, [&](Molecule **match, int **map) { return mapDB(path, mol, match, map); });
+}
+
+int finishReaction(Molecule *mol) {
+    return Current<HeldMatch>::state().finish(*mol);
 }

@@ -41,11 +41,11 @@ Search::Search(Question &question, const Candidates &candidates, Steps steps)
     : question_(question),
       candidates_(candidates),
       open_(candidates.size(), true),
-      stages_(candidates.size(), Stage::notReached),
+      stages_(candidates.size(), SEARCH_NOT_REACHED),
       trials_(steps == Steps::kept ? candidates.size() : 0) {}
 
 std::optional<Choice> Search::best(ContestListener *listener) {
-    std::ranges::fill(stages_, Stage::notReached);
+    std::ranges::fill(stages_, SEARCH_NOT_REACHED);
     if (!hasCountableElements(question_.molecule())) return std::nullopt;
     Contest contest(listener);
     std::optional<Choice> leader;
@@ -65,20 +65,20 @@ bool Search::hostHasEnough() {
 
 bool Search::mayEnter(std::size_t candidate) {
     if (!open_[candidate])
-        stages_[candidate] = Stage::leftOut;
+        stages_[candidate] = SEARCH_LEFT_OUT;
     else if (!hasCountableElements(*candidates_[candidate]))
-        stages_[candidate] = Stage::elements;
-    return stages_[candidate] == Stage::notReached;
+        stages_[candidate] = SEARCH_ELEMENTS;
+    return stages_[candidate] == SEARCH_NOT_REACHED;
 }
 
 void Search::enter(Contest &contest, std::size_t candidate, std::optional<Choice> &leader) {
     std::optional<Trial> passing;
     std::optional<Trial> &trial = trials_.empty() ? passing : trials_[candidate];
     if (!trial) trial.emplace(question_, *candidates_[candidate]);
-    const Stage stage = stages_[candidate] = contest.enter(*trial);
-    if (stage != Stage::chosen && stage != Stage::exact) return;
-    if (leader) stages_[leader->candidate] = Stage::contest;
-    const bool exact = stage == Stage::exact;
+    const SearchStage stage = stages_[candidate] = contest.enter(*trial);
+    if (stage != SEARCH_CHOSEN && stage != SEARCH_EXACT) return;
+    if (leader) stages_[leader->candidate] = SEARCH_CONTEST;
+    const bool exact = stage == SEARCH_EXACT;
     const Mappings &mappings = trial->mappings();
     const std::size_t mapping = exact ? 0 : contest.leadingMapping();
     leader = {candidate, exact, mappings.mirrored(mapping),
@@ -103,6 +103,7 @@ int searchCandidates(Molecule &mol, Candidates &candidates, ContestListener *lis
 
 void takeExact(Molecule &mol, const Molecule &structure, const int *map) {
     for (int i = 0; i < mol.atomCount; ++i) {
+        if (!hasAtom(structure, map[i])) continue;
         const Atom &source = structure.atoms[map[i]];
         Atom &atom = mol.atoms[i];
         atom.x = source.x;

@@ -35,7 +35,7 @@ public:
     std::optional<Choice> best(ContestListener *listener = nullptr);
 
     /// How far each candidate came in the last contest.
-    const std::vector<Stage> &stages() const { return stages_; }
+    const std::vector<SearchStage> &stages() const { return stages_; }
     bool interrupted() const { return interrupted_; }
 
     /// The steps taken with a candidate; null if there are none or they were dropped.
@@ -49,7 +49,7 @@ private:
     Question &question_;
     const Candidates &candidates_;
     std::vector<bool> open_;
-    std::vector<Stage> stages_;
+    std::vector<SearchStage> stages_;
     std::vector<std::optional<Trial>> trials_; ///< none if they are dropped
     bool interrupted_ = false;
 };

@@ -71,8 +71,9 @@ const Trial::Weighed &Trial::weighed() {
 }
 
 const Mappings &Trial::mappings() {
-    if (!mappings_) mappings_ = map();
-    return *mappings_;
+    if (mappings_) return *mappings_;
+    handedness_ = handednessOf(candidate_);
+    return mappings_.emplace(map());
 }
 
 Mappings Trial::map() {
@@ -138,7 +139,6 @@ double Trial::misfit(std::size_t mapping) {
 
 /// A mirrored mapping is superposed on the candidate's mirror image.
 double Trial::measure(std::size_t mapping) {
-    if (mapping == 0) handedness_ = handednessOf(candidate_);
     const bool mirrored = mappings().mirrored(mapping);
     if (mirrored) mirrorRS(&candidate_);
     const double misfit = question_.superpose(candidate_, mappings().ofCentre[mapping]);

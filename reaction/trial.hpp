@@ -52,7 +52,7 @@ public:
     /// one starts from there to the last digit: so all earlier ones are measured before it.
     double misfit(std::size_t mapping);
 
-    /// How the candidate sits in its place before anything is measured.
+    /// Of the candidate as it is stored; known once it was mapped.
     const Handedness &handedness() const { return handedness_; }
 
     const Question &question() const { return question_; }

@@ -10,6 +10,7 @@
 #include "saddlefit/matching.h"
 #include "saddlefit/molecule.h"
 #include "saddlefit/reaction.h"
+#include "saddlefit/search.h"
 #include "saddlefit/store.h"
 #include "saddlefit/superpose.h"
 #include "saddlefit/vecmath.h"
