@@ -8,6 +8,7 @@
 #include "reaction/reaction_database.hpp"
 #include "reaction/search.hpp"
 #include "reaction/search_report.hpp"
+#include "reaction/session.hpp"
 
 #include <algorithm>
 #include <cstddef>
@@ -16,7 +17,7 @@
 using namespace saddlefit;
 
 struct Searcher {
-    HeldMatch held;
+    Session session;
 };
 
 namespace {
@@ -67,9 +68,22 @@ void freeSearcher(Searcher *searcher) {
     delete searcher;
 }
 
+void setSearcherInterrupt(Searcher *searcher, InterruptCallback callback, void *context) {
+    if (!searcher) return;
+    const Session::Scope scope(searcher->session);
+    setInterrupt(callback, context);
+}
+
+int withSearcher(Searcher *searcher, int (*work)(void *context), void *context) {
+    if (!searcher || !work) return 0;
+    const Session::Scope scope(searcher->session);
+    return work(context);
+}
+
 SearchResult *searchReactions(Searcher *searcher, const ReactionDatabase *database,
                               const Molecule *mol, const SearchOptions *options) {
     if (!searcher || !database || !mol) return nullptr;
+    const Session::Scope scope(searcher->session);
     return guarded<SearchResult *>(nullptr, [&] {
         const SearchOptions bestOfAll = {};
         return reportedSearch(*database, *mol, options ? *options : bestOfAll).release();
@@ -78,20 +92,22 @@ SearchResult *searchReactions(Searcher *searcher, const ReactionDatabase *databa
 
 int searcherStart(Searcher *searcher, Molecule *mol, const ReactionDatabase *database) {
     if (!searcher || !mol) return 1;
+    const Session::Scope scope(searcher->session);
     applyTransition(mol);
     if (!database) return 1;
-    return searcher->held.start(*mol, [&](Molecule **match, int **map) {
+    return Current<HeldMatch>::state().start(*mol, [&](Molecule **match, int **map) {
         return guarded(0, [&] { return searchOpen(*database, *mol, match, map); });
     });
 }
 
 int searcherStartOn(Searcher *searcher, Molecule *mol, const SearchMatch *match) {
     if (!searcher || !mol || !match || match->atomCount != mol->atomCount) return -1;
+    const Session::Scope scope(searcher->session);
     return guarded(-1, [&] {
         OwnedMol copy = copyOf(*match->structure);
         OwnedBlock<int> partners = copyOfMap(*match);
         applyTransition(mol);
-        return searcher->held.start(*mol, [&](Molecule **held, int **map) {
+        return Current<HeldMatch>::state().start(*mol, [&](Molecule **held, int **map) {
             return takeMatch(*match, std::move(copy), std::move(partners), *mol, held, map);
         });
     });
@@ -99,5 +115,6 @@ int searcherStartOn(Searcher *searcher, Molecule *mol, const SearchMatch *match)
 
 int searcherFinish(Searcher *searcher, Molecule *mol) {
     if (!searcher || !mol) return 0;
-    return searcher->held.finish(*mol);
+    const Session::Scope scope(searcher->session);
+    return finishReaction(mol);
 }

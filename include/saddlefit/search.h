@@ -20,12 +20,16 @@
  * last digit. Nothing here prints, and no file is written.
  *
  * Threads. A searcher holds all that a search and a reaction need between and during calls: the
- * held match, the scratch blocks, the line search, the function that may end a search. Two threads
- * with a searcher each run two reactions at once, and may share a database. Shared and only read
- * are the writable tables (bonding.h) and the settings of the line search (linesearch.h): write to
- * them while no search is on. A searcher, a molecule and a result belong to one thread at a time.
- * The functions of the other headers use what belongs to the process, unless a searcher lends the
- * thread its own: see useSearcher().
+ * held match, the scratch blocks, the line search and its settings, the function that may end a
+ * search. So two threads with a searcher each run two reactions at once, and they may ask one
+ * database. A searcher, a molecule and a result belong to one thread at a time. What all threads
+ * share is only read here: the element tables (bonding.h), which nobody may write to while a search
+ * is on.
+ *
+ * The functions of the other headers use what belongs to the process. From several threads call
+ * those that keep anything (mapSub(), alignMapMols(), freezeSub(), mapDB(), C_startReaction(),
+ * mlines_(), and C_freeMolecule(), which releases scratch blocks) inside withSearcher(), or not at
+ * once. freeMol() keeps nothing.
  */
 #ifndef SADDLEFIT_SEARCH_H
 #define SADDLEFIT_SEARCH_H
@@ -211,6 +215,17 @@ SADDLEFIT_API void freeSearcher(Searcher *searcher);
  */
 SADDLEFIT_API void setSearcherInterrupt(Searcher *searcher, InterruptCallback callback,
                                         void *context);
+
+/**
+ * Run something with a searcher's state in place of that of the process: whatever functions of the
+ * library it calls on this thread, they keep nothing outside of the searcher.
+ *
+ * @param searcher  Searcher.
+ * @param work      Called once.
+ * @param context   Handed on to it.
+ * @return          What `work` answers; 0 for a NULL argument.
+ */
+SADDLEFIT_API int withSearcher(Searcher *searcher, int (*work)(void *context), void *context);
 
 /** What to search for. All zero: the best structure, among all candidates. */
 typedef struct SearchOptions {
