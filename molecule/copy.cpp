@@ -2,26 +2,15 @@
 
 #include "molecule/ranges.hpp"
 
-#include <algorithm>
 #include <cstring>
-#include <new>
-#include <span>
 
 namespace saddlefit {
 
 namespace {
 
-template <class T> T *allocated(std::size_t count) {
-    T *array = allocateArray<T>(count);
-    if (!array) throw std::bad_alloc();
-    return array;
-}
-
-/// Of records that own nothing.
 template <class T> void copyRecords(std::span<const T> records, T *&array, int &count) {
     if (records.empty()) return;
-    array = allocated<T>(records.size());
-    std::ranges::copy(records, array);
+    array = copyOf(records).release();
     count = static_cast<int>(records.size());
 }
 
@@ -59,10 +48,7 @@ OwnedMol copyOf(const Molecule &mol) {
 
 OwnedBlock<char> copyOf(const char *text) {
     if (!text) return nullptr;
-    const std::size_t size = std::strlen(text) + 1;
-    OwnedBlock<char> copy(allocated<char>(size));
-    std::memcpy(copy.get(), text, size);
-    return copy;
+    return copyOf(std::span<const char>(text, std::strlen(text) + 1));
 }
 
 } // namespace saddlefit

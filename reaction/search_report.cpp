@@ -12,7 +12,6 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
-#include <new>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -20,12 +19,6 @@
 namespace saddlefit {
 
 namespace {
-
-template <class T> T *allocated(std::size_t count) {
-    T *array = allocateArray<T>(count);
-    if (!array) throw std::bad_alloc();
-    return array;
-}
 
 bool isFinite(const Molecule &mol) {
     return std::ranges::all_of(atomsOf(mol), [](const Atom &atom) {
@@ -166,8 +159,7 @@ void Reporter::add(const Search &search, const Choice &choice) {
     match.exact = choice.exact ? 1 : 0;
     match.structure = stored_.candidates[choice.candidate].release();
     match.atomCount = mol_->atomCount;
-    match.map = allocated<int>(choice.map.size());
-    std::ranges::copy(choice.map, match.map);
+    match.map = copyOf(std::span<const int>(choice.map)).release();
     const Handedness &stored = search.stepsWith(choice.candidate)->handedness();
     match.mirrored = isMirrored(*match.structure, stored) ? 1 : 0;
     if (choice.exact) return;

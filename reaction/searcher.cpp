@@ -1,6 +1,5 @@
 #include "saddlefit/reaction.h"
 #include "saddlefit/search.h"
-#include "saddlefit/superpose.h"
 
 #include "molecule/copy.hpp"
 #include "molecule/ranges.hpp"
@@ -10,8 +9,6 @@
 #include "reaction/search_report.hpp"
 #include "reaction/session.hpp"
 
-#include <algorithm>
-#include <cstddef>
 #include <utility>
 
 using namespace saddlefit;
@@ -48,14 +45,6 @@ int takeMatch(const SearchMatch &found, OwnedMol copy, OwnedBlock<int> partners,
     *match = copy.release();
     *map = partners.release();
     return 1;
-}
-
-OwnedBlock<int> copyOfMap(const SearchMatch &match) {
-    const auto partners = countedSpan(match.map, match.atomCount);
-    OwnedBlock<int> copy(allocateArray<int>(partners.size()));
-    if (!copy) throw std::bad_alloc();
-    std::ranges::copy(partners, copy.get());
-    return copy;
 }
 
 } // namespace
@@ -105,7 +94,8 @@ int searcherStartOn(Searcher *searcher, Molecule *mol, const SearchMatch *match)
     const Session::Scope scope(searcher->session);
     return guarded(-1, [&] {
         OwnedMol copy = copyOf(*match->structure);
-        OwnedBlock<int> partners = copyOfMap(*match);
+        OwnedBlock<int> partners =
+            copyOf(std::span<const int>(countedSpan(match->map, match->atomCount)));
         applyTransition(mol);
         return Current<HeldMatch>::state().start(*mol, [&](Molecule **held, int **map) {
             return takeMatch(*match, std::move(copy), std::move(partners), *mol, held, map);

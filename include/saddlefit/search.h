@@ -275,8 +275,9 @@ SADDLEFIT_API int searcherStart(Searcher *searcher, Molecule *mol,
  * @param mol       The molecule that was searched for, or one like it.
  * @param match     Of a result of searchReactions() for it; not changed.
  * @return          0 if the match is exact: the coordinates are final; 1 if it is partial and held.
- *                  -1 for a NULL argument, if there is no memory, or if the molecule has another
- *                  number of atoms than the one that was searched for: nothing is done.
+ *                  -1 for a NULL argument or if the molecule has another number of atoms than the
+ *                  one that was searched for: nothing is done. -1, too, if there is no memory: the
+ *                  molecule may have its transitions applied, and what was held stays held.
  */
 SADDLEFIT_API int searcherStartOn(Searcher *searcher, Molecule *mol, const SearchMatch *match);
 
