@@ -58,7 +58,7 @@ int readRecord(StrictFile &file, const StoreBlock &block, StoredRecord &record, 
         damage = told(*found);
         return 0;
     }
-    auto &sound = std::get<SoundRecord>(reading);
+    auto &sound = *std::get_if<SoundRecord>(&reading);
     const RecordLayout &layout = sound.layout;
     OwnedBlock<std::int32_t> code = copied<std::int32_t>(sound.code);
     record = {sound.name.release(),
@@ -114,7 +114,7 @@ int nextStoreBlock(StoreFile *file, int64_t offset, StoreBlock *block, StoreDama
             *damage = told(*found);
             return -1;
         }
-        const auto &sound = std::get<FileBlock>(header);
+        const auto &sound = *std::get_if<FileBlock>(&header);
         *block = {offset, sound.data, sound.end(), sound.status == blockInUse ? 1 : 0};
         return 1;
     });

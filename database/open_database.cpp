@@ -1,7 +1,6 @@
 #include "database/open_database.hpp"
 
 #include "database/byte_source.hpp"
-#include "database/code_table.hpp"
 #include "database/scan.hpp"
 
 #include <algorithm>
@@ -59,34 +58,41 @@ std::unique_ptr<ByteSource> OpenDatabase::source() const {
                      : ByteSource::open(path_.c_str());
 }
 
-/// Null where there is none to be trusted.
-std::shared_ptr<const CodeTable> OpenDatabase::tableFor(const ByteSource &source) const {
-    const std::lock_guard lock(mutex_);
+/// Make the table, or make it anew, where it can be trusted.
+bool OpenDatabase::hasTableFor(const ByteSource &source) const {
     const auto state = source.state();
-    if (!state && !inMemory_) return nullptr;
+    if (!state && !inMemory_) return false;
     if (!table_ || table_->state() != state) {
         table_.reset();
-        if (state && !restsLongEnough(*state)) return nullptr;
-        auto made = std::make_shared<const CodeTable>(source, state);
-        if (source.state() != state) return nullptr;
+        if (state && !restsLongEnough(*state)) return false;
+        auto made = std::make_unique<const CodeTable>(source, state);
+        if (source.state() != state) return false;
         table_ = std::move(made);
     }
-    return table_->isComplete() ? table_ : nullptr;
+    return table_->isComplete();
+}
+
+/// Nothing where there is no table to be trusted.
+std::optional<std::vector<CodeTable::Entry>>
+OpenDatabase::entriesFor(const ByteSource &source, const StoredCode &code) const {
+    const std::lock_guard lock(mutex_);
+    if (!hasTableFor(source)) return std::nullopt;
+    const auto entries = table_->entriesFor(code);
+    return std::vector(entries.begin(), entries.end());
 }
 
 void OpenDatabase::forEachWith(std::span<const int> code, const MoleculeVisitor &visit) const {
     const StoredCode wanted(code);
     const auto from = source();
     if (!from || !wanted.canMatch()) return;
-    const auto table = tableFor(*from);
-    if (!table) return scanRecords(*from, &wanted, visit);
+    const auto entries = entriesFor(*from, wanted);
+    if (!entries) return scanRecords(*from, &wanted, visit);
     ByteWindow window(*from);
-    const auto entries = table->entriesFor(wanted);
     const auto bears = [&](const CodeTable::Entry &entry) {
         return stillBears(window, entry, wanted);
     };
-    if (!std::ranges::all_of(entries, bears)) return scanRecords(*from, &wanted, visit);
-    for (const CodeTable::Entry &entry : entries) {
+    if (!std::ranges::all_of(*entries, bears)) return scanRecords(*from, &wanted, visit);
+    for (const CodeTable::Entry &entry : *entries) {
         StoredMolecule stored =
             moleculeAt(window, std::int64_t{entry.offset} + blockHeaderSize, entry.position);
         if (!stored.molecule || !visit(std::move(stored))) return;

@@ -1,12 +1,14 @@
 /// A database that is asked many times: its molecules by transition code.
 #pragma once
 
+#include "database/code_table.hpp"
 #include "molecule/memory.hpp"
 
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -14,7 +16,6 @@
 namespace saddlefit {
 
 class ByteSource;
-class CodeTable;
 
 /// A molecule as it was read, its name set, and which record it is.
 struct StoredMolecule {
@@ -73,13 +74,15 @@ public:
 private:
     OpenDatabase(std::string path, std::vector<unsigned char> bytes, bool inMemory);
     std::unique_ptr<ByteSource> source() const;
-    std::shared_ptr<const CodeTable> tableFor(const ByteSource &source) const;
+    bool hasTableFor(const ByteSource &source) const;
+    std::optional<std::vector<CodeTable::Entry>> entriesFor(const ByteSource &source,
+                                                            const StoredCode &code) const;
 
     std::string path_;
     std::vector<unsigned char> bytes_;
     bool inMemory_;
     mutable std::mutex mutex_;
-    mutable std::shared_ptr<const CodeTable> table_;
+    mutable std::unique_ptr<const CodeTable> table_; ///< guarded by the mutex
 };
 
 } // namespace saddlefit

@@ -60,7 +60,8 @@ std::int64_t Surveyor::surveyBlock(std::int64_t at) {
     if (const auto *block = std::get_if<FileBlock>(&header))
         return block->status == blockInUse ? surveyUsedBlock(*block) : surveyFreeBlock(*block);
     const bool isFree = hasHeader(file_, at) && statusOf(at) == blockFree;
-    note(std::get<Damage>(header), isFree ? std::nullopt : std::optional(result_.records.size()));
+    note(*std::get_if<Damage>(&header),
+         isFree ? std::nullopt : std::optional(result_.records.size()));
     return resumeBehind(at);
 }
 
@@ -83,7 +84,7 @@ std::int64_t Surveyor::surveyUsedBlock(const FileBlock &block) {
         note(*damage, position);
         return resumeBehind(block.header());
     }
-    const RecordSpan span{block.data, lengthOf(std::get<SoundRecord>(reading))};
+    const RecordSpan span{block.data, lengthOf(*std::get_if<SoundRecord>(&reading))};
     result_.records.push_back(span);
     const std::int64_t slackAt = span.offset + span.length;
     const std::int64_t other = findRecord(slackAt, block.end());
