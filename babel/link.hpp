@@ -1,0 +1,43 @@
+#pragma once
+
+#include "babel/protocol.hpp"
+
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace saddlefit::babel {
+
+/// A request that has arrived.
+struct Request {
+    FrameKind kind;
+    std::string body;
+};
+
+/// This program's end of the socket. It waits as long as there is nothing to do, and ends the
+/// process when the other side has gone.
+class Link {
+public:
+    /// Takes the socket from standard input; the three standard descriptors lead nowhere then, for
+    /// Open Babel may print.
+    Link();
+
+    /// Nothing when the other side is done. Throws ProtocolError.
+    std::optional<Request> next() const;
+
+    template <class Message> void send(FrameKind kind, const Message &message) {
+        sendFrame(kind, encoded(message));
+    }
+
+    /// The process ends by itself if it sends nothing for so long: its master may have died.
+    void setPatience(std::uint64_t milliseconds) { patience_ = milliseconds; }
+
+private:
+    void sendFrame(FrameKind kind, const std::string &body) const;
+    bool receive(char *bytes, std::size_t size) const;
+
+    int socket_ = -1;
+    std::uint64_t patience_ = 0;
+};
+
+} // namespace saddlefit::babel
