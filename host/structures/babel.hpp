@@ -1,0 +1,107 @@
+/// Open Babel, in a process of its own.
+#pragma once
+
+#include "babel/protocol.hpp"
+#include "host/system/error.hpp"
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace saddlefit::host {
+
+class Companion;
+
+enum class BabelErrorKind {
+    missing,  ///< the program is not there, or cannot be loaded
+    died,     ///< it ended over the request
+    timedOut, ///< no answer within the time; it has been ended
+    confused, ///< what it sent is no answer
+    refused   ///< it answered that it cannot be done, see failure()
+};
+
+/// The message is complete but for the file and record that were asked about.
+class BabelError : public Error {
+public:
+    BabelError(BabelErrorKind kind, const std::string &message, babel::Failure failure = {})
+        : Error(message), kind_(kind), failure_(std::move(failure)) {}
+
+    BabelErrorKind kind() const { return kind_; }
+    const babel::Failure &failure() const { return failure_; }
+
+private:
+    BabelErrorKind kind_;
+    babel::Failure failure_;
+};
+
+/// Of each request. Beyond the memory or the stack the program dies, or says that it has no more.
+struct BabelLimits {
+    std::chrono::milliseconds time{60'000}; ///< to the next record, fragment or the end
+    std::uint64_t memory = std::uint64_t{4} << 30; ///< bytes of address space
+    std::uint64_t stack = std::uint64_t{64} << 20; ///< bytes; that of the first request at most
+};
+
+/// One process of the program saddlefit-babel. It starts with the first request and again when it
+/// has died. Threads may share an object (a request waits for the one before it) or have one each;
+/// a process that is forked off gets a program of its own when it asks. All requests throw
+/// BabelError.
+class Babel {
+public:
+    /// `program` is its path; empty: findProgram() looks for it.
+    explicit Babel(std::string program = {}, const BabelLimits &limits = {});
+    ~Babel();
+
+    void setProgram(std::string program);
+    void setLimits(const BabelLimits &limits);
+
+    std::vector<babel::Format> formats();
+
+    /// Read a whole file. `take` gets each record as soon as it is there; a broken record ends the
+    /// reading with BabelErrorKind::refused.
+    babel::ReadEnd read(const babel::Read &request,
+                        const std::function<void(babel::Molecule)> &take);
+    std::string write(const babel::Write &request);
+    babel::Molecule perceiveBonds(const babel::PerceiveBonds &request);
+    babel::Molecule parseSmiles(const babel::ParseSmiles &request);
+    std::string writeSmiles(const babel::WriteSmiles &request);
+    babel::Positions relax(const babel::Relax &request);
+    std::vector<babel::Match> match(const babel::MatchPattern &request);
+
+    /// Process id of the running program; -1 if there is none.
+    int process() const;
+
+    /// Where the program stands: beside this one, in the build tree or in libexec. Empty if nowhere.
+    static std::string findProgram();
+
+private:
+    using Time = std::chrono::steady_clock::time_point;
+    struct Frame {
+        babel::FrameKind kind;
+        std::string body;
+    };
+
+    using TakePart = std::function<void(const std::string &)>;
+
+    template <class Reply, class Request>
+    Reply ask(babel::FrameKind kind, const Request &request, const TakePart &takePart = {});
+    std::string exchange(const std::string &frame, const TakePart &takePart);
+    void start();
+    Frame nextFrame(Time deadline);
+    Time deadline() const;
+    [[noreturn]] void fail(bool timedOut);
+    [[noreturn]] void failConfused(const std::string &what);
+
+    std::string program_;
+    BabelLimits limits_;
+    std::unique_ptr<Companion> companion_;
+    mutable std::mutex mutex_;
+};
+
+/// The one that reading and relaxing use.
+Babel &sharedBabel();
+
+} // namespace saddlefit::host
