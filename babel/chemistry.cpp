@@ -127,9 +127,9 @@ void embed(Link &link, OBMol &mol) {
         OBMol fragment = copiedFragment(mol, atoms);
         embedFragment(fragment);
         const auto positions = positionsOf(fragment);
-        const auto [low, high] = std::minmax_element(
-            positions.begin(), positions.end(),
-            [](const auto &a, const auto &b) { return a[0] < b[0]; });
+        const auto [low, high] =
+            std::minmax_element(positions.begin(), positions.end(),
+                                [](const auto &a, const auto &b) { return a[0] < b[0]; });
         for (std::size_t i = 0; i < positions.size(); ++i) {
             const auto &[x, y, z] = positions[i];
             mol.GetAtom(atoms[i])->SetVector(x - (*low)[0] + edge, y, z);

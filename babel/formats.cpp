@@ -70,9 +70,10 @@ void listFormats(Link &link, const ListFormats &) {
         auto *format = dynamic_cast<OBFormat *>(entry->second);
         if (format == nullptr) continue;
         const std::string description = format->Description();
-        link.send(FrameKind::part, Format{entry->first, description.substr(0, description.find('\n')),
-                                          (format->Flags() & NOTREADABLE) == 0,
-                                          (format->Flags() & NOTWRITABLE) == 0});
+        link.send(FrameKind::part,
+                  Format{entry->first, description.substr(0, description.find('\n')),
+                         (format->Flags() & NOTREADABLE) == 0,
+                         (format->Flags() & NOTWRITABLE) == 0});
     }
     link.send(FrameKind::done, Nothing{});
 }

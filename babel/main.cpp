@@ -2,8 +2,8 @@
 #include "babel/chemistry.hpp"
 #include "babel/formats.hpp"
 
-#include <openbabel/obconversion.h>
 #include <openbabel/babelconfig.h>
+#include <openbabel/obconversion.h>
 
 #include <algorithm>
 #include <array>
@@ -60,9 +60,8 @@ void apply(Link &link, const Limits &limits) {
 
 void answer(Link &link, const Request &request) {
     try {
-        const auto entry = std::find_if(entries.begin(), entries.end(), [&](const Entry &one) {
-            return one.kind == request.kind;
-        });
+        const auto entry = std::find_if(entries.begin(), entries.end(),
+                                        [&](const Entry &one) { return one.kind == request.kind; });
         if (entry == entries.end()) throw ProtocolError("this is no request");
         Decoder bytes(request.body);
         Limits limits;

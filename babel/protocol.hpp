@@ -168,10 +168,10 @@ template <class Message> Message decoded(std::string_view bytes) {
 struct Atom {
     std::int32_t element = 0; ///< 0: none that is known
     std::int32_t charge = 0;
-    std::int32_t isotope = 0;   ///< mass number; 0: not given
-    std::int32_t spin = 0;      ///< multiplicity; 0: not given
-    std::int32_t mapNumber = 0; ///< 0: none
-    std::int32_t hydrogens = 0; ///< that belong to it and are no atoms
+    std::int32_t isotope = 0;         ///< mass number; 0: not given
+    std::int32_t spin = 0;            ///< multiplicity; 0: not given
+    std::int32_t mapNumber = 0;       ///< 0: none
+    std::int32_t hydrogens = 0;       ///< that belong to it and are no atoms
     std::array<double, 3> position{}; ///< angstrom
 
     template <class Self, class Archive> static void fields(Self &self, Archive &archive) {
@@ -260,7 +260,7 @@ enum class FailureKind : std::uint32_t {
 
 struct Failure {
     FailureKind kind = FailureKind::notUnderstood;
-    std::string text; ///< what Open Babel complains of
+    std::string text;  ///< what Open Babel complains of
     std::string title; ///< of the record
 
     template <class Self, class Archive> static void fields(Self &self, Archive &archive) {

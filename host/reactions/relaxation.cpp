@@ -1,14 +1,9 @@
 #include "host/reactions/relaxation.hpp"
 
 #include "host/reactions/distance_fit.hpp"
+#include "host/structures/babel.hpp"
 #include "host/structures/elements.hpp"
 #include "host/system/error.hpp"
-
-#include <openbabel/atom.h>
-#include <openbabel/bond.h>
-#include <openbabel/forcefield.h>
-#include <openbabel/mol.h>
-#include <openbabel/oberror.h>
 
 #include <algorithm>
 #include <cmath>
@@ -26,44 +21,44 @@ constexpr double constraintFactor = 1000; // of constraints, in the force field'
 constexpr double largestStretch = 0.20;  // of an unchanged bond
 constexpr double smallestDistance = 0.7; // angstrom, between any two atoms
 
-void fill(OpenBabel::OBMol &mol, const Relaxation &task) {
-    mol.BeginModify();
-    for (const auto &atom : task.atoms) {
-        auto *added = mol.NewAtom();
-        added->SetAtomicNum(atom.element);
-        added->SetVector(atom.position.x, atom.position.y, atom.position.z);
+/// Without charges: the types of the force field follow from elements and bonds.
+babel::Relax requestFor(const Relaxation &task) {
+    babel::Relax request;
+    for (const auto &[element, charge, at] : task.atoms) {
+        auto &atom = request.molecule.atoms.emplace_back();
+        atom.element = element;
+        atom.position = {at.x, at.y, at.z};
     }
     for (const auto &bond : task.bonds) {
         const bool aromatic = bond.type == aromaticType;
-        mol.AddBond(bond.atom1 + 1, bond.atom2 + 1, aromatic ? 1 : std::max(bond.type, 1),
-                    aromatic ? OB_AROMATIC_BOND : 0);
+        request.molecule.bonds.push_back(
+            {bond.atom1, bond.atom2, aromatic ? 1 : std::max(bond.type, 1), aromatic});
     }
-    mol.EndModify();
+    request.fixed.assign(task.fixed.begin(), task.fixed.end());
+    for (const auto &[a, b, c, d, value, parameter, level] : task.constraints)
+        request.held.push_back({{a, b, c, d}, value});
+    request.holdFactor = constraintFactor;
+    request.mostSteps = mostSteps;
+    request.energyLimit = energyLimit;
+    return request;
 }
 
-OpenBabel::OBFFConstraints constraintsOf(const Relaxation &task) {
-    OpenBabel::OBFFConstraints constraints;
-    constraints.SetFactor(constraintFactor);
-    for (const int atom : task.fixed)
-        constraints.AddAtomConstraint(atom + 1);
-    for (const auto &[a, b, c, d, value, parameter, level] : task.constraints) {
-        if (c < 0)
-            constraints.AddDistanceConstraint(a + 1, b + 1, value);
-        else if (d < 0)
-            constraints.AddAngleConstraint(a + 1, b + 1, c + 1, value);
-        else
-            constraints.AddTorsionConstraint(a + 1, b + 1, c + 1, d + 1, value);
+babel::Positions relaxed(const babel::Relax &request) {
+    try {
+        return sharedBabel().relax(request);
+    } catch (const BabelError &error) {
+        const auto kind = error.failure().kind;
+        const bool refused = error.kind() == BabelErrorKind::refused;
+        if (refused && kind == babel::FailureKind::noForceField) {
+            throw Error("Open Babel's force field UFF is missing; install Open Babel's data files, "
+                        "or use --relax none");
+        }
+        if (refused && kind == babel::FailureKind::noParameters) {
+            throw Error("the force field has no parameters for an element of the structure; use "
+                        "--relax xtb or --relax none");
+        }
+        throw Error(std::string(error.what()) + ", or use --relax none");
     }
-    return constraints;
-}
-
-std::vector<Position> positionsOf(OpenBabel::OBMol &mol) {
-    std::vector<Position> positions;
-    for (unsigned int i = 1; i <= mol.NumAtoms(); ++i) {
-        const auto *atom = mol.GetAtom(static_cast<int>(i));
-        positions.push_back({atom->GetX(), atom->GetY(), atom->GetZ()});
-    }
-    return positions;
 }
 
 bool areFinite(const std::vector<Position> &positions) {
@@ -124,23 +119,9 @@ std::vector<Position> relaxByDistances(const Relaxation &task) {
 }
 
 std::vector<Position> relaxByForceField(const Relaxation &task) {
-    auto *field = OpenBabel::OBForceField::FindForceField("UFF");
-    if (field == nullptr) {
-        throw Error("Open Babel's force field UFF is missing; install Open Babel's data files, "
-                    "or use --relax none");
-    }
-    OpenBabel::obErrorLog.StopLogging();
-    field->SetLogLevel(OBFF_LOGLVL_NONE);
-    OpenBabel::OBMol mol;
-    fill(mol, task);
-    auto constraints = constraintsOf(task);
-    if (!field->Setup(mol, constraints)) {
-        throw Error("the force field has no parameters for an element of the structure; use "
-                    "--relax xtb or --relax none");
-    }
-    field->ConjugateGradients(mostSteps, energyLimit);
-    field->GetCoordinates(mol);
-    auto positions = positionsOf(mol);
+    std::vector<Position> positions;
+    for (const auto &[x, y, z] : relaxed(requestFor(task)))
+        positions.push_back({x, y, z});
     if (!areFinite(positions)) throw Error("the force field tore the structure apart");
     for (const int atom : task.fixed) {
         const auto index = static_cast<std::size_t>(atom);

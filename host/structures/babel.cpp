@@ -81,8 +81,9 @@ std::vector<fs::path> ownFolders() {
 template <class Request>
 std::string frameOf(FrameKind kind, const BabelLimits &limits, const Request &request) {
     babel::Encoder body;
-    body(babel::Limits{static_cast<std::uint64_t>(limits.time.count()), limits.memory, limits.stack},
-         request);
+    body(
+        babel::Limits{static_cast<std::uint64_t>(limits.time.count()), limits.memory, limits.stack},
+        request);
     const FrameHeader header{babel::protocolMagic, static_cast<std::uint32_t>(kind),
                              body.bytes().size()};
     return std::string(reinterpret_cast<const char *>(&header), sizeof header) + body.bytes();
@@ -91,8 +92,12 @@ std::string frameOf(FrameKind kind, const BabelLimits &limits, const Request &re
 } // namespace
 
 std::string Babel::findProgram() {
-    constexpr std::array places{".", "../babel", "../../babel", "../libexec/saddlefit",
-                                "../../libexec/saddlefit", "../../../libexec/saddlefit"};
+    constexpr std::array places{".",
+                                "../babel",
+                                "../../babel",
+                                "../libexec/saddlefit",
+                                "../../libexec/saddlefit",
+                                "../../../libexec/saddlefit"};
     for (const auto &folder : ownFolders()) {
         for (const char *place : places) {
             const auto path = (folder / place / programName).lexically_normal();
@@ -169,9 +174,9 @@ void Babel::start() {
     const auto program = program_.empty() ? findProgram() : program_;
     if (program.empty() || access(program.c_str(), X_OK) != 0) {
         const auto name = program.empty() ? std::string(programName) : program;
-        throw BabelError(BabelErrorKind::missing,
-                         "this takes Open Babel, and its program " + name +
-                             " is not there or must not be run; " + missingRemedy);
+        throw BabelError(BabelErrorKind::missing, "this takes Open Babel, and its program " + name +
+                                                      " is not there or must not be run; " +
+                                                      missingRemedy);
     }
     companion_ = std::make_unique<Companion>(program, limits_.stack);
     try {

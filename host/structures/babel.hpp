@@ -40,7 +40,7 @@ private:
 
 /// Of each request. Beyond the memory or the stack the program dies, or says that it has no more.
 struct BabelLimits {
-    std::chrono::milliseconds time{60'000}; ///< to the next record, fragment or the end
+    std::chrono::milliseconds time{60'000};        ///< to the next record, fragment or the end
     std::uint64_t memory = std::uint64_t{4} << 30; ///< bytes of address space
     std::uint64_t stack = std::uint64_t{64} << 20; ///< bytes; that of the first request at most
 };
@@ -74,7 +74,8 @@ public:
     /// Process id of the running program; -1 if there is none.
     int process() const;
 
-    /// Where the program stands: beside this one, in the build tree or in libexec. Empty if nowhere.
+    /// Where the program stands: beside this one, in the build tree or in libexec. Empty if
+    /// nowhere.
     static std::string findProgram();
 
 private:

@@ -1,8 +1,10 @@
-// The text of MDL files (mol, SD), as far as Open Babel does not keep or check it: where a record
-// begins and ends, which bonds are drawn aromatic, and whether the coordinates are numbers.
+// Records of MDL files (mol, SD).
 #pragma once
 
+#include "host/structures/structure.hpp"
+
 #include <cstddef>
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,12 +20,18 @@ struct MdlRecord {
 std::vector<MdlRecord> splitMdlRecords(std::string_view text);
 
 struct MdlTable {
-    std::size_t atomCount = 0;
-    std::vector<int> bondTypes; // as drawn, in file order
+    std::vector<StructureAtom> atoms;
+    std::vector<StructureBond> bonds; // types as drawn; 4 is aromatic here
+    std::vector<int> mapNumbers;      // per atom; 0 for none
+    std::vector<int> hydrogens;       // per atom, those that are not drawn
+    std::map<std::string, std::string> fields;
+    bool hasIsotopes = false;
 };
 
-// Read the counts and the drawn bond types of a V2000 or V3000 record.
-// Throws Error ("line 7: ...") on what is not a number where one must stand.
+// Read a V2000 or V3000 record: counts, atoms, bonds, charges and data fields. The first of several
+// fields of one name counts.
+// Throws Error ("line 7: ...") on what is not a number where one must stand, and with "the record
+// is broken: " in front for atoms and bonds that cannot be.
 MdlTable readMdlTable(const MdlRecord &record);
 
 } // namespace saddlefit::host

@@ -1,36 +1,25 @@
 #include "host/structures/reader.hpp"
 
+#include "host/structures/aromaticity.hpp"
+#include "host/structures/babel.hpp"
 #include "host/structures/elements.hpp"
 #include "host/structures/mdl.hpp"
-#include "host/structures/open_babel_log.hpp"
 #include "host/structures/perception.hpp"
 #include "host/structures/smiles.hpp"
 #include "host/structures/xyz.hpp"
 
-#include <openbabel/atom.h>
-#include <openbabel/bond.h>
-#include <openbabel/generic.h>
-#include <openbabel/mol.h>
-#include <openbabel/obconversion.h>
-#include <openbabel/obiter.h>
-#include <openbabel/ring.h>
-
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <sstream>
 
 namespace saddlefit::host {
 
 namespace {
-
-using OpenBabel::OBConversion;
-using OpenBabel::OBFormat;
-using OpenBabel::OBMol;
 
 constexpr int highestBondType = 3;
 
@@ -46,116 +35,7 @@ std::string oneLine(std::string text) {
     return text.substr(0, end == std::string::npos ? 0 : end + 1);
 }
 
-// ---- from Open Babel's molecule to ours -------------------------------------------------------
-
-template <std::size_t Count>
-bool isOneOf(OBFormat *format, const std::array<const char *, Count> &ids) {
-    return std::any_of(ids.begin(), ids.end(),
-                       [&](const char *id) { return OBConversion::FindFormat(id) == format; });
-}
-
-// Open Babel connects the atoms of such a format itself, unless it is told not to.
-bool mayStayUnconnected(OBFormat *format) {
-    return std::strstr(format->Description(), "isable bonding") != nullptr;
-}
-
-// Formats that give coordinates alone are those, save these, which may name bonds.
-bool lacksBonds(OBFormat *format) {
-    constexpr std::array<const char *, 5> withBonds{"pdb", "pqr", "cif", "mmcif", "car"};
-    return mayStayUnconnected(format) && !isOneOf(format, withBonds);
-}
-
-// What is wanted of a file.
-struct Request {
-    OBFormat *format;
-    BondSource source;
-
-    bool drawnBonds() const { return source != BondSource::coordinates && !lacksBonds(format); }
-    bool isSideOfReaction() const { return source == BondSource::format; }
-};
-
-StructureAtom convertedAtom(OpenBabel::OBAtom &atom) {
-    const auto element = static_cast<int>(atom.GetAtomicNum());
-    if (element == 0) {
-        throw Error("atom " + std::to_string(atom.GetIdx()) +
-                    " is of no known element; name the element in the file");
-    }
-    const Position position{atom.GetX(), atom.GetY(), atom.GetZ()};
-    if (!std::isfinite(position.x + position.y + position.z)) {
-        throw Error("atom " + std::to_string(atom.GetIdx()) +
-                    " has no finite coordinates; correct the file");
-    }
-    return {element, atom.GetFormalCharge(), position};
-}
-
-StructureBond convertedBond(OpenBabel::OBBond &bond) {
-    const auto atom1 = static_cast<int>(bond.GetBeginAtomIdx()) - 1;
-    const auto atom2 = static_cast<int>(bond.GetEndAtomIdx()) - 1;
-    return {atom1, atom2, static_cast<int>(bond.GetBondOrder())};
-}
-
-// Empty unless all bonds of the ring are aromatic.
-Ring aromaticRing(OBMol &mol, const std::vector<int> &path) {
-    Ring bonds;
-    for (std::size_t i = 0; i < path.size(); ++i) {
-        const int a = path[i];
-        const int b = path[(i + 1) % path.size()];
-        const auto *bond = mol.GetBond(a, b);
-        if (bond == nullptr || !bond->IsAromatic()) return {};
-        bonds.push_back(orderedPair(a - 1, b - 1));
-    }
-    std::sort(bonds.begin(), bonds.end());
-    return bonds;
-}
-
-std::vector<Ring> aromaticRings(OBMol &mol) {
-    std::vector<Ring> rings;
-    for (const auto *ring : mol.GetSSSR()) {
-        if (auto bonds = aromaticRing(mol, ring->_path); !bonds.empty()) {
-            rings.push_back(std::move(bonds));
-        }
-    }
-    return rings;
-}
-
-std::map<std::string, std::string> dataFields(OBMol &mol) {
-    std::map<std::string, std::string> fields;
-    for (auto *data : mol.GetAllData(OpenBabel::OBGenericDataType::PairData)) {
-        fields.emplace(data->GetAttribute(), data->GetValue());
-    }
-    return fields;
-}
-
-Structure converted(OBMol &mol, bool drawnBonds) {
-    Structure structure;
-    structure.title = oneLine(mol.GetTitle());
-    structure.fields = dataFields(mol);
-    FOR_ATOMS_OF_MOL(atom, mol) {
-        structure.atoms.push_back(convertedAtom(*atom));
-        if (atom->GetIsotope() != 0) structure.hasIsotopes = true;
-    }
-    structure.mapNumbers = mapNumbersOf(mol);
-    if (!drawnBonds) return structure;
-    FOR_BONDS_OF_MOL(bond, mol) structure.bonds.push_back(convertedBond(*bond));
-    structure.aromaticRings = aromaticRings(mol);
-    return structure;
-}
-
-// ---- bonds from the coordinates ---------------------------------------------------------------
-
-// The rings of type 5 bonds, found in a molecule that has no other bonds.
-std::vector<Ring> perceivedRings(const Structure &structure) {
-    OBMol mol;
-    for (const auto &atom : structure.atoms)
-        mol.NewAtom()->SetAtomicNum(atom.element);
-    for (const auto &bond : structure.bonds) {
-        if (bond.type != aromaticType) continue;
-        mol.AddBond(bond.atom1 + 1, bond.atom2 + 1, 1);
-        mol.GetBond(bond.atom1 + 1, bond.atom2 + 1)->SetAromatic();
-    }
-    mol.SetAromaticPerceived();
-    return aromaticRings(mol);
-}
+// ---- the bonds --------------------------------------------------------------------------------
 
 void requireCoordinates(const std::vector<StructureAtom> &atoms) {
     if (hasCoordinates(atoms)) return;
@@ -170,7 +50,7 @@ void perceiveBonds(Structure &structure, BondSource source) {
         return;
     }
     structure.bonds = perceivedCovalentBonds(structure.atoms);
-    structure.aromaticRings = perceivedRings(structure);
+    structure.aromaticRings = ringsOfAromaticBonds(structure.atoms.size(), structure.bonds);
 }
 
 void checkBondTypes(const Structure &structure) {
@@ -186,16 +66,15 @@ void checkBondTypes(const Structure &structure) {
 
 // The structure that `read` makes, or its complaint with the place in front.
 template <class Read>
-Record finishedRecord(const std::string &where, const Request &request, Read read) {
+Record finishedRecord(const std::string &where, BondSource source, bool drawnBonds, Read read) {
     try {
         Structure structure = read();
         if (structure.atoms.empty()) {
             throw Error("the record holds no atoms; is it of this format?");
         }
-        const bool bare =
-            structure.bonds.empty() && request.source == BondSource::fileOrCoordinates;
-        if (bare || !request.drawnBonds())
-            perceiveBonds(structure, request.source);
+        const bool bare = structure.bonds.empty() && source == BondSource::fileOrCoordinates;
+        if (bare || !drawnBonds)
+            perceiveBonds(structure, source);
         else
             checkBondTypes(structure);
         structure.origin = where;
@@ -207,74 +86,88 @@ Record finishedRecord(const std::string &where, const Request &request, Read rea
 
 // ---- MDL files: record by record --------------------------------------------------------------
 
-void takeDrawnBondTypes(const MdlTable &table, Structure &structure) {
-    if (table.atomCount != structure.atoms.size() ||
-        table.bondTypes.size() != structure.bonds.size()) {
-        throw Error("the record announces other numbers of atoms or bonds than it holds; "
-                    "write the file anew");
-    }
-    for (std::size_t i = 0; i < structure.bonds.size(); ++i) {
-        const int drawn = table.bondTypes[i];
-        // 5 stands for a query in MDL files, not for an aromatic bond as in ours.
-        if (drawn > mdlAromaticType) {
-            throw Error("bond " + std::to_string(i + 1) + " has type " + std::to_string(drawn) +
-                        ", a query or a bond of no definite order; "
-                        "draw it single, double, triple or aromatic, or leave it out");
-        }
-        structure.bonds[i].type = drawn == mdlAromaticType ? aromaticType : drawn;
-    }
-}
-
-Structure readMdlRecord(const Request &request, const MdlRecord &record) {
-    const MdlTable table = readMdlTable(record);
-    const OpenBabelLog log;
-    OBConversion conversion;
-    conversion.SetInFormat(request.format);
-    OBMol mol;
-    if (!conversion.ReadString(&mol, record.text)) {
-        throw Error("the record is broken: " + log.complaint());
-    }
-    Structure structure = converted(mol, request.drawnBonds());
-    if (request.drawnBonds()) takeDrawnBondTypes(table, structure);
-    return structure;
-}
-
-bool isMdl(OBFormat *format) {
-    constexpr std::array<const char *, 4> ids{"sdf", "sd", "mol", "mdl"};
-    return isOneOf(format, ids);
-}
-
 // The title line, for messages about a record that cannot be read.
 std::string titleLine(const MdlRecord &record) {
     return oneLine(record.text.substr(0, record.text.find('\n')));
 }
 
-std::vector<Record> readMdlFile(const std::string &path, const Request &request,
+std::string titleOf(const MdlRecord &record) {
+    const auto line = titleLine(record);
+    return line.substr(std::min(line.find_first_not_of(' '), line.size()));
+}
+
+void checkAtoms(const std::vector<StructureAtom> &atoms) {
+    for (std::size_t i = 0; i < atoms.size(); ++i) {
+        const auto &[element, charge, at] = atoms[i];
+        if (element == 0) {
+            throw Error("atom " + std::to_string(i + 1) +
+                        " is of no known element; name the element in the file");
+        }
+        if (!std::isfinite(at.x + at.y + at.z)) {
+            throw Error("atom " + std::to_string(i + 1) +
+                        " has no finite coordinates; correct the file");
+        }
+    }
+}
+
+// Empty unless each atom has one of its own.
+std::vector<int> completeNumbers(const std::vector<int> &numbers) {
+    const std::set<int> different(numbers.begin(), numbers.end());
+    const bool complete = different.size() == numbers.size() && !different.contains(0);
+    return complete ? numbers : std::vector<int>{};
+}
+
+void checkDrawnType(int drawn, std::size_t bond) {
+    // 5 stands for a query in MDL files, not for an aromatic bond as in ours.
+    if (drawn <= mdlAromaticType) return;
+    throw Error("bond " + std::to_string(bond + 1) + " has type " + std::to_string(drawn) +
+                ", a query or a bond of no definite order; "
+                "draw it single, double, triple or aromatic, or leave it out");
+}
+
+Structure readMdlRecord(bool drawnBonds, const MdlRecord &record) {
+    auto table = readMdlTable(record);
+    checkAtoms(table.atoms);
+    Structure structure;
+    structure.title = titleOf(record);
+    structure.fields = std::move(table.fields);
+    structure.mapNumbers = completeNumbers(table.mapNumbers);
+    structure.hasIsotopes = table.hasIsotopes;
+    if (drawnBonds) {
+        structure.bonds = std::move(table.bonds);
+        for (std::size_t i = 0; i < structure.bonds.size(); ++i) {
+            auto &type = structure.bonds[i].type;
+            checkDrawnType(type, i);
+            if (type == mdlAromaticType) type = aromaticType;
+        }
+        structure.aromaticRings = aromaticRings(table.atoms, structure.bonds, table.hydrogens);
+    }
+    structure.atoms = std::move(table.atoms);
+    return structure;
+}
+
+std::vector<Record> readMdlFile(const std::string &path, BondSource source,
                                 const std::string &text) {
     std::vector<Record> records;
+    const bool drawnBonds = source != BondSource::coordinates;
     for (const auto &record : splitMdlRecords(text)) {
         const auto where = origin(path, records.size() + 1, titleLine(record));
-        records.push_back(
-            finishedRecord(where, request, [&] { return readMdlRecord(request, record); }));
+        records.push_back(finishedRecord(where, source, drawnBonds,
+                                         [&] { return readMdlRecord(drawnBonds, record); }));
     }
     return records;
 }
 
 // ---- XYZ files: record by record --------------------------------------------------------------
 
-bool isXyz(OBFormat *format) {
-    constexpr std::array<const char *, 1> ids{"xyz"};
-    return isOneOf(format, ids);
-}
-
-std::vector<Record> readXyzFile(const std::string &path, const Request &request,
+std::vector<Record> readXyzFile(const std::string &path, BondSource source,
                                 const std::string &text) {
     std::vector<Record> records;
     for (const auto &record : splitXyzRecords(text)) {
         const auto title = oneLine(record.title);
         const auto where = origin(path, records.size() + 1, title);
         if (!record.fault.empty()) throw Error(where + ": " + record.fault);
-        records.push_back(finishedRecord(where, request, [&] {
+        records.push_back(finishedRecord(where, source, false, [&] {
             Structure structure;
             structure.title = title;
             structure.atoms = readXyzAtoms(record);
@@ -285,67 +178,80 @@ std::vector<Record> readXyzFile(const std::string &path, const Request &request,
     return records;
 }
 
-// ---- other formats: as a stream ---------------------------------------------------------------
+// ---- other formats: by Open Babel -------------------------------------------------------------
 
-bool isSmiles(OBFormat *format) {
-    constexpr std::array<const char *, 2> ids{"smi", "can"};
-    return isOneOf(format, ids);
-}
-
-// Of the sides of a reaction every atom has to be there, and to be known by a number.
-void prepareSmiles(OBMol &mol, const Request &request) {
-    if (request.isSideOfReaction()) requireWrittenHydrogens(mol);
-    if (sortByMapNumbers(mol) || !request.isSideOfReaction()) return;
-    throw Error("the map numbers are not 1, 2, 3, ..., each once; number all atoms, hydrogens "
-                "too, and alike on both sides");
-}
-
-// Read() answers false at the end and for a broken record alike. It was a broken one if something
-// was read of it all the same, or if Open Babel had something to complain about. Closing lines,
-// such as END in PDB files, come as a last record without atoms.
-bool atEnd(bool complete, const OBMol &mol, const OpenBabelLog &log, std::istream &stream) {
-    if (mol.NumAtoms() > 0) return false;
-    return complete ? (stream >> std::ws).eof() : log.complaint().empty();
-}
-
-std::vector<Record> readStream(const std::string &path, const Request &request,
-                               const std::string &text) {
-    std::vector<Record> records;
-    std::istringstream stream(text);
-    OBConversion conversion(&stream);
-    conversion.SetInFormat(request.format);
-    if (!request.drawnBonds() && mayStayUnconnected(request.format)) {
-        conversion.AddOption("b", OBConversion::INOPTIONS);
+Structure converted(const babel::Molecule &molecule) {
+    Structure structure;
+    structure.title = oneLine(molecule.title);
+    for (const auto &[name, value] : molecule.dataFields)
+        structure.fields.emplace(name, value);
+    std::vector<int> numbers;
+    for (const auto &atom : molecule.atoms) {
+        const auto &[x, y, z] = atom.position;
+        structure.atoms.push_back({atom.element, atom.charge, {x, y, z}});
+        if (atom.isotope != 0) structure.hasIsotopes = true;
+        numbers.push_back(atom.mapNumber);
     }
-    for (;;) {
-        const OpenBabelLog log;
-        OBMol mol;
-        const bool complete = conversion.Read(&mol);
-        if (atEnd(complete, mol, log, stream)) return records;
-        const auto where = origin(path, records.size() + 1, oneLine(mol.GetTitle()));
-        if (!complete) throw Error(where + ": the record is broken: " + log.complaint());
-        records.push_back(finishedRecord(where, request, [&] {
-            if (isSmiles(request.format)) prepareSmiles(mol, request);
-            return converted(mol, request.drawnBonds());
+    checkAtoms(structure.atoms);
+    structure.mapNumbers = completeNumbers(numbers);
+    for (const auto &bond : molecule.bonds)
+        structure.bonds.push_back({bond.atom1, bond.atom2, bond.order});
+    for (const auto &ring : molecule.aromaticRings)
+        structure.aromaticRings.emplace_back(ring.begin(), ring.end());
+    return structure;
+}
+
+[[noreturn]] void failReading(const std::string &path, std::size_t record,
+                              const BabelError &error) {
+    using enum babel::FailureKind;
+    const auto &failure = error.failure();
+    if (error.kind() != BabelErrorKind::refused) {
+        throw Error(origin(path, record, {}) + ": " + error.what());
+    }
+    switch (failure.kind) {
+    case compressedFile:
+        throw Error(path + ": the file is compressed; unpack it with gunzip");
+    case unknownFormat:
+        throw Error(path + ": the extension names no format that Open Babel knows; use one such as "
+                           ".sdf, .mol2 or .xyz (\"obabel -L formats\" lists them)");
+    case notReadable:
+        throw Error(path + ": Open Babel writes this format but does not read it; convert the file "
+                           "to SDF with the program that made it");
+    case brokenInput:
+        throw Error(origin(path, record, oneLine(failure.title)) +
+                    ": the record is broken: " + failure.text);
+    default:
+        throw Error(origin(path, record, {}) + ": " + error.what());
+    }
+}
+
+std::vector<Record> readForeignFile(const std::string &path, BondSource source,
+                                    const std::string &text) {
+    std::vector<babel::Molecule> molecules;
+    babel::ReadEnd end;
+    try {
+        end = sharedBabel().read({path, text, source != BondSource::coordinates},
+                                 [&](babel::Molecule one) { molecules.push_back(std::move(one)); });
+    } catch (const BabelError &error) {
+        failReading(path, molecules.size() + 1, error);
+    }
+    std::vector<Record> records;
+    for (auto &molecule : molecules) {
+        const auto where = origin(path, records.size() + 1, oneLine(molecule.title));
+        records.push_back(finishedRecord(where, source, end.hasBonds, [&] {
+            if (end.isSmiles) prepareSmiles(molecule, source == BondSource::format);
+            return converted(molecule);
         }));
     }
+    return records;
 }
 
 // ---- the file -----------------------------------------------------------------------------------
 
-OBFormat *formatOf(const std::string &path) {
-    bool compressed = false;
-    OBFormat *format = OBConversion::FormatFromExt(path, compressed);
-    if (compressed) throw Error(path + ": the file is compressed; unpack it with gunzip");
-    if (format == nullptr) {
-        throw Error(path + ": the extension names no format that Open Babel knows; use one "
-                           "such as .sdf, .mol2 or .xyz (\"obabel -L formats\" lists them)");
-    }
-    if ((format->Flags() & NOTREADABLE) != 0) {
-        throw Error(path + ": Open Babel writes this format but does not read it; convert "
-                           "the file to SDF with the program that made it");
-    }
-    return format;
+bool hasExtension(const std::string &path, std::initializer_list<const char *> extensions) {
+    const auto extension = std::filesystem::path(path).extension().string();
+    return std::any_of(extensions.begin(), extensions.end(),
+                       [&](const char *one) { return extension == one; });
 }
 
 std::string contentsOf(const std::string &path) {
@@ -377,11 +283,10 @@ std::string titleOf(const Structure &structure, std::size_t index) {
 
 std::vector<Record> readRecords(const std::string &path, BondSource source) {
     const std::string text = contentsOf(path);
-    const Request request{formatOf(path), source};
-    const auto read = isMdl(request.format)   ? readMdlFile
-                      : isXyz(request.format) ? readXyzFile
-                                              : readStream;
-    auto records = read(path, request, text);
+    const auto read = hasExtension(path, {".sdf", ".sd", ".mol", ".mdl"}) ? readMdlFile
+                      : hasExtension(path, {".xyz"})                      ? readXyzFile
+                                                                          : readForeignFile;
+    auto records = read(path, source, text);
     if (records.empty()) {
         throw Error(path + ": no structure was found in it; is it of the format that its "
                            "extension says?");

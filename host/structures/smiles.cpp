@@ -1,86 +1,91 @@
 #include "host/structures/smiles.hpp"
 
+#include "host/structures/babel.hpp"
 #include "host/structures/elements.hpp"
-#include "host/structures/open_babel_log.hpp"
-#include "host/system/error.hpp"
 
-#include <openbabel/atom.h>
-#include <openbabel/bond.h>
-#include <openbabel/generic.h>
-#include <openbabel/mol.h>
-#include <openbabel/obconversion.h>
-#include <openbabel/obiter.h>
-
-#include <set>
+#include <algorithm>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 namespace saddlefit::host {
 
 namespace {
 
-// 0 for an atom without one.
-int mapNumber(OpenBabel::OBAtom &atom) {
-    auto *data = dynamic_cast<OpenBabel::OBPairInteger *>(atom.GetData("Atom Class"));
-    return data == nullptr ? 0 : data->GetGenericValue();
-}
-
-// The atoms by map number; empty unless the numbers are 1, 2, 3, ..., each once.
-std::vector<OpenBabel::OBAtom *> byMapNumber(OpenBabel::OBMol &mol) {
-    std::vector<OpenBabel::OBAtom *> atoms(mol.NumAtoms(), nullptr);
-    FOR_ATOMS_OF_MOL(atom, mol) {
-        const auto number = static_cast<std::size_t>(mapNumber(*atom));
-        if (number < 1 || number > atoms.size() || atoms[number - 1] != nullptr) return {};
-        atoms[number - 1] = &*atom;
+/// Where each atom belongs; empty unless the map numbers are 1, 2, 3, ..., each once.
+std::vector<int> placesByMapNumber(const babel::Molecule &molecule) {
+    std::vector<int> places;
+    std::vector<bool> taken(molecule.atoms.size());
+    for (const auto &atom : molecule.atoms) {
+        const auto place = static_cast<std::size_t>(atom.mapNumber) - 1;
+        if (atom.mapNumber < 1 || place >= taken.size() || taken[place]) return {};
+        taken[place] = true;
+        places.push_back(atom.mapNumber - 1);
     }
-    return atoms;
+    return places;
 }
 
-} // namespace
-
-std::map<AtomPair, int> mappedSmilesBonds(const std::string &smiles, const std::string &origin) {
-    const OpenBabelLog log;
-    OpenBabel::OBConversion conversion;
-    conversion.SetInFormat("smi");
-    OpenBabel::OBMol mol;
-    if (!conversion.ReadString(&mol, smiles) || byMapNumber(mol).empty()) {
-        throw Error(origin + ": the mapped SMILES cannot be read, or its map numbers are not "
-                             "1, 2, 3, ... for all atoms and hydrogens; correct it");
-    }
-    std::map<AtomPair, int> bonds;
-    FOR_BONDS_OF_MOL(bond, mol) {
-        const int a = mapNumber(*bond->GetBeginAtom()), b = mapNumber(*bond->GetEndAtom());
-        bonds[orderedPair(a - 1, b - 1)] = static_cast<int>(bond->GetBondOrder());
-    }
-    return bonds;
-}
-
-std::vector<int> mapNumbersOf(OpenBabel::OBMol &mol) {
-    std::vector<int> numbers;
-    FOR_ATOMS_OF_MOL(atom, mol) numbers.push_back(mapNumber(*atom));
-    const std::set<int> different(numbers.begin(), numbers.end());
-    const bool complete = different.size() == numbers.size() && !different.contains(0);
-    return complete ? numbers : std::vector<int>{};
-}
-
-bool sortByMapNumbers(OpenBabel::OBMol &mol) {
-    auto atoms = byMapNumber(mol);
-    if (!atoms.empty()) mol.RenumberAtoms(atoms);
-    return !atoms.empty();
-}
-
-void requireWrittenHydrogens(OpenBabel::OBMol &mol) {
+void requireWrittenHydrogens(const babel::Molecule &molecule) {
     constexpr int mostNamed = 6;
     std::string names;
     int count = 0;
-    FOR_ATOMS_OF_MOL(atom, mol) {
-        if (atom->GetImplicitHCount() == 0 || ++count > mostNamed) continue;
-        names += (names.empty() ? "" : ", ") + atomLabel(static_cast<int>(atom->GetAtomicNum()),
-                                                         static_cast<int>(atom->GetIdx()) - 1);
+    for (int index = 0; const auto &atom : molecule.atoms) {
+        const int own = index++;
+        if (atom.hydrogens == 0 || ++count > mostNamed) continue;
+        names += (names.empty() ? "" : ", ") + atomLabel(atom.element, own);
     }
     if (count == 0) return;
     if (count > mostNamed) names += ", ...";
     throw Error("hydrogens are not written at " + names +
                 "; write all hydrogens, as [H] with map numbers of their own");
+}
+
+void reorder(babel::Molecule &molecule, const std::vector<int> &places) {
+    const auto placeOf = [&](int atom) { return places[static_cast<std::size_t>(atom)]; };
+    std::vector<babel::Atom> atoms(molecule.atoms.size());
+    for (std::size_t i = 0; i < atoms.size(); ++i)
+        atoms[static_cast<std::size_t>(places[i])] = molecule.atoms[i];
+    molecule.atoms = std::move(atoms);
+    for (auto &bond : molecule.bonds) {
+        bond.atom1 = placeOf(bond.atom1);
+        bond.atom2 = placeOf(bond.atom2);
+    }
+    for (auto &ring : molecule.aromaticRings) {
+        for (auto &[a, b] : ring)
+            std::tie(a, b) = orderedPair(placeOf(a), placeOf(b));
+        std::sort(ring.begin(), ring.end());
+    }
+}
+
+} // namespace
+
+std::map<AtomPair, int> mappedSmilesBonds(const std::string &smiles, const std::string &origin) {
+    babel::Molecule molecule;
+    try {
+        molecule = sharedBabel().parseSmiles({smiles, false, false});
+    } catch (const BabelError &error) {
+        if (error.kind() != BabelErrorKind::refused) throw Error(origin + ": " + error.what());
+    }
+    const auto places = placesByMapNumber(molecule);
+    if (places.empty()) {
+        throw Error(origin + ": the mapped SMILES cannot be read, or its map numbers are not "
+                             "1, 2, 3, ... for all atoms and hydrogens; correct it");
+    }
+    std::map<AtomPair, int> bonds;
+    for (const auto &bond : molecule.bonds) {
+        const auto placeOf = [&](int atom) { return places[static_cast<std::size_t>(atom)]; };
+        bonds[orderedPair(placeOf(bond.atom1), placeOf(bond.atom2))] = bond.order;
+    }
+    return bonds;
+}
+
+void prepareSmiles(babel::Molecule &molecule, bool isSideOfReaction) {
+    if (isSideOfReaction) requireWrittenHydrogens(molecule);
+    const auto places = placesByMapNumber(molecule);
+    if (!places.empty()) return reorder(molecule, places);
+    if (!isSideOfReaction) return;
+    throw Error("the map numbers are not 1, 2, 3, ..., each once; number all atoms, hydrogens "
+                "too, and alike on both sides");
 }
 
 } // namespace saddlefit::host

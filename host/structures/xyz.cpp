@@ -4,8 +4,6 @@
 #include "host/structures/molfile.hpp"
 #include "host/system/error.hpp"
 
-#include <openbabel/elements.h>
-
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -91,9 +89,7 @@ XyzRecord nextRecord(LineWalk &lines, std::string_view firstLine) {
 
 int elementIn(std::string_view word, std::size_t line) {
     const auto number = numberIn<int>(word);
-    const int element =
-        number ? *number
-               : static_cast<int>(OpenBabel::OBElements::GetAtomicNum(std::string(word).c_str()));
+    const int element = number ? *number : elementNumber(word);
     if (element < 1 || element > lastElement) {
         failAt(line, word, "an element's symbol or number");
     }
