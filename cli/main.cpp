@@ -1,10 +1,12 @@
 #include "cli/commands.hpp"
 #include "cli/report.hpp"
+#include "host/structures/babel.hpp"
 
 #include <CLI/CLI.hpp>
 
 #include <array>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <string>
@@ -55,6 +57,9 @@ int flushed(int status) {
 int main(int argc, char **argv) {
     using namespace saddlefit::cli;
     try {
+        if (const char *program = std::getenv("SADDLEFIT_BABEL")) {
+            saddlefit::host::sharedBabel().setProgram(program);
+        }
         return flushed(parseAndRun(argc, argv));
     } catch (const Error &error) {
         report(error);

@@ -22,6 +22,7 @@ constexpr std::size_t coordinateWidth = 10;
 constexpr std::size_t symbolColumn = 31;
 constexpr std::size_t massColumn = 34;
 constexpr std::size_t chargeColumn = 36;
+constexpr std::size_t valenceColumn = 48;
 constexpr std::size_t mapNumberColumn = 60;
 constexpr std::size_t bondTypeColumn = 6;
 
@@ -136,7 +137,15 @@ int radicalElectrons(int code) {
     return code == 2 ? 1 : 2;
 }
 
-void countHydrogens(MdlTable &table, const std::vector<int> &radicals) {
+// A valence that the record names: 0 where it names none, 15 (in V3000 -1) for an atom without
+// bonds.
+int hydrogensByValence(int valence, int sum) {
+    constexpr int none = 15;
+    return valence == none || valence < 0 ? 0 : std::max(0, valence - sum);
+}
+
+void countHydrogens(MdlTable &table, const std::vector<int> &radicals,
+                    const std::vector<int> &valences) {
     std::vector<int> sums(table.atoms.size()), aromatic(table.atoms.size());
     for (const auto &bond : table.bonds) {
         for (const int atom : {bond.atom1, bond.atom2}) {
@@ -148,6 +157,11 @@ void countHydrogens(MdlTable &table, const std::vector<int> &radicals) {
     for (std::size_t i = 0; i < table.atoms.size(); ++i) {
         const auto &atom = table.atoms[i];
         const bool isCarbon = atom.element == 6;
+        if (valences[i] != 0) {
+            const int sum = sums[i] + (isCarbon ? aromatic[i] : 0);
+            table.hydrogens.push_back(hydrogensByValence(valences[i], sum));
+            continue;
+        }
         const int bound = sums[i] + (isCarbon ? aromatic[i] : 0) + radicalElectrons(radicals[i]);
         int free = 0;
         for (const int valence : usualValences(atom.element - atom.charge)) {
@@ -164,10 +178,16 @@ void countHydrogens(MdlTable &table, const std::vector<int> &radicals) {
 
 // Charges and radicals of property lines supersede those of the atom lines.
 struct Properties {
-    std::vector<int> charges, radicals;
+    std::vector<int> charges, radicals, valences;
     bool superseded = false;
 
-    explicit Properties(std::size_t count) : charges(count), radicals(count) {}
+    explicit Properties(std::size_t count) : charges(count), radicals(count), valences(count) {}
+
+    void supersede() {
+        if (std::exchange(superseded, true)) return;
+        std::fill(charges.begin(), charges.end(), 0);
+        std::fill(radicals.begin(), radicals.end(), 0);
+    }
 };
 
 void readV2000Atom(const Lines &lines, std::size_t line, MdlTable &table, Properties &properties) {
@@ -190,6 +210,7 @@ void readV2000Atom(const Lines &lines, std::size_t line, MdlTable &table, Proper
         properties.charges[index] = chargeOfCode[static_cast<std::size_t>(code)];
     }
     if (code == radicalCode) properties.radicals[index] = doublet;
+    properties.valences[index] = numberOrZero(column(text, valenceColumn, countWidth));
     if (symbol == "D" || symbol == "T" || numberOrZero(column(text, massColumn, 2)) != 0) {
         table.hasIsotopes = true;
     }
@@ -236,10 +257,7 @@ void readProperty(const Lines &lines, std::size_t line, MdlTable &table, Propert
         words.size() < 2 * static_cast<std::size_t>(count)) {
         failBroken(number, text, "has another number of entries than it announces");
     }
-    if (kind != "ISO" && !std::exchange(properties.superseded, true)) {
-        properties = Properties(table.atoms.size());
-        properties.superseded = true;
-    }
+    if (kind != "ISO") properties.supersede();
     for (std::size_t i = 0; i < static_cast<std::size_t>(count); ++i) {
         const auto start = firstEntry + 2 * entryWidth * i;
         const int atom = numberOrZero(column(text, start, entryWidth));
@@ -294,7 +312,7 @@ MdlTable readV2000(const Lines &lines) {
     readFields(lines, line, table);
     for (std::size_t atom = 0; atom < atoms; ++atom)
         table.atoms[atom].charge = properties.charges[atom];
-    countHydrogens(table, properties.radicals);
+    countHydrogens(table, properties.radicals, properties.valences);
     return table;
 }
 
@@ -314,7 +332,7 @@ V30Block blockOf(const std::vector<std::string_view> &words, V30Block current) {
 struct V30Table {
     MdlTable table;
     std::map<int, int> atomOfNumber;
-    std::vector<int> radicals;
+    std::vector<int> radicals, valences;
     std::set<AtomPair> pairs;
 };
 
@@ -333,18 +351,20 @@ void readV30Atom(const Words &words, std::size_t number, V30Table &read) {
     const auto symbol = wordAt(words, v30Symbol);
     atom.element = elementNumber(symbol);
     if (symbol == "D" || symbol == "T") read.table.hasIsotopes = true;
-    int radical = 0;
+    int radical = 0, valence = 0;
     for (std::size_t i = v30FirstOption; i < words.size(); ++i) {
         const auto value = [&](std::string_view key) {
             return numberOrZero(words[i].substr(key.size()));
         };
         if (words[i].starts_with("CHG=")) atom.charge = value("CHG=");
         if (words[i].starts_with("RAD=")) radical = value("RAD=");
+        if (words[i].starts_with("VAL=")) valence = value("VAL=");
         if (words[i].starts_with("MASS=") && value("MASS=") != 0) read.table.hasIsotopes = true;
     }
     const int index = static_cast<int>(read.table.atoms.size());
     read.atomOfNumber.emplace(numberOrZero(wordAt(words, v30Index)), index);
     read.radicals.push_back(radical);
+    read.valences.push_back(valence);
     read.table.mapNumbers.push_back(0);
     read.table.atoms.push_back(atom);
 }
@@ -391,7 +411,7 @@ MdlTable readV3000(const Lines &lines) {
     V30Table read;
     const auto line = readV30Lines(lines, read);
     readFields(lines, line, read.table);
-    countHydrogens(read.table, read.radicals);
+    countHydrogens(read.table, read.radicals, read.valences);
     return std::move(read.table);
 }
 
