@@ -41,11 +41,10 @@ bool isSmiles(OBFormat *format) {
     return isOneOf(format, ids);
 }
 
-OBFormat *readableFormat(const std::string &file) {
+OBFormat *readableFormat(const Read &request) {
     bool compressed = false;
-    auto *format = file.find('.') == std::string::npos
-                       ? OBConversion::FindFormat(file.c_str())
-                       : OBConversion::FormatFromExt(file, compressed);
+    auto *format = request.format.empty() ? OBConversion::FormatFromExt(request.file, compressed)
+                                          : OBConversion::FindFormat(request.format.c_str());
     if (compressed) throw Failure{FailureKind::compressedFile, {}, {}};
     if (format == nullptr) throw Failure{FailureKind::unknownFormat, {}, {}};
     if ((format->Flags() & NOTREADABLE) != 0) throw Failure{FailureKind::notReadable, {}, {}};
@@ -79,7 +78,7 @@ void listFormats(Link &link, const ListFormats &) {
 }
 
 void read(Link &link, const Read &request) {
-    auto *format = readableFormat(request.file);
+    auto *format = readableFormat(request);
     const bool hasBonds = request.wantsBonds && !lacksBonds(format);
     std::istringstream stream(request.bytes);
     OBConversion conversion(&stream);

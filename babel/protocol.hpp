@@ -300,12 +300,13 @@ struct Format {
 /// Reply: a `part` for each Molecule, `done` with ReadEnd; or `failed` with the record that cannot
 /// be read, behind those that can.
 struct Read {
-    std::string file; ///< a name; its extension tells the format. Or the format's id alone.
+    std::string file; ///< its name: the extension tells the format
     std::string bytes;
     bool wantsBonds = true; ///< false: neither bonds nor rings are given
+    std::string format{};   ///< its id, whatever the file is called; empty: by the extension
 
     template <class Self, class Archive> static void fields(Self &self, Archive &archive) {
-        archive(self.file, self.bytes, self.wantsBonds);
+        archive(self.file, self.bytes, self.wantsBonds, self.format);
     }
 };
 

@@ -215,7 +215,7 @@ TEST_F(Program, ReadsWhatItWrites) {
     for (const char *format : {"mol2", "cml", "smi"}) {
         const auto bytes = open.write({format, molecules});
         std::vector<babel::Molecule> back;
-        open.read({format, bytes, true}, [&](auto one) { back.push_back(std::move(one)); });
+        open.read({"", bytes, true, format}, [&](auto one) { back.push_back(std::move(one)); });
         ASSERT_EQ(back.size(), molecules.size()) << format;
         EXPECT_EQ(back[1999].title, "m1999");
         EXPECT_EQ(canonical(open, back[7]), "Oc1ccccc1") << format;

@@ -132,7 +132,7 @@ int Babel::process() const {
 // ---- the conversation -------------------------------------------------------------------------
 
 Babel::Time Babel::deadline() const {
-    return std::chrono::steady_clock::now() + limits_.time;
+    return std::chrono::steady_clock::now() + patience_ * limits_.time;
 }
 
 void Babel::fail(bool timedOut) {
@@ -140,7 +140,7 @@ void Babel::fail(bool timedOut) {
     companion_.reset();
     if (timedOut || (WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM)) {
         throw BabelError(BabelErrorKind::timedOut, "Open Babel gave no answer within " +
-                                                       inSeconds(limits_.time) +
+                                                       inSeconds(patience_ * limits_.time) +
                                                        "; try it with less, or with SDF or XYZ");
     }
     throw BabelError(BabelErrorKind::died, "Open Babel ended over it (" + describe(status) +
@@ -210,11 +210,14 @@ std::string Babel::exchange(const std::string &frame, const TakePart &takePart) 
 
 /// What escapes in the midst of an answer leaves bytes behind that the next request must not meet.
 template <class Reply, class Request>
-Reply Babel::ask(FrameKind kind, const Request &request, const TakePart &takePart) {
+Reply Babel::ask(FrameKind kind, const Request &request, const TakePart &takePart, int patience) {
     const std::lock_guard lock(mutex_);
+    patience_ = patience;
+    auto limits = limits_;
+    limits.time *= patience;
     try {
         start();
-        const auto end = exchange(frameOf(kind, limits_, request), takePart);
+        const auto end = exchange(frameOf(kind, limits, request), takePart);
         return babel::decoded<Reply>(end);
     } catch (const BabelError &) {
         throw;
@@ -260,7 +263,7 @@ std::string Babel::writeSmiles(const babel::WriteSmiles &request) {
 }
 
 babel::Positions Babel::relax(const babel::Relax &request) {
-    return ask<babel::Positions>(FrameKind::relax, request);
+    return ask<babel::Positions>(FrameKind::relax, request, {}, 10);
 }
 
 std::vector<babel::Match> Babel::match(const babel::MatchPattern &request) {

@@ -40,7 +40,9 @@ private:
 
 /// Of each request. Beyond the memory or the stack the program dies, or says that it has no more.
 struct BabelLimits {
-    std::chrono::milliseconds time{60'000};        ///< to the next record, fragment or the end
+    std::chrono::milliseconds time{
+        60'000}; ///< to the next record, fragment or the end; a relaxation
+    ///< has ten times as long
     std::uint64_t memory = std::uint64_t{4} << 30; ///< bytes of address space
     std::uint64_t stack = std::uint64_t{64} << 20; ///< bytes; that of the first request at most
 };
@@ -88,7 +90,8 @@ private:
     using TakePart = std::function<void(const std::string &)>;
 
     template <class Reply, class Request>
-    Reply ask(babel::FrameKind kind, const Request &request, const TakePart &takePart = {});
+    Reply ask(babel::FrameKind kind, const Request &request, const TakePart &takePart = {},
+              int patience = 1);
     std::string exchange(const std::string &frame, const TakePart &takePart);
     void start();
     Frame nextFrame(Time deadline);
@@ -98,6 +101,7 @@ private:
 
     std::string program_;
     BabelLimits limits_;
+    int patience_ = 1; ///< of the request at work, in times of the limit
     std::unique_ptr<Companion> companion_;
     mutable std::mutex mutex_;
 };

@@ -103,6 +103,7 @@ private:
 // 0 for blank columns and for what is no number, as in files of programs that leave them out.
 int numberOrZero(std::string_view word) {
     int value = 0;
+    if (word.starts_with('+')) word.remove_prefix(1);
     std::from_chars(word.data(), word.data() + word.size(), value);
     return value;
 }

@@ -9,6 +9,7 @@
 #include "host/structures/xyz.hpp"
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cmath>
 #include <cstring>
@@ -16,6 +17,7 @@
 #include <fstream>
 #include <set>
 #include <sstream>
+#include <string_view>
 
 namespace saddlefit::host {
 
@@ -248,10 +250,17 @@ std::vector<Record> readForeignFile(const std::string &path, BondSource source,
 
 // ---- the file -----------------------------------------------------------------------------------
 
-bool hasExtension(const std::string &path, std::initializer_list<const char *> extensions) {
-    const auto extension = std::filesystem::path(path).extension().string();
-    return std::any_of(extensions.begin(), extensions.end(),
-                       [&](const char *one) { return extension == one; });
+/// In lower case, for programs elsewhere write "X.SDF".
+std::string extensionOf(const std::string &path) {
+    const auto point = path.rfind('.');
+    std::string extension = point == std::string::npos ? "" : path.substr(point + 1);
+    std::transform(extension.begin(), extension.end(), extension.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return extension;
+}
+
+bool isOneOf(const std::string &extension, std::initializer_list<std::string_view> names) {
+    return std::find(names.begin(), names.end(), extension) != names.end();
 }
 
 std::string contentsOf(const std::string &path) {
@@ -283,9 +292,10 @@ std::string titleOf(const Structure &structure, std::size_t index) {
 
 std::vector<Record> readRecords(const std::string &path, BondSource source) {
     const std::string text = contentsOf(path);
-    const auto read = hasExtension(path, {".sdf", ".sd", ".mol", ".mdl"}) ? readMdlFile
-                      : hasExtension(path, {".xyz"})                      ? readXyzFile
-                                                                          : readForeignFile;
+    const auto extension = extensionOf(path);
+    const auto read = isOneOf(extension, {"sdf", "sd", "mol", "mdl"}) ? readMdlFile
+                      : extension == "xyz"                            ? readXyzFile
+                                                                      : readForeignFile;
     auto records = read(path, source, text);
     if (records.empty()) {
         throw Error(path + ": no structure was found in it; is it of the format that its "
