@@ -112,7 +112,8 @@ void write(Link &link, const Write &request) {
         finish(mol, request.molecules[i]);
         conversion.SetOutputIndex(static_cast<int>(i) + 1);
         conversion.SetLast(i + 1 == request.molecules.size());
-        if (!conversion.Write(&mol)) {
+        // Not Write(), which makes a document of its own of each molecule.
+        if (!format->WriteMolecule(&mol, &conversion)) {
             throw Failure{FailureKind::brokenInput, log.complaint(), request.molecules[i].title};
         }
     }

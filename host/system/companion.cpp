@@ -26,8 +26,21 @@ constexpr std::size_t bufferSize = 1 << 16;
     throw Error(program + ": cannot be started (" + std::strerror(errno) + "); end other programs");
 }
 
+/// One thread: several that wait for each other in a loop, as OpenMP's do, come to a standstill on
+/// a machine that is busy, and add up in an order of their own.
+std::vector<char *> environmentWithOneThread() {
+    static char oneThread[] = "OMP_NUM_THREADS=1";
+    std::vector<char *> entries{oneThread};
+    for (char **entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
+        if (!std::string_view(*entry).starts_with("OMP_NUM_THREADS=")) entries.push_back(*entry);
+    }
+    entries.push_back(nullptr);
+    return entries;
+}
+
 /// In the new process: nothing here may ask for memory.
-[[noreturn]] void become(const char *program, int socket, rlim_t stack) noexcept {
+[[noreturn]] void become(const char *program, char *const *environment, int socket,
+                         rlim_t stack) noexcept {
     std::array<char *, 2> arguments{const_cast<char *>(program), nullptr};
     std::signal(SIGINT, SIG_IGN);
     std::signal(SIGQUIT, SIG_IGN);
@@ -41,7 +54,7 @@ constexpr std::size_t bufferSize = 1 << 16;
     size.rlim_cur = std::min(stack, size.rlim_max);
     setrlimit(RLIMIT_STACK, &size); // before it starts: the addresses are shared out then
     dup2(socket, STDIN_FILENO);
-    execv(program, arguments.data());
+    execve(program, arguments.data(), environment);
     _exit(127);
 }
 
@@ -68,9 +81,10 @@ Companion::Companion(const std::string &program, std::uint64_t stack) : owner_(g
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) failStarting(program);
     socket_ = Descriptor(ends[0]);
     const Descriptor theirs(ends[1]);
+    const auto environment = environmentWithOneThread();
     process_ = fork();
     if (process_ < 0) failStarting(program);
-    if (process_ == 0) become(program.c_str(), theirs.number(), stack);
+    if (process_ == 0) become(program.c_str(), environment.data(), theirs.number(), stack);
 }
 
 Companion::~Companion() {

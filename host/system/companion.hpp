@@ -15,9 +15,9 @@ namespace saddlefit::host {
 
 enum class Transfer { complete, closed, timedOut };
 
-/// The program has the socket as its standard input, does not hear Ctrl-C, and ends with this
-/// object, or when all ends of the socket on this side are closed. A process that was forked off
-/// has no use of its parent's companion: see isOurs().
+/// The program has the socket as its standard input, does not hear Ctrl-C, has one thread for
+/// OpenMP, and ends with this object, or when all ends of the socket on this side are closed. A
+/// process that was forked off has no use of its parent's companion: see isOurs().
 class Companion {
 public:
     using Time = std::chrono::steady_clock::time_point;
