@@ -1,6 +1,6 @@
 #pragma once
 
-#include "babel/protocol.hpp"
+#include "host/structures/babel_protocol.hpp"
 
 #include <optional>
 #include <string>

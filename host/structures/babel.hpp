@@ -1,7 +1,7 @@
 /// Open Babel, in a process of its own.
 #pragma once
 
-#include "babel/protocol.hpp"
+#include "host/structures/babel_protocol.hpp"
 #include "host/system/error.hpp"
 
 #include <chrono>

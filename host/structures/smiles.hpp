@@ -1,7 +1,7 @@
 /// SMILES with map numbers.
 #pragma once
 
-#include "babel/protocol.hpp"
+#include "host/structures/babel_protocol.hpp"
 #include "host/structures/structure.hpp"
 
 #include <map>
