@@ -1,4 +1,4 @@
-#include "host/answers/react_json.hpp"
+#include "host/answers/json.hpp"
 
 #include "host/structures/elements.hpp"
 #include "host/system/json.hpp"
@@ -6,6 +6,9 @@
 namespace saddlefit::host {
 
 namespace {
+
+constexpr const char *numberKey = "record";
+constexpr const char *titleKey = "title";
 
 Json fromOne(const AtomPair &atoms) {
     return {atoms.first + 1, atoms.second + 1};
@@ -126,14 +129,24 @@ Json searchOf(const Answer &answer) {
     return reports;
 }
 
-std::string inOneLine(const Json &object) {
+std::string asLine(const Json &object) {
     return jsonText(object) + "\n";
+}
+
+Piece pieceIn(std::string_view line) {
+    Piece piece;
+    const auto object = Json::parse(line, nullptr, false);
+    if (!object.is_object()) return piece;
+    const auto number = object.find(numberKey), title = object.find(titleKey);
+    if (number != object.end() && number->is_number_unsigned()) number->get_to(piece.item);
+    if (title != object.end() && title->is_string()) title->get_to(piece.title);
+    return piece;
 }
 
 } // namespace
 
 std::string jsonLine(const Reaction &reaction, const Answer &answer) {
-    Json object{{"record", reaction.number}, {"title", reaction.title}};
+    Json object{{numberKey, reaction.number}, {titleKey, reaction.title}};
     object["outcome"] = outcomeWord(answer.outcome);
     object["stage"] = answer.stage ? Json(stageName(*answer.stage)) : Json(nullptr);
     object["match"] = answer.match.empty() ? Json(nullptr) : Json(answer.match);
@@ -154,12 +167,25 @@ std::string jsonLine(const Reaction &reaction, const Answer &answer) {
     object["relaxed"] = answer.relaxedBy.empty() ? Json(nullptr) : Json(answer.relaxedBy);
     object["strains"] = answer.strains;
     object["warnings"] = answer.warnings;
-    return inOneLine(object);
+    return asLine(object);
 }
 
 std::string jsonFailureLine(std::size_t number, const std::string &title,
                             const std::string &error) {
-    return inOneLine({{"record", number}, {"title", title}, {"error", error}});
+    return asLine({{numberKey, number}, {titleKey, title}, {"error", error}});
+}
+
+std::vector<Piece> jsonPieces(std::string_view text) {
+    std::vector<Piece> pieces;
+    for (CompleteLines lines(text); const auto line = lines.next();) {
+        pieces.push_back(pieceIn(*line));
+        pieces.back().end = lines.offset();
+    }
+    return pieces;
+}
+
+std::string jsonTitle(const std::string &title) {
+    return inUtf8(title);
 }
 
 } // namespace saddlefit::host
