@@ -67,7 +67,7 @@ std::string resultLine(const Reaction &reaction, const Answer &answer) {
     return reaction.title + "\t" + answer.code + "\t" + describeMatch(answer) + "\t" +
            std::to_string(answer.constraints.size()) + " constraints\t" +
            std::to_string(answer.frozen.size()) + " atoms frozen\t" +
-           (answer.stage ? stageName(*answer.stage) : "-") + "\n";
+           (answer.stage ? wordOf(*answer.stage) : "-") + "\n";
 }
 
 std::string warningLines(const Reaction &reaction, const Answer &answer) {

@@ -46,7 +46,7 @@ Json changesOf(const Reaction &reaction, const Answer &answer) {
             {{"atoms", fromOne(change.atoms)},
              {"before", change.before},
              {"after", change.after},
-             {"role", roleName(roleOf(change))},
+             {"role", wordOf(roleOf(change))},
              {"length", distanceBetween(answer.coordinates[static_cast<std::size_t>(a)],
                                         answer.coordinates[static_cast<std::size_t>(b)])}});
     }
@@ -75,7 +75,7 @@ Json constraintsOf(const std::vector<Constraint> &constraints) {
 Json rolesOf(const Match &match) {
     Json roles = Json::array();
     for (const auto role : match.roles)
-        roles.push_back(roleName(role));
+        roles.push_back(wordOf(role));
     return roles;
 }
 
@@ -117,9 +117,9 @@ Json reportObject(const StageReport &report) {
     Json matches = Json::array();
     for (const auto &match : report.matches)
         matches.push_back(matchObject(match));
-    return {{"stage", stageName(report.stage)}, {"code", report.code},
-            {"candidates", report.candidates},  {"lookedInto", report.lookedInto},
-            {"mapped", report.mapped},          {"matches", matches}};
+    return {{"stage", wordOf(report.stage)},   {"code", report.code},
+            {"candidates", report.candidates}, {"lookedInto", report.lookedInto},
+            {"mapped", report.mapped},         {"matches", matches}};
 }
 
 Json searchOf(const Answer &answer) {
@@ -147,8 +147,8 @@ Piece pieceIn(std::string_view line) {
 
 std::string jsonLine(const Reaction &reaction, const Answer &answer) {
     Json object{{numberKey, reaction.number}, {titleKey, reaction.title}};
-    object["outcome"] = outcomeWord(answer.outcome);
-    object["stage"] = answer.stage ? Json(stageName(*answer.stage)) : Json(nullptr);
+    object["outcome"] = wordOf(answer.outcome);
+    object["stage"] = answer.stage ? Json(wordOf(*answer.stage)) : Json(nullptr);
     object["match"] = answer.match.empty() ? Json(nullptr) : Json(answer.match);
     object["code"] = answer.code;
     object["charge"] = answer.charge;

@@ -96,8 +96,8 @@ std::string sdfRecord(const Reaction &reaction, const Answer &answer) {
     return molfile(origin, reaction.title, placedAtoms(reaction, answer.coordinates),
                    lastingBonds(reaction, answer)) +
            field(recordField, std::to_string(reaction.number)) +
-           field(outcomeField, outcomeWord(answer.outcome)) +
-           field("STAGE", answer.stage ? stageName(*answer.stage) : "") +
+           field(outcomeField, wordOf(answer.outcome)) +
+           field("STAGE", answer.stage ? wordOf(*answer.stage) : "") +
            field(matchField, sdfLine(answer.match)) + field("SPREAD", spreadLine(answer)) +
            field("RELAXED", answer.relaxedBy) + field("CHARGE", std::to_string(answer.charge)) +
            field("UNPAIRED", std::to_string(answer.unpaired)) +

@@ -22,7 +22,7 @@ Piece pieceTitled(std::string_view titleLine) {
 
 std::string xyzAnswer(const Reaction &reaction, const Answer &answer) {
     const auto title = reaction.title + numberKey + std::to_string(reaction.number) + outcomeKey +
-                       outcomeWord(answer.outcome);
+                       wordOf(answer.outcome);
     return xyzRecord(title, placedAtoms(reaction, answer.coordinates));
 }
 
