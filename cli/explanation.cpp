@@ -13,7 +13,7 @@ std::string labelOf(const Reaction &reaction, int atom) {
 }
 
 std::string funnel(const StageReport &report) {
-    std::string text = std::string("  stage ") + stageName(report.stage) + ", code " + report.code;
+    std::string text = std::string("  stage ") + wordOf(report.stage) + ", code " + report.code;
     if (report.candidates == 0) return text + ": nothing stored has it\n";
     return text + line(": %zu stored, %zu of other composition, %zu not mapped or outweighed, "
                        "%zu compared\n",
@@ -24,9 +24,9 @@ std::string funnel(const StageReport &report) {
 std::string changeText(const Reaction &reaction, const Match &match, std::size_t i) {
     const auto &change = reaction.changes[i];
     std::string text = labelOf(reaction, change.atoms.first) + "-" +
-                       labelOf(reaction, change.atoms.second) + " " + roleName(roleOf(change));
+                       labelOf(reaction, change.atoms.second) + " " + wordOf(roleOf(change));
     if (match.roles[i] == Role::none) return text + " (not in the match)";
-    return text + line(" %.2f (", match.lengths[i]) + roleName(match.roles[i]) + " there)";
+    return text + line(" %.2f (", match.lengths[i]) + wordOf(match.roles[i]) + " there)";
 }
 
 std::string matchText(const Reaction &reaction, const Match &match, bool chosen) {

@@ -58,7 +58,7 @@ void printObject(const std::string &title, const Structure &structure) {
 
 std::string sdfRecordOf(const Structure &structure) {
     return molfile(structure.origin, structure.title, structure.atoms, structure.bonds) +
-           field(contactsField, untypedBondLines(structure.bonds)) + "$$$$\n";
+           field(contactsField, untypedBondLines(structure.bonds)) + sdRecordEnd + "\n";
 }
 
 int perceive(const PerceiveOptions &options) {

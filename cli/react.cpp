@@ -4,12 +4,9 @@
 #include "cli/json.hpp"
 #include "cli/react_options.hpp"
 #include "cli/report.hpp"
-#include "host/answers/react_json.hpp"
-#include "host/answers/sdf.hpp"
+#include "host/answers/formats.hpp"
 #include "host/programs/constraint_files.hpp"
 #include "host/store/database_file.hpp"
-#include "host/structures/molfile.hpp"
-#include "host/structures/xyz.hpp"
 #include "host/system/output_file.hpp"
 #include "host/system/temporary_folder.hpp"
 
@@ -25,20 +22,31 @@ namespace saddlefit::cli {
 
 namespace {
 
+struct Output {
+    const std::string &path;
+    const AnswerFormat &format;
+};
+
+// The output files that are wanted.
+std::vector<Output> outputsOf(const ReactOptions &options) {
+    std::vector<Output> outputs{
+        {options.output, sdfFormat}, {options.xyz, xyzFormat}, {options.json, jsonFormat}};
+    std::erase_if(outputs, [](const Output &output) { return output.path.empty(); });
+    return outputs;
+}
+
 // The files of one run, in the order in which deliveries have their pieces.
-class Outputs {
+class OutputFiles {
 public:
-    Outputs(const ReactOptions &options, const ReactionReader &reader) {
-        const auto titles = [&reader](std::string (*asWritten)(const std::string &)) {
-            return [&reader, asWritten](std::size_t item) -> std::optional<std::string> {
-                if (item > reader.count()) return std::nullopt;
-                return asWritten(reader.title(item - 1));
-            };
-        };
+    OutputFiles(const ReactOptions &options, const ReactionReader &reader) {
         const auto begin = options.resume ? Begin::resume : Begin::anew;
-        add(options.output, sdfPieces, begin, titles(sdfLine));
-        add(options.xyz, xyzPieces, begin, titles([](const std::string &title) { return title; }));
-        add(options.json, jsonLinePieces, begin, titles(inUtf8));
+        for (const auto &[path, format] : outputsOf(options)) {
+            const auto titleOf = [&](std::size_t item) -> std::optional<std::string> {
+                if (item > reader.count()) return std::nullopt;
+                return format.writtenTitle(reader.title(item - 1));
+            };
+            files_.push_back(std::make_unique<StreamedFile>(path, format.scan, begin, titleOf));
+        }
     }
     std::vector<StreamedFile *> all() const {
         std::vector<StreamedFile *> list;
@@ -52,10 +60,6 @@ public:
     }
 
 private:
-    void add(const std::string &path, PieceScanner scanner, Begin begin, const TitleOf &titleOf) {
-        if (path.empty()) return;
-        files_.push_back(std::make_unique<StreamedFile>(path, scanner, begin, titleOf));
-    }
     std::vector<std::unique_ptr<StreamedFile>> files_;
 };
 
@@ -63,7 +67,7 @@ std::string resultLine(const Reaction &reaction, const Answer &answer) {
     return reaction.title + "\t" + answer.code + "\t" + describeMatch(answer) + "\t" +
            std::to_string(answer.constraints.size()) + " constraints\t" +
            std::to_string(answer.frozen.size()) + " atoms frozen\t" +
-           (answer.stage ? stageName(*answer.stage) : "-") + "\n";
+           (answer.stage ? wordOf(*answer.stage) : "-") + "\n";
 }
 
 std::string warningLines(const Reaction &reaction, const Answer &answer) {
@@ -116,7 +120,11 @@ public:
         Delivery delivery;
         delivery.failed = true;
         delivery.messages = "saddlefit: " + what + "\n";
-        addPieces(delivery, "", "", jsonFailureLine(item + 1, reader_.title(item), what));
+        for (const auto &[path, format] : outputsOf(options_)) {
+            auto &piece = delivery.pieces.emplace_back();
+            if (format.writeFailure)
+                piece = format.writeFailure(item + 1, reader_.title(item), what);
+        }
         return delivery;
     }
 
@@ -128,20 +136,9 @@ private:
         delivery.line = resultLine(reaction, answer);
         delivery.messages = warningLines(reaction, answer);
         if (options_.verbose) delivery.messages += explanation(reaction, answer);
-        addPieces(delivery, sdfRecord(reaction, answer),
-                  xyzRecord(xyzTitle(reaction, answer), placedAtoms(reaction, answer.coordinates)),
-                  jsonLine(reaction, answer));
+        for (const auto &[path, format] : outputsOf(options_))
+            delivery.pieces.push_back(format.write(reaction, answer));
         return delivery;
-    }
-    static std::string xyzTitle(const Reaction &reaction, const Answer &answer) {
-        return reaction.title + " record=" + std::to_string(reaction.number) +
-               " outcome=" + outcomeWord(answer.outcome);
-    }
-    void addPieces(Delivery &delivery, const std::string &sdf, const std::string &xyz,
-                   const std::string &json) const {
-        if (!options_.output.empty()) delivery.pieces.push_back(sdf);
-        if (!options_.xyz.empty()) delivery.pieces.push_back(xyz);
-        if (!options_.json.empty()) delivery.pieces.push_back(json);
     }
 
     const ReactOptions &options_;
@@ -187,7 +184,7 @@ int react(const ReactOptions &options) {
     options.requireOtherFiles();
 
     if (!options.constraintProgram.empty()) makeFolder(options.constraintFolder);
-    Outputs outputs(options, reader);
+    OutputFiles outputs(options, reader);
     const std::size_t doneBefore = options.resume ? resumeAfter(outputs.all()) : 0;
     const auto items = itemsOf(options, reader.count(), doneBefore);
     if (asks(options, Stage::sigma)) stored.prepareSigma(sigmaCodes(reader, items));

@@ -12,7 +12,6 @@
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
-#include <map>
 #include <set>
 #include <sstream>
 
@@ -20,14 +19,11 @@ namespace saddlefit::cli {
 
 namespace {
 
-const std::map<std::string, Relax> relaxByName{
-    {"none", Relax::none}, {"internal", Relax::internal}, {"uff", Relax::uff}, {"xtb", Relax::xtb}};
-
 std::vector<Stage> stagesIn(const std::string &text) {
     std::vector<Stage> stages;
     std::istringstream names(text);
     for (std::string name; std::getline(names, name, ',');) {
-        const auto stage = stageNamed(name);
+        const auto stage = valueNamed<Stage>(name);
         if (!stage) {
             throw CLI::ValidationError("--stages", "\"" + name +
                                                        "\" is no stage; give full, sigma and "
@@ -114,7 +110,7 @@ void addAsking(CLI::App &command, ReactOptions &options) {
 void addRelaxation(CLI::App &command, ReactOptions &options) {
     auto &answer = options.answer;
     addChoice(
-        command, "--relax", answer.relax, relaxByName,
+        command, "--relax", answer.relax,
         "Let the rest follow the placed centre: by its distances (internal, default), then by "
         "a force field (uff) or by the program xtb, or not at all");
     command.add_option("--xtb-method", answer.xtb.method, "gfn2, gfn1, gfn0 or gfnff")
@@ -205,10 +201,7 @@ std::string ReactOptions::constraintPath(const Reaction &reaction) const {
 void ReactOptions::settle() {
     answer.stages = stagesIn(stagesText);
     if (!shardText.empty()) std::tie(shard, shards) = shardIn(shardText);
-    const std::map<std::string, Start> starts{
-        {"reactant", Start::reactant}, {"product", Start::product}, {"mean", Start::mean}};
-    const auto found = starts.find(startText);
-    start = found == starts.end() ? Start::file : found->second;
+    start = valueNamed<Start>(startText).value_or(Start::file);
     if (start == Start::file) files.geometries = startText;
 }
 

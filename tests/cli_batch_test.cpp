@@ -68,7 +68,7 @@ struct Outputs {
     StreamedFile sdf, json, xyz;
     Outputs(const std::string &folder, Begin begin)
         : sdf(folder + "/o.sdf", sdfPieces, begin),
-          json(folder + "/o.json", jsonLinePieces, begin),
+          json(folder + "/o.json", jsonPieces, begin),
           xyz(folder + "/o.xyz", xyzPieces, begin) {}
     std::vector<StreamedFile *> all() { return {&sdf, &json, &xyz}; }
 };
@@ -203,8 +203,8 @@ TEST_F(BatchTest, InterruptLeavesCompletePiecesToGoOnFrom) {
         EXPECT_EQ(statusOf(run), interruptedStatus);
         EXPECT_EQ(contents("o.json"), "of an earlier run");
         const auto text = contents("o.json.part");
-        EXPECT_EQ(jsonLinePieces(text).back().end, text.size());
-        EXPECT_LT(jsonLinePieces(text).back().item, count);
+        EXPECT_EQ(jsonPieces(text).back().end, text.size());
+        EXPECT_LT(jsonPieces(text).back().item, count);
         EXPECT_GE(statusOf(start(Begin::resume, {2, 0}, count, slowResultOf)), 0);
         expectFiles(count);
     }
@@ -271,7 +271,7 @@ TEST_F(BatchTest, ScannersFindCompletePiecesOfCutText) {
         std::string (*piece)(std::size_t item);
         const char *title = "title";
     } rows[] = {{"sdf", sdfPieces, sdf},
-                {"json", jsonLinePieces, json},
+                {"json", jsonPieces, json},
                 {"xyz", xyzPieces, xyz, "title record=9"}};
     for (const auto &row : rows) {
         SCOPED_TRACE(row.label);
@@ -299,15 +299,15 @@ TEST_F(BatchTest, OtherFilesAreRefusedAndLeftAlone) {
                 {"no number in the second", sdfPieces, sdf(1) + "a\n\n\nM  END\n$$$$\n"},
                 {"number is a word", sdfPieces, "> <RECORD>\n12 a\n\n$$$$\n"},
                 {"descending", sdfPieces, sdf(2) + sdf(1)},
-                {"twice", jsonLinePieces, json(2) + json(2)},
-                {"an object over several lines", jsonLinePieces, "{\n\"record\": 1\n}\n"},
-                {"number inside", jsonLinePieces, "{\"a\":{\"record\":1}}\n"},
-                {"negative", jsonLinePieces, "{\"record\":-1}\n"},
-                {"an array", jsonLinePieces, "[1]\n"},
+                {"twice", jsonPieces, json(2) + json(2)},
+                {"an object over several lines", jsonPieces, "{\n\"record\": 1\n}\n"},
+                {"number inside", jsonPieces, "{\"a\":{\"record\":1}}\n"},
+                {"negative", jsonPieces, "{\"record\":-1}\n"},
+                {"an array", jsonPieces, "[1]\n"},
                 {"text", xyzPieces, "hello\n"},
                 {"title without number", xyzPieces, "1\nmyrecord=1\nH 0 0 0\n"},
                 {"another title, sdf", sdfPieces, sdf(1) + "other\n\n\n> <RECORD>\n2\n\n$$$$\n"},
-                {"another title, json", jsonLinePieces, "{\"record\":2,\"title\":\"other\"}\n"},
+                {"another title, json", jsonPieces, "{\"record\":2,\"title\":\"other\"}\n"},
                 {"another title, xyz", xyzPieces, "1\nother record=1\nH 0 0 0\n"},
                 {"no such item", xyzPieces, xyz(9)}};
     const auto titleOf = [](std::size_t item) {
@@ -329,11 +329,11 @@ TEST_F(BatchTest, StreamedFileReplacesItsTargetAtTheEnd) {
     EXPECT_FALSE(std::filesystem::exists(unwritten.path())) << "what is killed now leaves nothing";
     write("o.json", json(1));
     write("o.json.part", json(7));
-    { const StreamedFile empty(file("o.json"), jsonLinePieces, Begin::anew); }
-    EXPECT_EQ(StreamedFile(file("o.json"), jsonLinePieces, Begin::resume).lastItem(), 0U);
+    { const StreamedFile empty(file("o.json"), jsonPieces, Begin::anew); }
+    EXPECT_EQ(StreamedFile(file("o.json"), jsonPieces, Begin::resume).lastItem(), 0U);
     {
-        StreamedFile output(file("o.json"), jsonLinePieces, Begin::anew);
-        EXPECT_THROW(StreamedFile(file("o.json"), jsonLinePieces, Begin::resume), Error);
+        StreamedFile output(file("o.json"), jsonPieces, Begin::anew);
+        EXPECT_THROW(StreamedFile(file("o.json"), jsonPieces, Begin::resume), Error);
         output.append(json(2));
         EXPECT_EQ(contents("o.json"), json(1));
     }
@@ -341,7 +341,7 @@ TEST_F(BatchTest, StreamedFileReplacesItsTargetAtTheEnd) {
     EXPECT_EQ(contents("o.json.part"), json(2));
     StreamedFile nowhere("/dev/null", xyzPieces, Begin::resume);
     nowhere.append("x");
-    StreamedFile output(file("o.json"), jsonLinePieces, Begin::resume);
+    StreamedFile output(file("o.json"), jsonPieces, Begin::resume);
     EXPECT_EQ(resumeAfter({&output, &nowhere}), 2U);
     StreamedFile added(file("o.sdf"), sdfPieces, Begin::resume);
     EXPECT_EQ(resumeAfter({&output, &added}), 0U);

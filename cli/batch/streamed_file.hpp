@@ -1,8 +1,8 @@
 // An output file that grows item by item and can be gone on with.
 #pragma once
 
-#include "cli/batch/piece_scan.hpp"
 #include "cli/host.hpp"
+#include "host/answers/pieces.hpp"
 #include "host/system/descriptor.hpp"
 
 #include <cstddef>
@@ -19,6 +19,9 @@ enum class Begin {
     anew,  // empty; an unfinished file of an earlier run is lost
     resume // with the complete pieces of that one, or else of the target
 };
+
+// Finds the complete pieces at the beginning of a text, which may be cut off anywhere.
+using PieceScanner = std::vector<Piece> (*)(std::string_view text);
 
 // What the pieces of an item are titled in a file; nothing if there is no such item.
 using TitleOf = std::function<std::optional<std::string>(std::size_t item)>;

@@ -80,7 +80,7 @@ std::string asSdf(const ShowOptions &options, const StoredRecord &record) {
     return molfile(origin, inOneLine(record.name), record.atoms, record.bonds) +
            field("TRANSITION_CODE", codeInSymbols(record.code.data())) +
            field("TRANSITIONS", transitionLines(record.transitions)) +
-           field("PARTIAL_BONDS", untypedBondLines(record.bonds)) + "$$$$\n";
+           field("PARTIAL_BONDS", untypedBondLines(record.bonds)) + sdRecordEnd + "\n";
 }
 
 int show(const ShowOptions &options) {

@@ -1,6 +1,7 @@
 #include "cli/batch/batch.hpp"
 #include "cli/database/db_commands.hpp"
 #include "cli/report.hpp"
+#include "host/answers/json.hpp"
 #include "host/store/database_file.hpp"
 #include "host/structures/elements.hpp"
 #include "host/system/temporary_folder.hpp"
@@ -235,7 +236,7 @@ int validate(const ValidateOptions &options) {
         return delivered(check);
     };
     const auto positions = validation.positions();
-    StreamedFile results(scratch.file("checks.jsonl"), jsonLinePieces, Begin::anew);
+    StreamedFile results(scratch.file("checks.jsonl"), jsonPieces, Begin::anew);
     const auto batch = runBatch(positions, work, mishap, options.batch, {&results});
     results.commit();
     if (batch.interrupted) {

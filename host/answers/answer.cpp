@@ -216,18 +216,6 @@ std::vector<Position> Asking::relaxed(const std::vector<Position> &from,
 
 } // namespace
 
-const char *outcomeWord(Outcome outcome) {
-    switch (outcome) {
-    case Outcome::exact:
-        return "exact";
-    case Outcome::partial:
-        return "partial";
-    case Outcome::noMatch:
-        break;
-    }
-    return "none";
-}
-
 const char *confidenceOf(const Answer &answer) {
     if (answer.outcome == Outcome::exact) return "exact";
     const auto *match = answer.matched();
@@ -262,7 +250,7 @@ std::vector<StructureAtom> placedAtoms(const Reaction &reaction,
 
 std::string describeMatch(const Answer &answer) {
     if (answer.outcome == Outcome::noMatch) return "no match";
-    return std::string(outcomeWord(answer.outcome)) + " " + answer.match;
+    return std::string(wordOf(answer.outcome)) + " " + answer.match;
 }
 
 std::set<Code> sigmaCodes(const ReactionReader &reader, const std::vector<std::size_t> &items) {

@@ -3,6 +3,7 @@
 
 #include "host/programs/xtb.hpp"
 #include "host/search/search.hpp"
+#include "host/system/words.hpp"
 
 #include <optional>
 #include <string>
@@ -17,6 +18,12 @@ enum class Relax {
     xtb       // before and after the centre is placed, the program xtb
 };
 
+template <>
+inline constexpr auto wordsFor<Relax> = std::to_array<Word<Relax>>({{Relax::internal, "internal"},
+                                                                    {Relax::none, "none"},
+                                                                    {Relax::uff, "uff"},
+                                                                    {Relax::xtb, "xtb"}});
+
 struct AnswerOptions {
     std::vector<Stage> stages{Stage::full, Stage::sigma, Stage::lengths};
     Relax relax = Relax::internal;
@@ -28,8 +35,9 @@ struct AnswerOptions {
 
 enum class Outcome { exact, partial, noMatch };
 
-// "exact", "partial", "none".
-const char *outcomeWord(Outcome outcome);
+template <>
+inline constexpr auto wordsFor<Outcome> = std::to_array<Word<Outcome>>(
+    {{Outcome::exact, "exact"}, {Outcome::partial, "partial"}, {Outcome::noMatch, "none"}});
 
 // What a stage found.
 struct StageReport {

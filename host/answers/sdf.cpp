@@ -4,6 +4,7 @@
 
 #include <map>
 #include <tuple>
+#include <utility>
 
 namespace saddlefit::host {
 
@@ -73,6 +74,11 @@ std::string joinedLines(const std::vector<std::string> &lines) {
     return text;
 }
 
+bool headsRecordField(std::string_view line) {
+    return line.starts_with('>') &&
+           line.find(std::string("<") + recordField + ">") != std::string_view::npos;
+}
+
 } // namespace
 
 std::string transitionLines(const std::vector<Transition> &transitions) {
@@ -90,8 +96,8 @@ std::string sdfRecord(const Reaction &reaction, const Answer &answer) {
     return molfile(origin, reaction.title, placedAtoms(reaction, answer.coordinates),
                    lastingBonds(reaction, answer)) +
            field(recordField, std::to_string(reaction.number)) +
-           field(outcomeField, outcomeWord(answer.outcome)) +
-           field("STAGE", answer.stage ? stageName(*answer.stage) : "") +
+           field(outcomeField, wordOf(answer.outcome)) +
+           field("STAGE", answer.stage ? wordOf(*answer.stage) : "") +
            field(matchField, sdfLine(answer.match)) + field("SPREAD", spreadLine(answer)) +
            field("RELAXED", answer.relaxedBy) + field("CHARGE", std::to_string(answer.charge)) +
            field("UNPAIRED", std::to_string(answer.unpaired)) +
@@ -103,7 +109,27 @@ std::string sdfRecord(const Reaction &reaction, const Answer &answer) {
            field(constraintsField, constraintLines(answer.constraints)) +
            field("START_CONSTRAINTS",
                  replaced ? constraintLines(answer.startConstraints) : std::string{}) +
-           field("FROZEN_ATOMS", atomNumbers(answer.frozen)) + "$$$$\n";
+           field("FROZEN_ATOMS", atomNumbers(answer.frozen)) + sdRecordEnd + "\n";
+}
+
+std::vector<Piece> sdfPieces(std::string_view text) {
+    std::vector<Piece> pieces;
+    Piece piece;
+    bool begins = true, numberFollows = false;
+    for (CompleteLines lines(text); const auto line = lines.next();) {
+        if (std::exchange(begins, false)) piece.title = *line;
+        if (numberFollows && piece.item == 0) piece.item = onlyNumberIn(*line).value_or(0);
+        numberFollows = headsRecordField(*line);
+        if (!line->starts_with(sdRecordEnd)) continue;
+        piece.end = lines.offset();
+        pieces.push_back(std::exchange(piece, {}));
+        begins = true;
+    }
+    return pieces;
+}
+
+std::string sdfTitle(const std::string &title) {
+    return sdfLine(title);
 }
 
 } // namespace saddlefit::host

@@ -1,46 +1,55 @@
-// Finished reactions as SD records.
+/// Finished reactions as SD records.
 #pragma once
 
 #include "host/answers/answer.hpp"
+#include "host/answers/pieces.hpp"
 
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace saddlefit::host {
 
-// Names of data fields that are read again elsewhere.
+/// Names of data fields that are read again elsewhere.
 inline constexpr const char *recordField = "RECORD";
 inline constexpr const char *outcomeField = "OUTCOME";
 inline constexpr const char *matchField = "MATCH";
 inline constexpr const char *changedBondsField = "CHANGED_BONDS";
 inline constexpr const char *constraintsField = "CONSTRAINTS";
 
-// The record of a finished reaction. Atoms are counted from 1 everywhere in it.
-//
-// The bond block holds the bonds that last, with their types in the reactant; what changes stands
-// in CHANGED_BONDS, and bonds of order 0 in the transition state in PARTIAL_BONDS too. Data fields,
-// each left out where empty:
-//
-//   RECORD             number of the reaction in the files that it was read from
-//   OUTCOME            exact, partial or none
-//   STAGE              that answered: full, sigma or lengths
-//   MATCH              name of the stored structure
-//   SPREAD             with several matches, how far apart they put the changing bonds, angstrom
-//   RELAXED            what moved the atoms that are not frozen
-//   CHARGE, UNPAIRED   of the molecule; electrons
-//   STRAINS            what is wrong with the structure, a line each
-//   WARNINGS           what is doubtful in the records, a line each
-//   TRANSITION_CODE    element pairs of the changed bonds, "C-N C-O"
-//   TRANSITIONS        a line per transition: falling bond, rising bond, 0 0 for none
-//   CHANGED_BONDS      a line per bond: atoms, MDL type in the reactant, in the product
-//   PARTIAL_BONDS      a line per bond: atoms
-//   CONSTRAINTS        a line per constraint of the finished molecule: kind, atoms, value, unit
-//   START_CONSTRAINTS  with a partial match, the distances that held until the finish
-//   FROZEN_ATOMS       atoms placed from the stored structure
-//
-// Throws Error if the structure does not fit the format.
+/// The record of a finished reaction. Atoms are counted from 1 everywhere in it.
+///
+/// The bond block holds the bonds that last, with their types in the reactant; what changes stands
+/// in CHANGED_BONDS, and bonds of order 0 in the transition state in PARTIAL_BONDS too. Data
+/// fields, each left out where empty:
+///
+///   RECORD             number of the reaction in the files that it was read from
+///   OUTCOME            exact, partial or none
+///   STAGE              that answered: full, sigma or lengths
+///   MATCH              name of the stored structure
+///   SPREAD             with several matches, how far apart they put the changing bonds, angstrom
+///   RELAXED            what moved the atoms that are not frozen
+///   CHARGE, UNPAIRED   of the molecule; electrons
+///   STRAINS            what is wrong with the structure, a line each
+///   WARNINGS           what is doubtful in the records, a line each
+///   TRANSITION_CODE    element pairs of the changed bonds, "C-N C-O"
+///   TRANSITIONS        a line per transition: falling bond, rising bond, 0 0 for none
+///   CHANGED_BONDS      a line per bond: atoms, MDL type in the reactant, in the product
+///   PARTIAL_BONDS      a line per bond: atoms
+///   CONSTRAINTS        a line per constraint of the finished molecule: kind, atoms, value, unit
+///   START_CONSTRAINTS  with a partial match, the distances that held until the finish
+///   FROZEN_ATOMS       atoms placed from the stored structure
+///
+/// Throws Error if the structure does not fit the format.
 std::string sdfRecord(const Reaction &reaction, const Answer &answer);
 
-// The lines of the field TRANSITIONS.
+/// SD records; the number stands in the data field RECORD, the title in the first line.
+std::vector<Piece> sdfPieces(std::string_view text);
+
+/// What would end the record is not left as it is.
+std::string sdfTitle(const std::string &title);
+
+/// The lines of the field TRANSITIONS.
 std::string transitionLines(const std::vector<Transition> &transitions);
 
 } // namespace saddlefit::host

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "host/reactions/transitions.hpp"
+#include "host/system/words.hpp"
 
 #include <vector>
 
@@ -14,6 +15,10 @@ enum class Orders {
     harmonised, // the bond block, brought to one way of drawing
     smiles      // the data field MAPPED_SMILES where there is one, then harmonised
 };
+
+template <>
+inline constexpr auto wordsFor<Orders> = std::to_array<Word<Orders>>(
+    {{Orders::drawn, "drawn"}, {Orders::harmonised, "harmonised"}, {Orders::smiles, "smiles"}});
 
 // Draw a side without separated charges and without neighbouring radicals: each bond that the other
 // side has too rises by one order as long as its atoms carry opposite formal charges, or both have

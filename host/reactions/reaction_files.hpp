@@ -4,6 +4,7 @@
 #include "host/reactions/drawing.hpp"
 #include "host/reactions/transitions.hpp"
 #include "host/structures/reader.hpp"
+#include "host/system/words.hpp"
 
 #include <string>
 #include <vector>
@@ -24,6 +25,12 @@ enum class Start {
     mean, // half-way; of the reactant where the product has no coordinates
     file  // ReactionFiles::geometries
 };
+
+/// Of those that need no file.
+template <>
+inline constexpr auto wordsFor<Start> = std::to_array<Word<Start>>({{Start::reactant, "reactant"},
+                                                                    {Start::product, "product"},
+                                                                    {Start::mean, "mean"}});
 
 struct Reaction {
     std::size_t number = 0;    // of its records in the files, from 1

@@ -139,11 +139,6 @@ std::vector<CandidateLines> parseProgress(std::string_view text) {
     return candidates;
 }
 
-const char *roleName(Role role) {
-    constexpr std::array names{"breaks", "forms", "weakens", "strengthens", "none"};
-    return names.at(static_cast<std::size_t>(role));
-}
-
 Role roleOf(const BondChange &change) {
     if (change.after == 0) return Role::breaks;
     if (change.before == 0) return Role::forms;

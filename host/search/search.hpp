@@ -2,6 +2,7 @@
 #pragma once
 
 #include "host/search/stored_reactions.hpp"
+#include "host/system/words.hpp"
 
 #include <string>
 #include <string_view>
@@ -26,7 +27,14 @@ std::vector<CandidateLines> parseProgress(std::string_view text);
 // What a changing bond of the molecule does in a stored structure.
 enum class Role { breaks, forms, weakens, strengthens, none };
 
-const char *roleName(Role role);
+template <>
+inline constexpr auto
+    wordsFor<Role> = std::to_array<Word<Role>>({{Role::breaks, "breaks"},
+                                                {Role::forms, "forms"},
+                                                {Role::weakens, "weakens"},
+                                                {Role::strengthens, "strengthens"},
+                                                {Role::none, "none"}});
+
 Role roleOf(const BondChange &change);
 
 // A stored structure, laid on the molecule.

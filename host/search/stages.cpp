@@ -14,9 +14,6 @@ namespace {
 
 constexpr int singleType = 1;
 
-constexpr std::array<std::pair<Stage, const char *>, 3> names{
-    {{Stage::full, "full"}, {Stage::sigma, "sigma"}, {Stage::lengths, "lengths"}}};
-
 bool makesOrBreaks(const BondChange &change) {
     return change.before == 0 || change.after == 0;
 }
@@ -61,19 +58,6 @@ void replaceTransitions(Molecule &mol, const std::vector<Transition> &transition
 }
 
 } // namespace
-
-const char *stageName(Stage stage) {
-    return std::find_if(names.begin(), names.end(),
-                        [&](const auto &entry) { return entry.first == stage; })
-        ->second;
-}
-
-std::optional<Stage> stageNamed(const std::string &name) {
-    for (const auto &[stage, text] : names) {
-        if (name == text) return stage;
-    }
-    return std::nullopt;
-}
 
 std::optional<Question> questionFor(Stage stage, const Reaction &reaction) {
     Question question{reaction.reactant.bonds, reaction.transitions};

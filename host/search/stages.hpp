@@ -2,9 +2,9 @@
 #pragma once
 
 #include "host/reactions/reaction_files.hpp"
+#include "host/system/words.hpp"
 
 #include <optional>
-#include <string>
 #include <vector>
 
 namespace saddlefit::host {
@@ -15,9 +15,10 @@ enum class Stage {
     lengths // no stored structure, but the usual lengths of such bonds in the database
 };
 
-// "full", "sigma", "lengths".
-const char *stageName(Stage stage);
-std::optional<Stage> stageNamed(const std::string &name);
+template <>
+inline constexpr auto wordsFor<Stage> = std::to_array<Word<Stage>>({{Stage::full, "full"},
+                                                                    {Stage::sigma, "sigma"},
+                                                                    {Stage::lengths, "lengths"}});
 
 // A reaction as it is put to the library.
 struct Question {

@@ -106,7 +106,7 @@ std::string tableV3000(const std::vector<StructureAtom> &atoms,
 } // namespace
 
 std::string sdfLine(const std::string &text) {
-    return text.starts_with("$$$$") ? "?" + text.substr(1) : text;
+    return text.starts_with(sdRecordEnd) ? "?" + text.substr(1) : text;
 }
 
 std::string molfile(const std::string &origin, const std::string &title,

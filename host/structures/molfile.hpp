@@ -26,6 +26,9 @@ template <class... Values> std::string line(const char *format, Values... values
     return buffer;
 }
 
+// The line behind each record of an SD file.
+inline constexpr const char *sdRecordEnd = "$$$$";
+
 // A title, or another line of free text, where an SD file has it: "$$$$" would end the record.
 std::string sdfLine(const std::string &text);
 

@@ -1,4 +1,4 @@
-#include "host/answers/react_json.hpp"
+#include "host/answers/json.hpp"
 
 #include "host/structures/elements.hpp"
 #include "host/system/json.hpp"
@@ -6,6 +6,9 @@
 namespace saddlefit::host {
 
 namespace {
+
+constexpr const char *numberKey = "record";
+constexpr const char *titleKey = "title";
 
 Json fromOne(const AtomPair &atoms) {
     return {atoms.first + 1, atoms.second + 1};
@@ -43,7 +46,7 @@ Json changesOf(const Reaction &reaction, const Answer &answer) {
             {{"atoms", fromOne(change.atoms)},
              {"before", change.before},
              {"after", change.after},
-             {"role", roleName(roleOf(change))},
+             {"role", wordOf(roleOf(change))},
              {"length", distanceBetween(answer.coordinates[static_cast<std::size_t>(a)],
                                         answer.coordinates[static_cast<std::size_t>(b)])}});
     }
@@ -72,7 +75,7 @@ Json constraintsOf(const std::vector<Constraint> &constraints) {
 Json rolesOf(const Match &match) {
     Json roles = Json::array();
     for (const auto role : match.roles)
-        roles.push_back(roleName(role));
+        roles.push_back(wordOf(role));
     return roles;
 }
 
@@ -114,9 +117,9 @@ Json reportObject(const StageReport &report) {
     Json matches = Json::array();
     for (const auto &match : report.matches)
         matches.push_back(matchObject(match));
-    return {{"stage", stageName(report.stage)}, {"code", report.code},
-            {"candidates", report.candidates},  {"lookedInto", report.lookedInto},
-            {"mapped", report.mapped},          {"matches", matches}};
+    return {{"stage", wordOf(report.stage)},   {"code", report.code},
+            {"candidates", report.candidates}, {"lookedInto", report.lookedInto},
+            {"mapped", report.mapped},         {"matches", matches}};
 }
 
 Json searchOf(const Answer &answer) {
@@ -126,16 +129,26 @@ Json searchOf(const Answer &answer) {
     return reports;
 }
 
-std::string inOneLine(const Json &object) {
+std::string asLine(const Json &object) {
     return jsonText(object) + "\n";
+}
+
+Piece pieceIn(std::string_view line) {
+    Piece piece;
+    const auto object = Json::parse(line, nullptr, false);
+    if (!object.is_object()) return piece;
+    const auto number = object.find(numberKey), title = object.find(titleKey);
+    if (number != object.end() && number->is_number_unsigned()) number->get_to(piece.item);
+    if (title != object.end() && title->is_string()) title->get_to(piece.title);
+    return piece;
 }
 
 } // namespace
 
 std::string jsonLine(const Reaction &reaction, const Answer &answer) {
-    Json object{{"record", reaction.number}, {"title", reaction.title}};
-    object["outcome"] = outcomeWord(answer.outcome);
-    object["stage"] = answer.stage ? Json(stageName(*answer.stage)) : Json(nullptr);
+    Json object{{numberKey, reaction.number}, {titleKey, reaction.title}};
+    object["outcome"] = wordOf(answer.outcome);
+    object["stage"] = answer.stage ? Json(wordOf(*answer.stage)) : Json(nullptr);
     object["match"] = answer.match.empty() ? Json(nullptr) : Json(answer.match);
     object["code"] = answer.code;
     object["charge"] = answer.charge;
@@ -154,12 +167,25 @@ std::string jsonLine(const Reaction &reaction, const Answer &answer) {
     object["relaxed"] = answer.relaxedBy.empty() ? Json(nullptr) : Json(answer.relaxedBy);
     object["strains"] = answer.strains;
     object["warnings"] = answer.warnings;
-    return inOneLine(object);
+    return asLine(object);
 }
 
 std::string jsonFailureLine(std::size_t number, const std::string &title,
                             const std::string &error) {
-    return inOneLine({{"record", number}, {"title", title}, {"error", error}});
+    return asLine({{numberKey, number}, {titleKey, title}, {"error", error}});
+}
+
+std::vector<Piece> jsonPieces(std::string_view text) {
+    std::vector<Piece> pieces;
+    for (CompleteLines lines(text); const auto line = lines.next();) {
+        pieces.push_back(pieceIn(*line));
+        pieces.back().end = lines.offset();
+    }
+    return pieces;
+}
+
+std::string jsonTitle(const std::string &title) {
+    return inUtf8(title);
 }
 
 } // namespace saddlefit::host
