@@ -8,7 +8,14 @@ const Minimum &ReactionSide::relaxed() {
 }
 
 bool ReactionSide::hasBonds(const BondGraph &bonds) {
-    return bonds == drawn_.bonds || bonds == bondGraph(surface_.species(), relaxed().coordinates);
+    if (bonds == drawn_.bonds) return true;
+    if (!relaxable_) return false;
+    try {
+        return bonds == bondGraph(surface_.species(), relaxed().coordinates);
+    } catch (const SurfaceError &) {
+        relaxable_ = false; // as where a side has no coordinates
+        return false;
+    }
 }
 
 ReactionSides::ReactionSides(EnergySurface &surface, DrawnSide from, DrawnSide to)

@@ -24,13 +24,14 @@ public:
     /// Computed when first asked for. Throws SurfaceError.
     const Minimum &relaxed();
 
-    /// Whether these are its bonds, in either form.
+    /// Whether these are its bonds, in either form; in the drawn one alone if it cannot be relaxed.
     bool hasBonds(const BondGraph &bonds);
 
 private:
     EnergySurface &surface_;
     DrawnSide drawn_;
     std::optional<Minimum> relaxed_;
+    bool relaxable_ = true;
 };
 
 /// Both sides, and what happens between them.
