@@ -1,5 +1,7 @@
 #include "host/saddle/attempt.hpp"
 #include "host/saddle/hessian.hpp"
+#include "host/saddle/ladder.hpp"
+#include "host/saddle/path.hpp"
 #include "host/saddle/rational_step.hpp"
 #include "host/saddle/saddle_mode.hpp"
 #include "host/saddle/units.hpp"
@@ -210,6 +212,74 @@ const SmallReaction smallReactions[] = {
 };
 INSTANTIATE_TEST_SUITE_P(Saddles, SmallReactions, testing::ValuesIn(smallReactions),
                          [](const auto &row) { return row.param.name; });
+
+TEST(Paths, InterpolateDistancesAndIgnoreHowTheSidesLie) {
+    // A bond that grows by 0.8 bohr, in a molecule that is turned and shifted besides.
+    const Eigen::VectorXd from = (Eigen::VectorXd(6) << 0, 0, 0, 0, 0, 1.4).finished();
+    const Eigen::VectorXd to = (Eigen::VectorXd(6) << 5, 5, 5, 7.2, 5, 5).finished();
+    const auto path = interpolatedPath(from, to, 3);
+    ASSERT_EQ(path.size(), 5u);
+    for (std::size_t i = 0; i < path.size(); ++i) {
+        const double length = (path[i].tail<3>() - path[i].head<3>()).norm();
+        EXPECT_NEAR(length, 1.4 + 0.2 * static_cast<double>(i), 1e-6);
+    }
+    const auto peaks = peaksOf(path, {-1.0, 0.0, 0.3, 0.1, -1.0});
+    ASSERT_EQ(peaks.size(), 1u);
+    const double at = (peaks[0].coordinates.tail<3>() - peaks[0].coordinates.head<3>()).norm();
+    EXPECT_NEAR(at, 1.4 + 0.2 * 2.1,
+                1e-6); // the parabola through 0, 0.3, 0.1 is highest 0.1 behind
+}
+
+TEST(Ladder, GoesOnWhereTheGuessFailsAndSaysWhatItFound) {
+    if (!xtbIsHere()) GTEST_SKIP() << "libxtb is not installed";
+    const auto &reaction = smallReactions[0];
+    const auto good = inBohr(reaction.guess), onTop = inBohr({0, 0, 0, 0, 0, 0.01, 0, 1.1, 0.3});
+    struct Row {
+        const char *name;
+        Eigen::VectorXd guess;
+        int attempts;
+        const char *outcome;
+        std::vector<std::string> starts;
+        const char *reason;
+    };
+    const Row rows[] = {
+        {"good", good, 3, "verified", {"guess"}, ""},
+        {"no way on", onTop, 1, "failed", {"guess"}, "angstrom apart"},
+        {"path between the sides", onTop, 3, "verified", {"guess", "scan"}, ""},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.name);
+        const auto surface = xtbSurface({reaction.elements, 0, 0});
+        ReactionSides sides(*surface, {inBohr(reaction.reactant), reaction.before},
+                            {inBohr(reaction.product), reaction.after});
+        LadderOptions options;
+        options.attempts = row.attempts;
+        const auto report =
+            climbLadder(*surface, {{"guess", row.guess}, {"lengths", good}}, sides, options);
+        EXPECT_EQ(outcomeWords(report), row.outcome);
+        EXPECT_NE(report.reason.find(row.reason), std::string::npos) << report.reason;
+        std::vector<std::string> starts;
+        for (const auto &attempt : report.attempts)
+            starts.push_back(attempt.start);
+        EXPECT_EQ(starts, row.starts);
+    }
+}
+
+TEST(Ladder, TellsASaddleOfAnotherReaction) {
+    if (!xtbIsHere()) GTEST_SKIP() << "libxtb is not installed";
+    // The saddle to HNC, asked for as if hydrogen were to leave.
+    const auto &reaction = smallReactions[0];
+    const auto surface = xtbSurface({reaction.elements, 0, 0});
+    ReactionSides sides(*surface, {inBohr(reaction.reactant), reaction.before},
+                        {inBohr({0, 0, 0, 0, 0, 1.17, 0, 0, 6}), {{0, 1}}});
+    LadderOptions options;
+    options.attempts = 1;
+    options.steps = 1;
+    const auto report = climbLadder(*surface, {{"guess", inBohr(reaction.guess)}}, sides, options);
+    EXPECT_EQ(outcomeWords(report), "other ends");
+    EXPECT_EQ(report.shown().result.endThatIs(Side::reactant), 0);
+    EXPECT_EQ(report.shown().result.ends[1].bonds, reaction.after);
+}
 
 TEST(XtbSurface, HasTheGradientOfItsEnergy) {
     if (!xtbIsHere()) GTEST_SKIP() << "libxtb is not installed";

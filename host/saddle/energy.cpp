@@ -13,9 +13,9 @@ namespace {
 // Nearer than any bond of hydrogen ever is; methods go on below it and give energies without sense.
 constexpr double nearestAllowed = 0.3; // angstrom
 
-std::string formatted(const char *format, double value) {
+std::string withThreeDigits(double value) {
     char text[32];
-    std::snprintf(text, sizeof text, format, value);
+    std::snprintf(text, sizeof text, "%.3f", value);
     return text;
 }
 
@@ -29,7 +29,7 @@ void requireSoundGeometry(const Eigen::VectorXd &coordinates) {
     if (distance >= nearestAllowed) return;
     throw SurfaceError(SurfaceFault::badGeometry, "atoms " + std::to_string(nearest.atom1 + 1) +
                                                       " and " + std::to_string(nearest.atom2 + 1) +
-                                                      " are " + formatted("%.3f", distance) +
+                                                      " are " + withThreeDigits(distance) +
                                                       " angstrom apart; start from a geometry "
                                                       "without atoms on top of each other");
 }
