@@ -1,0 +1,91 @@
+#include "host/saddle/attempt.hpp"
+
+#include <algorithm>
+#include <array>
+
+namespace saddlefit::host {
+
+namespace {
+
+/// The sides that both ends are. An end that is neither side as drawn may still be what the surface
+/// makes of one; where both ends would be the same side, they are the same compound.
+std::array<Side, 2> sidesOf(const std::vector<End> &ends, ReactionSides &sides) {
+    const auto is = [&](std::size_t reactant, std::size_t product) {
+        return sides.reactant.hasBonds(ends[reactant].bonds) &&
+               sides.product.hasBonds(ends[product].bonds);
+    };
+    if (ends[0].bonds != ends[1].bonds) {
+        if (is(0, 1)) return {Side::reactant, Side::product};
+        if (is(1, 0)) return {Side::product, Side::reactant};
+    }
+    std::array<Side, 2> found{Side::neither, Side::neither};
+    for (std::size_t i = 0; i < 2; ++i) {
+        if (sides.reactant.hasBonds(ends[i].bonds))
+            found[i] = Side::reactant;
+        else if (sides.product.hasBonds(ends[i].bonds))
+            found[i] = Side::product;
+    }
+    return found;
+}
+
+bool areBothSides(const std::vector<Side> &sides) {
+    return sides[0] != sides[1] && sides[0] != Side::neither && sides[1] != Side::neither;
+}
+
+void compareEnds(EnergySurface &surface, ReactionSides &sides, const AttemptOptions &options,
+                 Attempt &attempt) {
+    const auto ends = endsOf(surface, attempt.saddle, options.descent);
+    attempt.ends.assign(ends.begin(), ends.end());
+    const auto found = sidesOf(attempt.ends, sides);
+    attempt.sides.assign(found.begin(), found.end());
+    if (attempt.sides[1] == Side::reactant || attempt.sides[0] == Side::product) {
+        std::swap(attempt.ends[0], attempt.ends[1]);
+        std::swap(attempt.sides[0], attempt.sides[1]);
+    }
+    attempt.outcome =
+        areBothSides(attempt.sides) ? SaddleOutcome::verified : SaddleOutcome::otherEnds;
+}
+
+void search(EnergySurface &surface, const SaddleStart &start, const DirectionAt &direction,
+            ReactionSides &sides, const AttemptOptions &options, Attempt &attempt) {
+    auto &saddle = attempt.saddle;
+    saddle = findFirstOrder(surface, start, direction, sides.progress(), options.search);
+    if (!saddle.converged || saddle.vibrations.order() < 1) {
+        attempt.outcome = SaddleOutcome::notConverged;
+        return;
+    }
+    attempt.modeShare =
+        shareInBonds(sides.changed, saddle.coordinates, saddle.vibrations.modes.col(0));
+    if (saddle.isFirstOrder())
+        compareEnds(surface, sides, options, attempt);
+    else
+        attempt.outcome = SaddleOutcome::higherOrder;
+}
+
+} // namespace
+
+const char *nameOf(SaddleOutcome outcome) {
+    constexpr std::array names{"verified", "other ends", "higher order", "not converged", "failed"};
+    return names[static_cast<std::size_t>(outcome)];
+}
+
+int Attempt::endThatIs(Side side) const {
+    const auto found = std::find(sides.begin(), sides.end(), side);
+    return found == sides.end() ? -1 : static_cast<int>(found - sides.begin());
+}
+
+Attempt attemptFrom(EnergySurface &surface, const SaddleStart &start, const DirectionAt &direction,
+                    ReactionSides &sides, const AttemptOptions &options) {
+    Attempt attempt;
+    const int before = surface.gradientsUsed();
+    try {
+        search(surface, start, direction, sides, options, attempt);
+    } catch (const SurfaceError &error) {
+        attempt.outcome = SaddleOutcome::failed;
+        attempt.reason = error.what();
+    }
+    attempt.gradients = surface.gradientsUsed() - before;
+    return attempt;
+}
+
+} // namespace saddlefit::host

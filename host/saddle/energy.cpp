@@ -1,0 +1,85 @@
+#include "host/saddle/energy.hpp"
+
+#include "host/saddle/units.hpp"
+
+#include <cstdio>
+#include <limits>
+#include <numeric>
+
+namespace saddlefit::host {
+
+namespace {
+
+// Nearer than any bond of hydrogen ever is; methods go on below it and give energies without sense.
+constexpr double nearestAllowed = 0.3; // angstrom
+
+std::string withThreeDigits(double value) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.3f", value);
+    return text;
+}
+
+void requireSoundGeometry(const Eigen::VectorXd &coordinates) {
+    if (!coordinates.allFinite()) {
+        throw SurfaceError(SurfaceFault::badGeometry, "a coordinate of the geometry is no number");
+    }
+    if (coordinates.size() < 6) return;
+    const auto nearest = nearestPair(coordinates);
+    const double distance = nearest.distance * angstromPerBohr;
+    if (distance >= nearestAllowed) return;
+    throw SurfaceError(SurfaceFault::badGeometry, "atoms " + std::to_string(nearest.atom1 + 1) +
+                                                      " and " + std::to_string(nearest.atom2 + 1) +
+                                                      " are " + withThreeDigits(distance) +
+                                                      " angstrom apart; start from a geometry "
+                                                      "without atoms on top of each other");
+}
+
+} // namespace
+
+NearestPair nearestPair(const Eigen::VectorXd &coordinates) {
+    NearestPair nearest{-1, -1, std::numeric_limits<double>::infinity()};
+    const int atoms = static_cast<int>(coordinates.size() / 3);
+    for (int a = 0; a < atoms; ++a) {
+        for (int b = a + 1; b < atoms; ++b) {
+            const double distance =
+                (coordinates.segment<3>(3 * a) - coordinates.segment<3>(3 * b)).norm();
+            if (distance < nearest.distance) nearest = {a, b, distance};
+        }
+    }
+    return nearest;
+}
+
+void requirePossible(const Species &species, int heaviestElement) {
+    if (species.elements.empty()) {
+        throw SurfaceError(SurfaceFault::wrongAtoms, "there are no atoms");
+    }
+    for (std::size_t i = 0; i < species.elements.size(); ++i) {
+        const int element = species.elements[i];
+        if (element >= 1 && element <= heaviestElement) continue;
+        throw SurfaceError(SurfaceFault::wrongAtoms,
+                           "atom " + std::to_string(i + 1) + " is of element " +
+                               std::to_string(element) + "; the method knows elements 1 to " +
+                               std::to_string(heaviestElement));
+    }
+    const long electrons =
+        std::accumulate(species.elements.begin(), species.elements.end(), 0L) - species.charge;
+    const bool fits = species.unpaired >= 0 && species.unpaired <= electrons &&
+                      (electrons - species.unpaired) % 2 == 0;
+    if (electrons >= 1 && fits) return;
+    throw SurfaceError(SurfaceFault::wrongSpin,
+                       "a charge of " + std::to_string(species.charge) + " leaves " +
+                           std::to_string(electrons) + " electrons, of which " +
+                           std::to_string(species.unpaired) +
+                           " cannot be unpaired; give another charge or number of unpaired "
+                           "electrons");
+}
+
+Evaluation EnergySurface::at(const Eigen::VectorXd &coordinates) {
+    if (!species_.elements.empty()) requireSoundGeometry(coordinates);
+    ++gradientsUsed_;
+    auto result = evaluate(coordinates);
+    if (std::isfinite(result.energy) && result.gradient.allFinite()) return result;
+    throw SurfaceError(SurfaceFault::noResult, level() + " gives no number as its energy");
+}
+
+} // namespace saddlefit::host
