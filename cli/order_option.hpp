@@ -1,8 +1,9 @@
-// Options that are a choice of words, and the one of them that several commands have.
+// Options that are a choice of words, and those that several commands have.
 #pragma once
 
 #include "cli/host.hpp"
 #include "host/reactions/drawing.hpp"
+#include "host/reactions/pairing.hpp"
 #include "host/system/words.hpp"
 
 #include <CLI/CLI.hpp>
@@ -31,6 +32,20 @@ inline void addOrdersOption(CLI::App &command, Orders &orders) {
     addChoice(command, "--orders", orders,
               "Bond orders: as drawn, brought to one way of drawing (default), or from the data "
               "field MAPPED_SMILES");
+}
+
+inline void addPairingOptions(CLI::App &command, PairOptions &pairing) {
+    addChoice(command, "--map", pairing.by,
+              "Pair the atoms of both sides by their order unless another map changes fewer bonds "
+              "(auto, default), by their order, or by their map numbers");
+    command
+        .add_option("--map-bonds", pairing.limits.bonds,
+                    "Bonds broken and formed together, up to which a map is looked for")
+        ->check(CLI::Range(1, 24))
+        ->capture_default_str();
+    command.add_option("--map-time", pairing.limits.seconds, "Seconds for the map of one reaction")
+        ->check(CLI::PositiveNumber)
+        ->capture_default_str();
 }
 
 } // namespace saddlefit::cli

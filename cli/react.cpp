@@ -4,6 +4,7 @@
 #include "cli/json.hpp"
 #include "cli/react_options.hpp"
 #include "cli/report.hpp"
+#include "host/answers/best_map.hpp"
 #include "host/answers/formats.hpp"
 #include "host/programs/constraint_files.hpp"
 #include "host/store/database_file.hpp"
@@ -111,7 +112,7 @@ public:
 
     Delivery operator()(std::size_t item) const {
         try {
-            return answered(reader_.read(item));
+            return answered(bestAnswer(reader_.read(item), stored_, options_.answer));
         } catch (const Error &error) {
             return failure(item, error.what());
         }
@@ -129,8 +130,8 @@ public:
     }
 
 private:
-    Delivery answered(const Reaction &reaction) const {
-        const auto answer = answerTo(reaction, stored_, options_.answer);
+    Delivery answered(const MappedAnswer &mapped) const {
+        const auto &[reaction, answer] = mapped;
         if (!options_.constraintProgram.empty()) writeConstraintFile(options_, reaction, answer);
         Delivery delivery;
         delivery.line = resultLine(reaction, answer);
@@ -178,7 +179,7 @@ void reportEmpty(const std::string &database) {
 }
 
 int react(const ReactOptions &options) {
-    const ReactionReader reader(options.files, options.start, options.orders);
+    const ReactionReader reader(options.files, options.start, options.orders, options.pairing);
     StoredReactions stored(options.database);
     if (stored.empty()) reportEmpty(options.database);
     options.requireOtherFiles();

@@ -78,13 +78,14 @@ void addInputs(CLI::App &command, ReactOptions &options) {
         ->type_name("");
     command
         .add_option("PRODUCTS", options.files.products,
-                    "File with the products: as many records, the same atoms in the same order")
+                    "File with the products: as many records, the same atoms")
         ->required()
         ->type_name("");
     command.add_option("--db", options.database, "Database of transition states")
         ->required()
         ->type_name("FILE");
     addOrdersOption(command, options.orders);
+    addPairingOptions(command, options.pairing);
     command
         .add_option("--start", options.startText,
                     "Begin with the geometry of the reactant, the product, their mean (default), "

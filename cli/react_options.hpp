@@ -18,6 +18,7 @@ struct ReactOptions {
     std::string database;
     Start start = Start::mean;
     Orders orders = Orders::harmonised;
+    PairOptions pairing;
     AnswerOptions answer;
     std::string output; // these three are empty where no such file is wanted
     std::string xyz;

@@ -9,6 +9,7 @@
 #include "host/system/file_lock.hpp"
 #include "host/upkeep/record_guard.hpp"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace saddlefit::cli {
@@ -18,6 +19,7 @@ namespace {
 struct AddOptions : DbOptions {
     ReactionFiles files;
     Orders orders = Orders::harmonised;
+    PairOptions pairing;
     bool force = false;
 };
 
@@ -46,19 +48,38 @@ std::string joined(const std::vector<std::string> &phrases) {
     return text;
 }
 
+// Broken and formed bonds together, in angstrom.
+double lengthOfChanges(const Reaction &reaction) {
+    double sum = 0.0;
+    for (const auto &[atoms, before, after] : reaction.changes) {
+        if (before != 0 && after != 0) continue;
+        sum += distanceBetween(reaction.coordinates[static_cast<std::size_t>(atoms.first)],
+                               reaction.coordinates[static_cast<std::size_t>(atoms.second)]);
+    }
+    return sum;
+}
+
+// Of several ways to pair the atoms the one that the transition state itself shows.
+Reaction tightest(const std::vector<Reaction> &pairings) {
+    return *std::min_element(pairings.begin(), pairings.end(),
+                             [](const Reaction &a, const Reaction &b) {
+                                 return lengthOfChanges(a) < lengthOfChanges(b);
+                             });
+}
+
 // Takes the records of the files into a database, one by one.
 class Adding {
 public:
     Adding(const AddOptions &options, DatabaseWriter &writer)
         : options_(options),
-          reader_(options.files, Start::file, options.orders),
+          reader_(options.files, Start::file, options.orders, options.pairing),
           index_(options.database),
           writer_(writer) {}
 
     void addAll() {
         for (std::size_t i = 0; i < reader_.count(); ++i) {
             try {
-                add(reader_.read(i));
+                add(tightest(reader_.read(i)));
             } catch (const Error &error) {
                 report(error);
                 refuse(reader_.title(i), {error.what()});
@@ -84,7 +105,9 @@ public:
 
 private:
     void add(const Reaction &reaction) {
-        for (const auto &doubt : doubtsAbout(reaction.reactant, reaction.product))
+        auto doubts = doubtsAbout(reaction.reactant, reaction.product);
+        doubts.insert(doubts.begin(), reaction.pairingNotes.begin(), reaction.pairingNotes.end());
+        for (const auto &doubt : doubts)
             report(Error(reaction.reactant.origin + ": warning: " + doubt));
         const auto record = recordOf(reaction);
         auto objections = implausibilities(reaction);
@@ -147,10 +170,11 @@ void addDbAddCommand(CLI::App &db, Action &chosen) {
     addArgument(command, "TS", options.files.geometries,
                 "File with the transition states; its coordinates are stored");
     addOrdersOption(command, options.orders);
+    addPairingOptions(command, options.pairing);
     command.add_flag("--force", options.force,
                      "Store records that are refused otherwise; they are reported all the same");
     command.footer(
-        "Record i of the three files is one reaction, with the same atoms in the same order. It "
+        "Record i of the three files is one reaction. It "
         "is\n"
         "stored under the transition state's title. Refused is a record in which a made or broken\n"
         "bond is not 1.03 to 2.0 single bonds long, or two atoms are closer than 0.6 angstrom, "

@@ -257,12 +257,13 @@ std::set<Code> sigmaCodes(const ReactionReader &reader, const std::vector<std::s
     std::set<Code> codes;
     for (const auto item : items) {
         try {
-            const auto reaction = reader.readChanges(item);
-            const auto question = questionFor(Stage::sigma, reaction);
-            if (!question) continue;
-            const auto mol =
-                hostMolecule(reaction.reactant.atoms, question->bonds, question->transitions);
-            codes.insert(codeOf(mol.get()));
+            for (const auto &reaction : reader.readChanges(item)) {
+                const auto question = questionFor(Stage::sigma, reaction);
+                if (!question) continue;
+                const auto mol =
+                    hostMolecule(reaction.reactant.atoms, question->bonds, question->transitions);
+                codes.insert(codeOf(mol.get()));
+            }
         } catch (const Error &) { // told when the reaction's turn comes
         }
     }

@@ -49,6 +49,12 @@ struct StageReport {
     std::vector<Match> matches; // best first
 };
 
+// Another way to pair the atoms, with as few bonds broken and formed.
+struct RivalMap {
+    std::string changes; // "C1-H7 broken, C3-H7 formed"
+    std::string match;   // as describeMatch() says
+};
+
 struct Answer {
     Outcome outcome = Outcome::noMatch;
     std::optional<Stage> stage; // that answered
@@ -65,6 +71,8 @@ struct Answer {
     std::string relaxedBy;             // "", "distances", "uff" or the method of xtb
     std::vector<std::string> strains;  // what is wrong with the structure, a sentence each
     std::vector<std::string> warnings; // about the records
+
+    std::vector<RivalMap> rivalMaps; // where the atoms can be paired in several ways
 
     const Match *matched() const; // null without one
 };

@@ -129,6 +129,15 @@ Json searchOf(const Answer &answer) {
     return reports;
 }
 
+/// Null where the order of the atoms stands.
+Json pairingOf(const Reaction &reaction, const Answer &answer) {
+    if (reaction.productAtoms.empty()) return nullptr;
+    Json rivals = Json::array();
+    for (const auto &rival : answer.rivalMaps)
+        rivals.push_back({{"changes", rival.changes}, {"match", rival.match}});
+    return {{"productAtoms", fromOne(reaction.productAtoms)}, {"rivals", rivals}};
+}
+
 std::string asLine(const Json &object) {
     return jsonText(object) + "\n";
 }
@@ -153,6 +162,7 @@ std::string jsonLine(const Reaction &reaction, const Answer &answer) {
     object["code"] = answer.code;
     object["charge"] = answer.charge;
     object["unpaired"] = answer.unpaired;
+    object["pairing"] = pairingOf(reaction, answer);
     object["changes"] = changesOf(reaction, answer);
     object["spread"] = nullptr;
     if (answer.matched() && answer.reports.back().matches.size() > 1)

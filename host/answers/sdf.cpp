@@ -67,6 +67,13 @@ std::string spreadLine(const Answer &answer) {
     return line("%.3f", spreadOf(answer.reports.back().matches));
 }
 
+std::string rivalLines(const Answer &answer) {
+    std::string text;
+    for (const auto &rival : answer.rivalMaps)
+        text += sdfLine(rival.changes + ": " + rival.match) + "\n";
+    return text;
+}
+
 std::string joinedLines(const std::vector<std::string> &lines) {
     std::string text;
     for (const auto &one : lines)
@@ -102,7 +109,9 @@ std::string sdfRecord(const Reaction &reaction, const Answer &answer) {
            field("RELAXED", answer.relaxedBy) + field("CHARGE", std::to_string(answer.charge)) +
            field("UNPAIRED", std::to_string(answer.unpaired)) +
            field("STRAINS", joinedLines(answer.strains)) +
-           field("WARNINGS", joinedLines(answer.warnings)) + field("TRANSITION_CODE", answer.code) +
+           field("WARNINGS", joinedLines(answer.warnings)) +
+           field("PRODUCT_ATOMS", atomNumbers(reaction.productAtoms)) +
+           field("RIVAL_MAPS", rivalLines(answer)) + field("TRANSITION_CODE", answer.code) +
            field("TRANSITIONS", transitionLines(reaction.transitions)) +
            field(changedBondsField, changeLines(reaction.changes)) +
            field("PARTIAL_BONDS", untypedBondLines(answer.bonds)) +

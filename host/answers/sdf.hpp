@@ -32,6 +32,10 @@ inline constexpr const char *constraintsField = "CONSTRAINTS";
 ///   CHARGE, UNPAIRED   of the molecule; electrons
 ///   STRAINS            what is wrong with the structure, a line each
 ///   WARNINGS           what is doubtful in the records, a line each
+///   PRODUCT_ATOMS      where the atoms are not paired by their order: per atom its number in the
+///                      record of the product
+///   RIVAL_MAPS         a line per other pairing with as few bonds broken and formed: these bonds,
+///                      and the match
 ///   TRANSITION_CODE    element pairs of the changed bonds, "C-N C-O"
 ///   TRANSITIONS        a line per transition: falling bond, rising bond, 0 0 for none
 ///   CHANGED_BONDS      a line per bond: atoms, MDL type in the reactant, in the product

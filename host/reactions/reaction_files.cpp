@@ -38,10 +38,6 @@ std::string titleOr(const std::string &title, const std::string &other) {
 
 void bringToOneDrawing(Structure &reactant, Structure &product, Orders orders) {
     if (orders == Orders::drawn) return;
-    if (orders == Orders::smiles) {
-        takeSmilesOrders(reactant);
-        takeSmilesOrders(product);
-    }
     joinSeparatedElectrons(reactant, product);
     joinSeparatedElectrons(product, reactant);
 }
@@ -76,7 +72,9 @@ void requireReaction(const Reaction &reaction) {
 }
 
 std::vector<std::string> warningsAbout(const Reaction &reaction) {
-    auto warnings = doubtsAbout(reaction.reactant, reaction.product);
+    auto warnings = reaction.pairingNotes;
+    const auto doubts = doubtsAbout(reaction.reactant, reaction.product);
+    warnings.insert(warnings.end(), doubts.begin(), doubts.end());
     for (const auto &change : reaction.changes) {
         const int steps = stepsBetween(change.before, change.after);
         if (steps < 2) continue;
@@ -107,9 +105,11 @@ std::vector<int> centreOf(const std::vector<BondChange> &changes) {
     return {atoms.begin(), atoms.end()};
 }
 
-ReactionReader::ReactionReader(const ReactionFiles &files, Start start, Orders orders)
+ReactionReader::ReactionReader(const ReactionFiles &files, Start start, Orders orders,
+                               const PairOptions &pairing)
     : start_(start),
       orders_(orders),
+      pairing_(pairing),
       path_(files.reactants),
       reactants_(readRecords(files.reactants)),
       products_(readRecords(files.products)) {
@@ -150,47 +150,46 @@ std::vector<Position> ReactionReader::coordinatesOf(std::size_t index,
     return positionsIn(reactant);
 }
 
-Reaction ReactionReader::readChanges(std::size_t index) const {
+Reaction ReactionReader::reactionOf(std::size_t index, const Structure &reactant,
+                                    Pairing pairing) const {
     Reaction reaction;
     reaction.number = index + 1;
-    reaction.reactant = structureOf(reactants_[index]);
-    reaction.product = structureOf(products_[index]);
-    requireSameAtoms(reaction.product, reaction.reactant);
-    requireMapsInOrder(reaction.product, reaction.reactant);
+    reaction.reactant = reactant;
+    reaction.product = std::move(pairing.product);
+    reaction.productAtoms = std::move(pairing.productAtoms);
     bringToOneDrawing(reaction.reactant, reaction.product, orders_);
     reaction.changes = changedBonds(reaction.reactant, reaction.product);
     if (orders_ != Orders::drawn) reaction.changes = withoutRedrawnRings(reaction.changes);
     requireReaction(reaction);
     reaction.transitions = deriveTransitions(reaction.changes);
+    reaction.pairingNotes = std::move(pairing.notes);
     return reaction;
 }
 
-Reaction ReactionReader::read(std::size_t index) const {
-    auto reaction = readChanges(index);
-    reaction.coordinates = coordinatesOf(index, reaction);
-    reaction.title = title(index);
-    reaction.geometryTitle = reaction.title;
-    if (start_ == Start::file) {
-        reaction.geometryTitle = titleOr(structureOf(geometries_[index]).title, reaction.title);
+std::vector<Reaction> ReactionReader::readChanges(std::size_t index) const {
+    auto reactant = structureOf(reactants_[index]), product = structureOf(products_[index]);
+    if (orders_ == Orders::smiles) { // these name the atoms by their places in the record
+        takeSmilesOrders(reactant);
+        takeSmilesOrders(product);
     }
-    reaction.warnings = warningsAbout(reaction);
-    return reaction;
+    std::vector<Reaction> reactions;
+    for (auto &pairing : pairings(reactant, product, pairing_))
+        reactions.push_back(reactionOf(index, reactant, std::move(pairing)));
+    return reactions;
 }
 
-void requireSameAtoms(const Structure &structure, const Structure &other) {
-    const std::string demand =
-        " (" + other.origin + "); both must list the same atoms in the same order";
-    if (structure.atoms.size() != other.atoms.size()) {
-        throw Error(structure.origin + ": has " + std::to_string(structure.atoms.size()) +
-                    " atoms, the reaction " + std::to_string(other.atoms.size()) + demand);
+std::vector<Reaction> ReactionReader::read(std::size_t index) const {
+    auto reactions = readChanges(index);
+    for (auto &reaction : reactions) {
+        reaction.coordinates = coordinatesOf(index, reaction);
+        reaction.title = title(index);
+        reaction.geometryTitle = reaction.title;
+        if (start_ == Start::file) {
+            reaction.geometryTitle = titleOr(structureOf(geometries_[index]).title, reaction.title);
+        }
+        reaction.warnings = warningsAbout(reaction);
     }
-    for (std::size_t i = 0; i < structure.atoms.size(); ++i) {
-        const int element = structure.atoms[i].element;
-        const int wanted = other.atoms[i].element;
-        if (element == wanted) continue;
-        throw Error(structure.origin + ": atom " + std::to_string(i + 1) + " is " +
-                    elementSymbol(element) + ", in the reaction " + elementSymbol(wanted) + demand);
-    }
+    return reactions;
 }
 
 } // namespace saddlefit::host

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "host/reactions/drawing.hpp"
+#include "host/reactions/pairing.hpp"
 #include "host/reactions/transitions.hpp"
 #include "host/structures/reader.hpp"
 #include "host/system/words.hpp"
@@ -11,7 +12,7 @@
 
 namespace saddlefit::host {
 
-// Record i of each file is the same reaction, with the same atoms in the same order.
+// Record i of each file is the same reaction. The geometries list their atoms as the reactants do.
 struct ReactionFiles {
     std::string reactants;
     std::string products;
@@ -33,15 +34,17 @@ inline constexpr auto wordsFor<Start> = std::to_array<Word<Start>>({{Start::reac
                                                                     {Start::mean, "mean"}});
 
 struct Reaction {
-    std::size_t number = 0;    // of its records in the files, from 1
-    std::string title;         // the reactant's; "record 3" where it has none
-    std::string geometryTitle; // of the record that the coordinates are from; as above
-    Structure reactant;        // with its bond orders as they were compared
-    Structure product;
+    std::size_t number = 0;            // of its records in the files, from 1
+    std::string title;                 // the reactant's; "record 3" where it has none
+    std::string geometryTitle;         // of the record that the coordinates are from; as above
+    Structure reactant;                // with its bond orders as they were compared
+    Structure product;                 // with its atoms in the reactant's order
+    std::vector<int> productAtoms;     // their places in the record; empty where these are the same
     std::vector<Position> coordinates; // to begin with
     std::vector<BondChange> changes;
     std::vector<Transition> transitions;
-    std::vector<std::string> warnings; // sentences about what is doubtful in the records
+    std::vector<std::string> pairingNotes; // sentences about how the atoms were paired
+    std::vector<std::string> warnings;     // sentences about what is doubtful in the records
 };
 
 // Atoms of bonds that change, ascending.
@@ -50,7 +53,8 @@ std::vector<int> centreOf(const std::vector<BondChange> &changes);
 class ReactionReader {
 public:
     // Throws Error when the files as such cannot be read or do not fit together.
-    ReactionReader(const ReactionFiles &files, Start start, Orders orders);
+    ReactionReader(const ReactionFiles &files, Start start, Orders orders,
+                   const PairOptions &pairing = {});
 
     std::size_t count() const { return reactants_.size(); }
 
@@ -60,24 +64,26 @@ public:
     // "FILE, record 3 (TITLE)", of the reactant; also of one that cannot be read.
     std::string origin(std::size_t index) const;
 
+    // Several where the atoms can be paired in several ways that break and form equally few bonds;
+    // those that are likelier by geometry first.
     // Throws Error if there is no reaction to be had from the records: one of them is broken,
     // atoms differ, no bond changes, or so many that the atoms must be numbered differently.
-    Reaction read(std::size_t index) const;
+    std::vector<Reaction> read(std::size_t index) const;
 
     // The same without coordinates, titles and warnings: what the reaction is, at little cost.
-    Reaction readChanges(std::size_t index) const;
+    std::vector<Reaction> readChanges(std::size_t index) const;
 
 private:
     std::vector<Position> coordinatesOf(std::size_t index, const Reaction &reaction) const;
+    Reaction reactionOf(std::size_t index, const Structure &reactant, Pairing pairing) const;
+
     Start start_;
     Orders orders_;
+    PairOptions pairing_;
     std::string path_; // of the reactants
     std::vector<Record> reactants_;
     std::vector<Record> products_;
     std::vector<Record> geometries_;
 };
-
-// Throws unless both have the same elements in the same order.
-void requireSameAtoms(const Structure &structure, const Structure &other);
 
 } // namespace saddlefit::host

@@ -1,0 +1,22 @@
+/// One answer where the atoms of a reaction can be paired in several ways.
+#pragma once
+
+#include "host/answers/answer.hpp"
+
+#include <vector>
+
+namespace saddlefit::host {
+
+struct MappedAnswer {
+    Reaction reaction; ///< with the pairing that was chosen
+    Answer answer;     ///< names the others as rivals
+};
+
+/// Ask with each pairing, and choose the one with the best match: exact before partial, an earlier
+/// stage before a later one, then the nearer to its start geometry. Of equal ones the first.
+/// @param pairings at least one, the likeliest first
+/// Throws Error as `answerTo` does.
+MappedAnswer bestAnswer(const std::vector<Reaction> &pairings, const StoredReactions &stored,
+                        const AnswerOptions &options);
+
+} // namespace saddlefit::host

@@ -1,0 +1,182 @@
+#include "host/reactions/pairing.hpp"
+
+#include "host/reactions/doubts.hpp"
+#include "host/structures/elements.hpp"
+#include "host/system/error.hpp"
+
+#include <algorithm>
+#include <map>
+#include <numeric>
+
+namespace saddlefit::host {
+
+namespace {
+
+std::size_t index(int atom) {
+    return static_cast<std::size_t>(atom);
+}
+
+bool listSameElements(const Structure &one, const Structure &other) {
+    return std::equal(one.atoms.begin(), one.atoms.end(), other.atoms.begin(), other.atoms.end(),
+                      [](const auto &a, const auto &b) { return a.element == b.element; });
+}
+
+Structure reordered(const Structure &product, const std::vector<int> &productAtoms) {
+    auto sorted = product;
+    std::vector<int> place(productAtoms.size());
+    for (std::size_t i = 0; i < productAtoms.size(); ++i) {
+        const auto from = index(productAtoms[i]);
+        place[from] = static_cast<int>(i);
+        sorted.atoms[i] = product.atoms[from];
+        if (!product.mapNumbers.empty()) sorted.mapNumbers[i] = product.mapNumbers[from];
+    }
+    for (auto &bond : sorted.bonds)
+        bond = {place[index(bond.atom1)], place[index(bond.atom2)], bond.type};
+    for (auto &ring : sorted.aromaticRings) {
+        for (auto &[a, b] : ring)
+            std::tie(a, b) = orderedPair(place[index(a)], place[index(b)]);
+        std::sort(ring.begin(), ring.end());
+    }
+    return sorted;
+}
+
+Pairing byOrder(const Structure &reactant, const Structure &product) {
+    requireSameAtoms(product, reactant);
+    requireMapsInOrder(product, reactant);
+    return {product, {}, {}};
+}
+
+Pairing byNumbers(const Structure &reactant, const Structure &product) {
+    for (const auto *side : {&reactant, &product}) {
+        if (side->mapNumbers.empty()) {
+            throw Error(side->origin + ": not every atom has a map number of its own, so the "
+                                       "atoms cannot be paired by them; number all, or let the "
+                                       "atoms be paired otherwise");
+        }
+    }
+    std::map<int, int> atomOf;
+    for (std::size_t i = 0; i < product.mapNumbers.size(); ++i)
+        atomOf[product.mapNumbers[i]] = static_cast<int>(i);
+    std::vector<int> productAtoms;
+    for (std::size_t i = 0; i < reactant.mapNumbers.size(); ++i) {
+        const auto found = atomOf.find(reactant.mapNumbers[i]);
+        if (found == atomOf.end()) {
+            throw Error(product.origin + ": no atom has the map number " +
+                        std::to_string(reactant.mapNumbers[i]) +
+                        " of the reactant; number the atoms of both sides alike");
+        }
+        productAtoms.push_back(found->second);
+    }
+    if (atomOf.size() != productAtoms.size()) requireSameAtoms(product, reactant);
+    auto sorted = reordered(product, productAtoms);
+    requireSameAtoms(sorted, reactant);
+    return {std::move(sorted), std::move(productAtoms), {}};
+}
+
+std::string countOf(int count, const char *what) {
+    return std::to_string(count) + " bond" + (count == 1 ? " " : "s ") + what;
+}
+
+std::vector<Pairing> pairingsOf(const Structure &product, const AtomMapSearch &search) {
+    std::vector<Pairing> result;
+    std::string note = "the atoms are paired by the fewest changes (" +
+                       countOf(search.broken, "broken") + ", " + countOf(search.formed, "formed") +
+                       "), not by their order";
+    if (search.maps.size() > 1) {
+        note += "; " + std::to_string(search.maps.size()) +
+                " different reactions have as few, so compare the rivals, or give map numbers";
+    }
+    for (const auto &map : search.maps)
+        result.push_back({reordered(product, map.productAtoms), map.productAtoms, {note}});
+    return result;
+}
+
+// The elements differ, but for once not only in their order.
+[[noreturn]] void refuse(const Structure &reactant, const Structure &product,
+                         const AtomMapSearch &search, const AtomMapLimits &limits) {
+    const std::string remedy =
+        "; list the atoms of both sides in the same order, or give all of them map numbers";
+    switch (search.outcome) {
+    case MapOutcome::unchanged:
+        throw Error(product.origin +
+                    ": both sides are the same molecules, so only a map tells "
+                    "which atoms react" +
+                    remedy);
+    case MapOutcome::tooManyBonds:
+        throw Error(product.origin + ": however the atoms are paired, more than " +
+                    std::to_string(limits.bonds) +
+                    " bonds break and form, which is no elementary reaction" + remedy);
+    case MapOutcome::outOfTime:
+        throw Error(product.origin + ": the atoms could not be paired in " +
+                    std::to_string(static_cast<int>(limits.seconds)) + " seconds" + remedy);
+    default:
+        requireSameAtoms(product, reactant);
+        throw Error(product.origin + ": the map numbers of both sides stand at different elements");
+    }
+}
+
+// The order, with a word about it where something is to be said against it.
+std::vector<Pairing> orderWith(Pairing order, const std::string &note) {
+    order.notes.push_back(note);
+    return {std::move(order)};
+}
+
+std::vector<Pairing> automatic(const Structure &reactant, const Structure &product,
+                               const PairOptions &options) {
+    const bool numbered = !reactant.mapNumbers.empty() && !product.mapNumbers.empty();
+    if (numbered) return {byOrder(reactant, product)};
+    if (!listSameElements(reactant, product)) {
+        const auto search = mapAtoms(reactant, product, options.limits);
+        if (search.outcome != MapOutcome::found) refuse(reactant, product, search, options.limits);
+        return pairingsOf(product, search);
+    }
+    Pairing order{product, {}, {}};
+    std::vector<int> identity(reactant.atoms.size());
+    std::iota(identity.begin(), identity.end(), 0);
+    auto limits = options.limits;
+    limits.bonds = std::min(limits.bonds, bondsBrokenAndFormed(reactant, product, identity) - 1);
+    const auto search = mapAtoms(reactant, product, limits);
+    if (search.outcome == MapOutcome::outOfTime) {
+        return orderWith(order, "the atoms are paired by their order; whether another map breaks "
+                                "and forms fewer bonds could not be told in time");
+    }
+    if (search.maps.empty()) return {order};
+    if (search.broken + search.formed == 0) {
+        return orderWith(order, "both sides are the same molecules; the order of the atoms is "
+                                "taken for the reaction");
+    }
+    return pairingsOf(product, search);
+}
+
+} // namespace
+
+std::vector<Pairing> pairings(const Structure &reactant, const Structure &product,
+                              const PairOptions &options) {
+    switch (options.by) {
+    case PairBy::order:
+        return {byOrder(reactant, product)};
+    case PairBy::numbers:
+        return {byNumbers(reactant, product)};
+    case PairBy::automatic:
+        break;
+    }
+    return automatic(reactant, product, options);
+}
+
+void requireSameAtoms(const Structure &structure, const Structure &other) {
+    const std::string demand =
+        " (" + other.origin + "); both must list the same atoms in the same order";
+    if (structure.atoms.size() != other.atoms.size()) {
+        throw Error(structure.origin + ": has " + std::to_string(structure.atoms.size()) +
+                    " atoms, the reaction " + std::to_string(other.atoms.size()) + demand);
+    }
+    for (std::size_t i = 0; i < structure.atoms.size(); ++i) {
+        const int element = structure.atoms[i].element;
+        const int wanted = other.atoms[i].element;
+        if (element == wanted) continue;
+        throw Error(structure.origin + ": atom " + std::to_string(i + 1) + " is " +
+                    elementSymbol(element) + ", in the reaction " + elementSymbol(wanted) + demand);
+    }
+}
+
+} // namespace saddlefit::host
