@@ -50,7 +50,7 @@ void catchDeath() {
     sigaltstack(&own, nullptr);
     struct sigaction action {};
     action.sa_handler = sendAndDie;
-    action.sa_flags = SA_ONSTACK | SA_RESETHAND;
+    action.sa_flags = static_cast<int>(SA_ONSTACK | SA_RESETHAND);
     for (const int signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGALRM})
         sigaction(signal, &action, nullptr);
 }

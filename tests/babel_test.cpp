@@ -119,6 +119,13 @@ TEST_F(Program, DiesInEachWayAndIsReplaced) {
               BabelErrorKind::died)
         << "its stack overflows";
     EXPECT_EQ(canonical(narrow, parsed(narrow, "OCC")), "CCO");
+    int before = 0;
+    EXPECT_EQ(kindOf([&] {
+                  narrow.read({"x.smi", "C\nCC\n" + std::string(200'000, 'C') + "\nC\n", true},
+                              [&](auto) { ++before; });
+              }),
+              BabelErrorKind::died);
+    EXPECT_EQ(before, 2) << "the third record is the one to blame";
 
     kill(first, SIGKILL);
     EXPECT_EQ(kindOf([&] { parsed(open, "C"); }), BabelErrorKind::died);

@@ -217,8 +217,9 @@ std::vector<std::optional<int>> piElectrons(const std::vector<StructureAtom> &at
                         static_cast<int>(all[i].size()) + hydrogens[i], hydrogens[i]};
         for (const auto &[neighbour, bond] : all[i]) {
             at.valence += bonds[bond].type;
-            const bool ring = std::any_of(inRings[i].begin(), inRings[i].end(),
-                                          [&](const Link &link) { return link.atom == neighbour; });
+            const bool ring =
+                std::any_of(inRings[i].begin(), inRings[i].end(),
+                            [&, to = neighbour](const Link &link) { return link.atom == to; });
             if (atoms[neighbour].element == 8 && atoms[neighbour].charge == -1) at.oxide = true;
             if (!ring && bonds[bond].type == 2) at.doubleBondOutside = atoms[neighbour].element;
         }
