@@ -14,11 +14,11 @@ std::string labelOf(const Reaction &reaction, int atom) {
 
 std::string funnel(const StageReport &report) {
     std::string text = std::string("  stage ") + wordOf(report.stage) + ", code " + report.code;
-    if (report.candidates == 0) return text + ": nothing stored has it\n";
+    const auto &[candidates, lookedInto, mapped] = report.funnel;
+    if (candidates == 0) return text + ": nothing stored has it\n";
     return text + line(": %zu stored, %zu of other composition, %zu not mapped or outweighed, "
                        "%zu compared\n",
-                       report.candidates, report.candidates - report.lookedInto,
-                       report.lookedInto - report.mapped, report.mapped);
+                       candidates, candidates - lookedInto, lookedInto - mapped, mapped);
 }
 
 std::string changeText(const Reaction &reaction, const Match &match, std::size_t i) {
@@ -30,12 +30,12 @@ std::string changeText(const Reaction &reaction, const Match &match, std::size_t
 }
 
 std::string matchText(const Reaction &reaction, const Match &match, bool chosen) {
-    const auto &lines = match.lines;
+    const auto &figures = match.figures;
     std::string text = std::string(chosen ? "  * " : "    ") + match.name;
     if (match.exact) return text + ", exact\n";
-    text += ", " + lines.setAfter +
-            line(" set, %d atoms mapped, weight %d, misfit %.3f%s\n", lines.depth,
-                 lines.weightAfter, match.misfit, match.mirrored ? ", mirror image" : "");
+    text += ", " + figures.classAfter +
+            line(" set, %d atoms mapped, weight %d, misfit %.3f%s\n", figures.depth,
+                 figures.weightAfter, match.misfit, match.mirrored ? ", mirror image" : "");
     for (std::size_t i = 0; i < match.roles.size(); ++i)
         text += "      " + changeText(reaction, match, i) + "\n";
     return text;

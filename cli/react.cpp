@@ -14,7 +14,6 @@
 #include <CLI/CLI.hpp>
 
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -106,13 +105,13 @@ void writeConstraintFile(const ReactOptions &options, const Reaction &reaction,
 // What is done for one reaction, in a worker process.
 class ReactionWork {
 public:
-    ReactionWork(const ReactOptions &options, const ReactionReader &reader,
-                 const StoredReactions &stored)
-        : options_(options), reader_(reader), stored_(stored) {}
+    ReactionWork(const ReactOptions &options, const AnswerOptions &answerOptions,
+                 const ReactionReader &reader, const StoredReactions &stored)
+        : options_(options), answerOptions_(answerOptions), reader_(reader), stored_(stored) {}
 
     Delivery operator()(std::size_t item) const {
         try {
-            return answered(bestAnswer(reader_.read(item), stored_, options_.answer));
+            return answered(bestAnswer(reader_.read(item), stored_, answerOptions_));
         } catch (const Error &error) {
             return failure(item, error.what());
         }
@@ -143,6 +142,7 @@ private:
     }
 
     const ReactOptions &options_;
+    const AnswerOptions &answerOptions_;
     const ReactionReader &reader_;
     const StoredReactions &stored_;
 };
@@ -159,6 +159,12 @@ std::vector<std::size_t> itemsOf(const ReactOptions &options, std::size_t count,
 bool asks(const ReactOptions &options, Stage stage) {
     const auto &stages = options.answer.stages;
     return std::find(stages.begin(), stages.end(), stage) != stages.end();
+}
+
+// What the workers would each find out for themselves, and in the time of their first reaction.
+void prepare(const ReactOptions &options, const StoredReactions &stored) {
+    stored.noteCodes();
+    if (asks(options, Stage::sigma) || asks(options, Stage::lengths)) stored.survey();
 }
 
 void reportInterrupt(const BatchResult &result, std::size_t count, bool resumable) {
@@ -180,7 +186,7 @@ void reportEmpty(const std::string &database) {
 
 int react(const ReactOptions &options) {
     const ReactionReader reader(options.files, options.start, options.orders, options.pairing);
-    StoredReactions stored(options.database);
+    const StoredReactions stored(options.database);
     if (stored.empty()) reportEmpty(options.database);
     options.requireOtherFiles();
 
@@ -188,13 +194,13 @@ int react(const ReactOptions &options) {
     OutputFiles outputs(options, reader);
     const std::size_t doneBefore = options.resume ? resumeAfter(outputs.all()) : 0;
     const auto items = itemsOf(options, reader.count(), doneBefore);
-    if (asks(options, Stage::sigma)) stored.prepareSigma(sigmaCodes(reader, items));
-    if (asks(options, Stage::lengths)) stored.prepareLengths();
+    if (items.size() > 1 || options.batch.timeout > 0) prepare(options, stored);
 
     // Workers may be ended at any moment; what they leave behind goes with this folder.
-    const TemporaryFolder scratch;
-    setenv("TMPDIR", scratch.path().c_str(), 1);
-    const ReactionWork work(options, reader, stored);
+    std::optional<TemporaryFolder> scratch;
+    auto answerOptions = options.answer;
+    if (options.answer.relax == Relax::xtb) answerOptions.xtb.folder = scratch.emplace().path();
+    const ReactionWork work(options, answerOptions, reader, stored);
     const auto mishap = [&](std::size_t item, const std::string &what) {
         return work.failure(item, reader.origin(item) + ": " + what);
     };

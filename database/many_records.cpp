@@ -123,4 +123,16 @@ std::int64_t ManyRecords::insert(Bytes record) {
     return data;
 }
 
+bool ManyRecords::remove(std::int64_t offset) {
+    if (hasFailed_ || descriptor_ < 0) return false;
+    unsigned char status = blockFree;
+    const auto at = static_cast<off_t>(offset + statusAt);
+    if (pread(descriptor_, &status, 1, at) != 1 || status != blockInUse) {
+        errno = EINVAL;
+        return false;
+    }
+    hasFailed_ = !write(offset + statusAt, {&blockFree, 1});
+    return !hasFailed_;
+}
+
 } // namespace saddlefit

@@ -45,6 +45,9 @@ public:
     /// Offset of the stored record; 0 if it cannot be stored, errno telling why.
     std::int64_t insert(Bytes record);
 
+    /// Make the block in use at this offset a free one; false, errno telling why, if that fails.
+    bool remove(std::int64_t offset);
+
     /// False, errno telling why, if closing fails.
     bool close();
 

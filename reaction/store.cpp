@@ -193,6 +193,10 @@ int64_t insertPacked(StoreWriter *writer, const void *record, uint32_t length) {
     });
 }
 
+int removeStored(StoreWriter *writer, const StoreBlock *block) {
+    return writer->file->remove(block->offset) ? 1 : 0;
+}
+
 int closeStoreWriter(StoreWriter *writer) {
     const std::unique_ptr<StoreWriter> owned(writer);
     return !writer || writer->file->close() ? 1 : 0;

@@ -277,26 +277,6 @@ TEST(LengthTable, GivesMediansByElementsAndKind) {
                      singleBondLength(C, C) * 1.25 / singleBondLength(C, O));
 }
 
-TEST(Progress, IsReadCandidateByCandidate) {
-    const auto lines = parseProgress("Starting with exact set, 8 score, 6 weight\n"
-                                     "Starting with super set, 7 score, -2 weight\n"
-                                     "Ending with sub set, 5 score, -3 weight\n"
-                                     "C2 O4 \n"
-                                     "Starting with none set, 4 score, 0 weight\n");
-    ASSERT_EQ(lines.size(), 3U);
-    EXPECT_EQ(lines[0].setBefore, "exact");
-    EXPECT_FALSE(lines[0].mapped);
-    EXPECT_EQ(lines[1].score, 7);
-    EXPECT_EQ(lines[1].weightBefore, -2);
-    EXPECT_TRUE(lines[1].mapped);
-    EXPECT_EQ(lines[1].setAfter, "sub");
-    EXPECT_EQ(lines[1].depth, 5);
-    EXPECT_EQ(lines[1].weightAfter, -3);
-    EXPECT_EQ(lines[1].atoms, (std::vector<std::string>{"C2", "O4"}));
-    EXPECT_FALSE(lines[2].mapped);
-    EXPECT_TRUE(parseProgress("").empty());
-}
-
 // ---- geometries ---------------------------------------------------------------------------------
 
 // Chloromethyl-like: X, C, and three hydrogens turned by an angle about the axis between them.
@@ -530,8 +510,8 @@ TEST_F(React, ALostReaderEndsTheRunAndLeavesNothingInTheWay) {
     EXPECT_TRUE(contains(run("react r.sdf p.sdf --db parents.db --json /dev/stdout | cat").out,
                          "{\"record\":2,"))
         << "a pipe is no file";
-    const auto lost = run("--version > version; TMPDIR=$PWD/nowhere " + react);
-    EXPECT_TRUE(contains(lost.err, "nowhere/saddlefit-")) << lost.err;
+    EXPECT_EQ(run("--version > version; TMPDIR=$PWD/nowhere " + react).status, 0)
+        << "no temporary file is needed";
 }
 
 // A line "C 0.0 0.0 0.0", or "0.0 0.0 0.0 C" as xtb has it.

@@ -584,6 +584,10 @@ TEST(Stores, TakeManyRecordsWhereRepeatedInsertionPutsThem) {
         EXPECT_TRUE(insert(one, "new", code, mol.get()));
     }
     EXPECT_EQ(insertPacked(writer, "", 0), 0);
+
+    const StoreBlock first{0, STORE_HEADER_SIZE, 0, 1};
+    EXPECT_EQ(removeStored(writer, &first), removeDB(one.path(), 0));
+    EXPECT_EQ(removeStored(writer, &first), 0) << "it is free by now";
     EXPECT_EQ(closeStoreWriter(writer), 1);
     EXPECT_EQ(many.bytes(), one.bytes());
 }

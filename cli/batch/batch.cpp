@@ -44,12 +44,14 @@ std::string timeoutText(double seconds) {
 class Batch {
 public:
     Batch(const std::vector<std::size_t> &items, const Work &work, const Mishap &mishap,
-          const BatchOptions &options, const std::vector<StreamedFile *> &outputs)
+          const BatchOptions &options, const std::vector<StreamedFile *> &outputs,
+          const std::function<void(const Delivery &)> &take)
         : items_(items),
           work_(work),
           mishap_(mishap),
           options_(options),
           outputs_(outputs),
+          take_(take),
           slots_(std::min(static_cast<std::size_t>(std::max(options.jobs, 1)), items.size())),
           bar_(items.size()) {}
 
@@ -159,6 +161,7 @@ private:
         const auto count = std::min(outputs_.size(), delivery.pieces.size());
         for (std::size_t i = 0; i < count; ++i)
             outputs_[i]->append(delivery.pieces[i]);
+        if (take_) take_(delivery);
         const bool lineIsSeen = !delivery.line.empty() && isatty(STDOUT_FILENO) == 1;
         if (lineIsSeen || !delivery.messages.empty()) bar_.erase();
         if (!print(delivery.line, stdout)) failPrinting();
@@ -183,6 +186,7 @@ private:
     const Mishap &mishap_;
     const BatchOptions &options_;
     const std::vector<StreamedFile *> &outputs_;
+    const std::function<void(const Delivery &)> &take_;
     std::vector<Slot> slots_;
     ProgressBar bar_;
     std::size_t next_ = 0;                         // the first item that nobody has got
@@ -194,8 +198,9 @@ private:
 } // namespace
 
 BatchResult runBatch(const std::vector<std::size_t> &items, const Work &work, const Mishap &mishap,
-                     const BatchOptions &options, const std::vector<StreamedFile *> &outputs) {
-    return Batch(items, work, mishap, options, outputs).run();
+                     const BatchOptions &options, const std::vector<StreamedFile *> &outputs,
+                     const std::function<void(const Delivery &)> &take) {
+    return Batch(items, work, mishap, options, outputs, take).run();
 }
 
 } // namespace saddlefit::cli

@@ -37,9 +37,12 @@ struct BatchResult {
 // At the first SIGINT or SIGTERM the workers are ended; what was written by then is whole. The
 // caller leaves the files unfinished, and may go on behind resumeAfter() another time.
 //
+// `take`, where it is given, gets each delivery in its turn, too.
+//
 // Throws Error if a file or standard output cannot be written, or no process can be started.
 // SIGPIPE is ignored from then on.
 BatchResult runBatch(const std::vector<std::size_t> &items, const Work &work, const Mishap &mishap,
-                     const BatchOptions &options, const std::vector<StreamedFile *> &outputs);
+                     const BatchOptions &options, const std::vector<StreamedFile *> &outputs,
+                     const std::function<void(const Delivery &)> &take = {});
 
 } // namespace saddlefit::cli

@@ -1,9 +1,7 @@
-#include "saddlefit/database.h"
-
 #include "cli/database/db_commands.hpp"
 #include "cli/report.hpp"
 #include "host/store/database_file.hpp"
-#include "host/system/diverted_stdout.hpp"
+#include "host/store/database_writer.hpp"
 #include "host/system/file_lock.hpp"
 #include "host/system/output_file.hpp"
 
@@ -31,17 +29,10 @@ void requireDistinct(const std::vector<std::size_t> &sorted, const std::string &
                 "printed it before the removal");
 }
 
-// Those behind a removed record move down, so the highest goes first.
 void removeAll(const std::vector<std::size_t> &positions, const std::string &target) {
     OutputFile file(target);
     file.copyFromTarget();
-    const auto before = openDatabase(file.path()).records.size();
-    {
-        const StdoutToStderr diverted; // the block heap's error lines are no result
-        for (const auto position : positions)
-            removeDB(file.path().c_str(), static_cast<int>(position));
-    }
-    if (openDatabase(file.path()).records.size() != before - positions.size()) {
+    if (!removeRecords(openDatabase(file.path()), positions)) {
         throw Error(target + ": the records cannot be removed; the disk may be full");
     }
     file.commit();

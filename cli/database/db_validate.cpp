@@ -4,14 +4,11 @@
 #include "host/answers/json.hpp"
 #include "host/store/database_file.hpp"
 #include "host/structures/elements.hpp"
-#include "host/system/temporary_folder.hpp"
 #include "host/upkeep/validation.hpp"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
-#include <fstream>
 #include <numeric>
 
 namespace saddlefit::cli {
@@ -26,7 +23,7 @@ struct ValidateOptions : DbOptions {
 
 // ---- checks on their way from a worker ----------------------------------------------------------
 
-std::string asLine(const RecordCheck &check) {
+std::string asText(const RecordCheck &check) {
     Json ends = Json::array();
     for (const auto &[atoms, predicted, stored] : check.ends)
         ends.push_back({atoms.first, atoms.second, predicted, stored});
@@ -35,11 +32,11 @@ std::string asLine(const RecordCheck &check) {
                       {"asked", check.asked},
                       {"from", check.from ? Json(*check.from) : Json(nullptr)},
                       {"ends", ends}};
-    return jsonText(object) + "\n";
+    return jsonText(object);
 }
 
-RecordCheck checkIn(const std::string &line) {
-    const auto object = Json::parse(line);
+RecordCheck checkIn(const std::string &text) {
+    const auto object = Json::parse(text);
     RecordCheck check;
     object.at("position").get_to(check.position);
     object.at("problem").get_to(check.problem);
@@ -55,16 +52,8 @@ RecordCheck checkIn(const std::string &line) {
 Delivery delivered(const RecordCheck &check) {
     Delivery delivery;
     delivery.failed = !check.problem.empty();
-    delivery.pieces = {asLine(check)};
+    delivery.pieces = {asText(check)};
     return delivery;
-}
-
-std::vector<RecordCheck> checksIn(const std::string &path) {
-    std::vector<RecordCheck> checks;
-    std::ifstream file(path);
-    for (std::string line; std::getline(file, line);)
-        checks.push_back(checkIn(line));
-    return checks;
 }
 
 // ---- what they come to --------------------------------------------------------------------------
@@ -223,11 +212,7 @@ private:
 
 int validate(const ValidateOptions &options) {
     const auto database = openDatabase(options.database);
-    // Workers may be ended at any moment; what they leave behind goes with this folder.
-    const TemporaryFolder scratch;
-    setenv("TMPDIR", scratch.path().c_str(), 1);
-
-    Validation validation(database);
+    const Validation validation(database);
     const auto work = [&](std::size_t position) { return delivered(validation.check(position)); };
     const auto mishap = [](std::size_t position, const std::string &what) {
         RecordCheck check;
@@ -236,15 +221,17 @@ int validate(const ValidateOptions &options) {
         return delivered(check);
     };
     const auto positions = validation.positions();
-    StreamedFile results(scratch.file("checks.jsonl"), jsonPieces, Begin::anew);
-    const auto batch = runBatch(positions, work, mishap, options.batch, {&results});
-    results.commit();
+    std::vector<RecordCheck> checks;
+    const auto keep = [&](const Delivery &delivery) {
+        for (const auto &piece : delivery.pieces)
+            checks.push_back(checkIn(piece));
+    };
+    const auto batch = runBatch(positions, work, mishap, options.batch, {}, keep);
     if (batch.interrupted) {
         std::fprintf(stderr, "saddlefit: interrupted, %zu of %zu records checked\n", batch.done,
                      positions.size());
         return somethingFailed;
     }
-    auto checks = checksIn(scratch.file("checks.jsonl"));
     for (const auto &[position, what] : validation.damaged()) {
         auto &check = checks.emplace_back();
         check.position = position;

@@ -4,7 +4,6 @@
 
 #include "host/reactions/relaxation.hpp"
 #include "host/structures/elements.hpp"
-#include "host/system/diverted_stdout.hpp"
 #include "host/system/error.hpp"
 
 #include <algorithm>
@@ -115,35 +114,24 @@ bool Asking::findsMatch(Stage stage) {
     const auto question = questionFor(stage, reaction_);
     if (!question) return false;
     const auto code = codeOf(startMolecule(reaction_, *question).get());
-    const auto candidates = stored_.candidates(stage, code);
+    Search search(reaction_, *question, *stored_.askedFor(stage, code), options_.rivals);
     auto &report = answer_.reports.emplace_back();
     report.stage = stage;
     report.code = codeInSymbols(code.data());
-    report.candidates = candidates.size();
-    if (candidates.empty()) return false;
-
-    Search search(reaction_, *question, candidates);
-    report.matches = search.best(options_.rivals);
-    const auto lines = parseProgress(search.progress());
-    report.lookedInto = lines.size();
-    report.mapped = static_cast<std::size_t>(
-        std::count_if(lines.begin(), lines.end(), [](const auto &line) { return line.mapped; }));
+    report.funnel = search.funnel();
+    report.matches = search.matches();
     if (report.matches.empty()) return false;
     place(*question, search, report.matches.front());
     return true;
 }
 
-// Start on the chosen structure alone, and finish: the library's main road.
+// Start on the chosen structure, and finish: the library's main road.
 void Asking::place(const Question &question, Search &search, const Match &match) {
     const auto mol = startMolecule(reaction_, question);
-    bool exact = false;
-    {
-        CapturedStdout captured;
-        exact = C_startReaction(mol.get(), search.holding(match).c_str()) == 0;
-        answer_.startConstraints = constraintsOf(mol.get());
-        if (!exact) relaxBetween(*mol);
-        C_finishReaction(mol.get());
-    }
+    const bool exact = search.start(*mol, match);
+    answer_.startConstraints = constraintsOf(mol.get());
+    if (!exact) relaxBetween(*mol);
+    search.finish(*mol);
     answer_.outcome = exact ? Outcome::exact : Outcome::partial;
     answer_.match = match.name;
     answer_.coordinates = positionsOf(mol.get());
@@ -155,7 +143,7 @@ void Asking::place(const Question &question, Search &search, const Match &match)
 // database, or as applyTransition() puts them where the database is not asked for that.
 void Asking::constrainLengths() {
     const auto mol = startMolecule(reaction_);
-    C_startReaction(mol.get(), nullptr);
+    searcherStart(newSearcher().get(), mol.get(), nullptr);
     std::map<AtomPair, Constraint> byAtoms; // the last one, after all steps of the bond
     for (const auto &constraint : constraintsOf(mol.get()))
         byAtoms[orderedPair(constraint.a, constraint.b)] = constraint;
@@ -235,7 +223,7 @@ Answer answerTo(const Reaction &reaction, const StoredReactions &stored,
                 const AnswerOptions &options) {
     try {
         return Asking(reaction, stored, options).answer();
-    } catch (const Error &error) { // of a program or a temporary file: they know no records
+    } catch (const Error &error) { // of a program: it knows no records
         throw Error(reaction.reactant.origin + ": " + error.what());
     }
 }
@@ -251,23 +239,6 @@ std::vector<StructureAtom> placedAtoms(const Reaction &reaction,
 std::string describeMatch(const Answer &answer) {
     if (answer.outcome == Outcome::noMatch) return "no match";
     return std::string(wordOf(answer.outcome)) + " " + answer.match;
-}
-
-std::set<Code> sigmaCodes(const ReactionReader &reader, const std::vector<std::size_t> &items) {
-    std::set<Code> codes;
-    for (const auto item : items) {
-        try {
-            for (const auto &reaction : reader.readChanges(item)) {
-                const auto question = questionFor(Stage::sigma, reaction);
-                if (!question) continue;
-                const auto mol =
-                    hostMolecule(reaction.reactant.atoms, question->bonds, question->transitions);
-                codes.insert(codeOf(mol.get()));
-            }
-        } catch (const Error &) { // told when the reaction's turn comes
-        }
-    }
-    return codes;
 }
 
 } // namespace saddlefit::host

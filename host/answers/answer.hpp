@@ -3,6 +3,7 @@
 
 #include "host/programs/xtb.hpp"
 #include "host/search/search.hpp"
+#include "host/search/stored_reactions.hpp"
 #include "host/system/words.hpp"
 
 #include <optional>
@@ -42,10 +43,8 @@ inline constexpr auto wordsFor<Outcome> = std::to_array<Word<Outcome>>(
 // What a stage found.
 struct StageReport {
     Stage stage = Stage::full;
-    std::string code;           // in symbols
-    std::size_t candidates = 0; // stored structures with the code
-    std::size_t lookedInto = 0; // whose composition was no worse than the best so far
-    std::size_t mapped = 0;     // that could be mapped, and were no worse than the best so far
+    std::string code; // in symbols
+    Funnel funnel;
     std::vector<Match> matches; // best first
 };
 
@@ -92,8 +91,5 @@ Answer answerTo(const Reaction &reaction, const StoredReactions &stored,
 
 // "exact NAME", "partial NAME" or "no match".
 std::string describeMatch(const Answer &answer);
-
-// The codes with which these reactions ask in the stage "sigma".
-std::set<Code> sigmaCodes(const ReactionReader &reader, const std::vector<std::size_t> &items);
 
 } // namespace saddlefit::host

@@ -96,15 +96,15 @@ Json mapOf(const Match &match) {
 
 Json matchObject(const Match &match) {
     Json object{{"name", match.name}, {"exact", match.exact}};
-    const auto &lines = match.lines;
-    object["composition"] = lines.setBefore;
-    object["score"] = lines.score;
-    object["weightByElements"] = lines.weightBefore;
+    const auto &figures = match.figures;
+    object["composition"] = figures.classBefore;
+    object["score"] = figures.score;
+    object["weightByElements"] = figures.weightBefore;
     if (match.exact) return object;
-    object["class"] = lines.setAfter;
-    object["depth"] = lines.depth;
-    object["weight"] = lines.weightAfter;
-    object["mappedAtoms"] = lines.atoms;
+    object["class"] = figures.classAfter;
+    object["depth"] = figures.depth;
+    object["weight"] = figures.weightAfter;
+    object["mappedAtoms"] = figures.atoms;
     object["map"] = mapOf(match);
     object["mirrored"] = match.mirrored;
     object["misfit"] = match.misfit;
@@ -117,9 +117,10 @@ Json reportObject(const StageReport &report) {
     Json matches = Json::array();
     for (const auto &match : report.matches)
         matches.push_back(matchObject(match));
+    const auto &funnel = report.funnel;
     return {{"stage", wordOf(report.stage)},   {"code", report.code},
-            {"candidates", report.candidates}, {"lookedInto", report.lookedInto},
-            {"mapped", report.mapped},         {"matches", matches}};
+            {"candidates", funnel.candidates}, {"lookedInto", funnel.lookedInto},
+            {"mapped", funnel.mapped},         {"matches", matches}};
 }
 
 Json searchOf(const Answer &answer) {

@@ -249,7 +249,7 @@ std::vector<Position> optimiseWithXtb(const ConstrainedMolecule &molecule,
             given.push_back(atom.position);
         return given;
     }
-    const TemporaryFolder folder;
+    const TemporaryFolder folder(options.folder);
     writeInput(folder.file("molecule.coord"), input);
     const auto call = callFor(folder, "molecule.coord", options);
     requireSuccess(runProgram(call), call);

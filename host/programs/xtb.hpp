@@ -12,6 +12,7 @@ struct XtbOptions {
     std::string method = "gfn2"; // or gfn1, gfn0, gfnff
     double timeLimit = 300;      // seconds
     std::string program = "xtb"; // found by PATH, or a path
+    std::string folder;          // in which it gets a folder to work in; empty: see TemporaryFolder
 };
 
 // Optimise all atoms that are not fixed under the constraints; gives the new positions in the

@@ -1,54 +1,24 @@
 #include "host/search/search.hpp"
 
 #include "saddlefit/reaction.h"
-#include "saddlefit/superpose.h"
 
 #include "host/store/database_file.hpp"
-#include "host/system/diverted_stdout.hpp"
+#include "host/structures/elements.hpp"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <new>
 #include <numeric>
-#include <sstream>
+#include <span>
+#include <stdexcept>
 
 namespace saddlefit::host {
 
 namespace {
 
-// Reads "Starting with super set, 8 score, 6 weight" behind its second word.
-bool readNumbers(std::istream &line, std::string &set, int &score, int &weight) {
-    std::string word;
-    return static_cast<bool>(line >> set >> word >> score >> word >> weight);
-}
-
-// The names by which the search file calls its candidates are their indices.
-std::size_t indexIn(const std::string &name) {
-    return std::stoul(name);
-}
-
-double signedVolume(const Atom *atoms, int first) {
-    const Atom &o = atoms[first];
-    std::array<std::array<double, 3>, 3> edge{};
-    for (int i = 0; i < 3; ++i) {
-        const Atom &a = atoms[first + i + 1];
-        edge[static_cast<std::size_t>(i)] = {a.x - o.x, a.y - o.y, a.z - o.z};
-    }
-    const auto &[u, v, w] = edge;
-    return u[0] * (v[1] * w[2] - v[2] * w[1]) + u[1] * (v[2] * w[0] - v[0] * w[2]) +
-           u[2] * (v[0] * w[1] - v[1] * w[0]);
-}
-
-// Compares four consecutive atoms, those that lie least in a plane.
-bool areMirrorImages(const Molecule &a, const Molecule &b) {
-    double largest = 0.0, other = 0.0;
-    for (int first = 0; first + 3 < a.atomCount; ++first) {
-        const double volume = signedVolume(a.atoms, first);
-        if (std::abs(volume) <= std::abs(largest)) continue;
-        largest = volume;
-        other = signedVolume(b.atoms, first);
-    }
-    return largest * other < 0.0;
+template <class T> std::span<T> counted(T *first, int count) {
+    return {first, static_cast<std::size_t>(count)};
 }
 
 const Bond *bondBetween(const Molecule &mol, const AtomPair &atoms) {
@@ -97,47 +67,7 @@ double standardDeviation(const std::vector<double> &values) {
     return std::sqrt(squares / count);
 }
 
-// What a search leaves.
-struct Outcome {
-    bool success = false;
-    HostMolecule mol;   // that was asked for
-    HostMolecule match; // none with an exact one
-    std::unique_ptr<int, decltype(&std::free)> map{nullptr, &std::free};
-    std::string progress;
-};
-
-Outcome search(const std::string &database, HostMolecule mol) {
-    applyTransition(mol.get());
-    Molecule *match = nullptr;
-    int *map = nullptr;
-    CapturedStdout captured;
-    const bool success = mapDB(database.c_str(), mol.get(), &match, &map) == 1;
-    return {success, std::move(mol), HostMolecule(match), {map, &std::free}, captured.text()};
-}
-
 } // namespace
-
-std::vector<CandidateLines> parseProgress(std::string_view text) {
-    std::vector<CandidateLines> candidates;
-    std::istringstream lines{std::string(text)};
-    for (std::string line; std::getline(lines, line);) {
-        std::istringstream words(line);
-        std::string first, with;
-        words >> first >> with;
-        if (first == "Starting") {
-            auto &entry = candidates.emplace_back();
-            readNumbers(words, entry.setBefore, entry.score, entry.weightBefore);
-        } else if (first == "Ending" && !candidates.empty()) {
-            auto &entry = candidates.back();
-            entry.mapped = readNumbers(words, entry.setAfter, entry.depth, entry.weightAfter);
-            if (!std::getline(lines, line)) break;
-            std::istringstream labels(line);
-            for (std::string label; labels >> label;)
-                entry.atoms.push_back(label);
-        }
-    }
-    return candidates;
-}
 
 Role roleOf(const BondChange &change) {
     if (change.after == 0) return Role::breaks;
@@ -156,54 +86,84 @@ HostMolecule startMolecule(const Reaction &reaction, const Question &question) {
     return mol;
 }
 
-Search::Search(const Reaction &reaction, const Question &question,
-               const std::vector<HostMolecule> &candidates)
-    : reaction_(reaction), question_(question), candidates_(candidates), file_(candidates) {}
+Search::Search(const Reaction &reaction, const Question &question, const ReactionDatabase &database,
+               std::size_t count)
+    : reaction_(reaction), searcher_(newSearcher()) {
+    SearchOptions options{};
+    options.best = static_cast<int>(count);
+    result_ = searchIn(database, *searcher_, *startMolecule(reaction, question), options);
+}
 
-std::vector<Match> Search::best(std::size_t count) {
-    std::vector<std::size_t> left(candidates_.size());
-    std::iota(left.begin(), left.end(), 0U);
+std::vector<Match> Search::matches() const {
     std::vector<Match> matches;
-    Match match;
-    while (matches.size() < count && !left.empty() && findBest(left, match)) {
-        matches.push_back(describe(match.candidate));
-        if (matches.back().exact) break;
-        std::erase(left, match.candidate);
-    }
+    for (const auto &found : counted(result_->matches, result_->matchCount))
+        matches.push_back(described(found));
     return matches;
 }
 
-bool Search::findBest(const std::vector<std::size_t> &indices, Match &match) {
-    const auto outcome = search(file_.holding(indices), startMolecule(reaction_, question_));
-    if (indices.size() == candidates_.size()) progress_ = outcome.progress;
-    if (outcome.success) match.candidate = indexIn(nameOf(outcome.mol.get()));
-    return outcome.success;
-}
-
-// Search once more, on this candidate alone: then all that is printed is about it.
-Match Search::describe(std::size_t candidate) {
-    const auto outcome = search(file_.holding({candidate}), startMolecule(reaction_, question_));
-    const auto lines = parseProgress(outcome.progress);
+Match Search::described(const SearchMatch &found) const {
+    const auto &report = result_->candidates[found.candidate];
     Match match;
-    match.candidate = candidate;
-    match.name = inOneLine(nameOf(candidates_[candidate].get()));
-    if (!lines.empty()) match.lines = lines.front();
-    match.exact = outcome.success && !outcome.match;
-    if (outcome.match) measure(*outcome.mol, *outcome.match, outcome.map.get(), match);
+    match.candidate = static_cast<std::size_t>(found.candidate);
+    match.name = inOneLine(report.name == nullptr ? "" : report.name);
+    match.figures = figuresOf(report);
+    match.exact = found.exact == 1;
+    if (!match.exact) measure(found, match);
     return match;
 }
 
-void Search::measure(Molecule &mol, Molecule &stored, int *map, Match &match) {
-    match.mirrored = areMirrorImages(*candidates_[match.candidate], stored);
-    match.map.assign(map, map + mol.atomCount);
-    std::array<double, 16> molStays{}, storedStays{}; // asked for, so that nothing moves
-    match.misfit = alignMapMols(&mol, &stored, map, molStays.data(), storedStays.data());
+CandidateFigures Search::figuresOf(const CandidateReport &report) const {
+    CandidateFigures figures{searchClassName(report.classBefore),
+                             report.score,
+                             report.weightBefore,
+                             searchClassName(report.classAfter),
+                             report.depth,
+                             report.weightAfter,
+                             {}};
+    if (report.partners == nullptr) return figures;
+    const auto &atoms = reaction_.reactant.atoms;
+    for (std::size_t i = 0; i < atoms.size(); ++i) {
+        if (report.partners[i] >= 0)
+            figures.atoms.push_back(atomLabel(atoms[i].element, static_cast<int>(i)));
+    }
+    return figures;
+}
+
+void Search::measure(const SearchMatch &found, Match &match) const {
+    match.mirrored = found.mirrored == 1;
+    match.misfit = found.misfit;
+    match.map.assign(found.map, found.map + found.atomCount);
+    const Molecule &stored = *found.structure;
     for (const auto &change : reaction_.changes) {
-        const int a = map[change.atoms.first], b = map[change.atoms.second];
+        const int a = found.map[change.atoms.first], b = found.map[change.atoms.second];
         const bool mapped = a >= 0 && b >= 0;
         match.roles.push_back(mapped ? roleIn(stored, orderedPair(a, b)) : Role::none);
         match.lengths.push_back(mapped ? calcDist(stored.atoms + a, stored.atoms + b) : 0.0);
     }
+}
+
+Funnel Search::funnel() const {
+    Funnel funnel;
+    for (const auto &report : counted(result_->candidates, result_->candidateCount)) {
+        if (report.stage != SEARCH_NOT_FINITE) ++funnel.candidates;
+        if (report.stage >= SEARCH_WEIGHT_BEFORE) ++funnel.lookedInto;
+        if (report.stage >= SEARCH_WEIGHT_AFTER && report.stage != SEARCH_EXACT) ++funnel.mapped;
+    }
+    return funnel;
+}
+
+bool Search::start(Molecule &mol, const Match &match) {
+    for (const auto &found : counted(result_->matches, result_->matchCount)) {
+        if (static_cast<std::size_t>(found.candidate) != match.candidate) continue;
+        const int started = searcherStartOn(searcher_.get(), &mol, &found);
+        if (started < 0) throw std::bad_alloc();
+        return started == 0;
+    }
+    throw std::invalid_argument("a match of another search");
+}
+
+void Search::finish(Molecule &mol) {
+    searcherFinish(searcher_.get(), &mol);
 }
 
 double spreadOf(const std::vector<Match> &matches) {

@@ -1,28 +1,25 @@
 // The search for the stored structure that fits best, and what there is to say about it.
 #pragma once
 
-#include "host/search/stored_reactions.hpp"
+#include "host/search/open_search.hpp"
+#include "host/search/stages.hpp"
 #include "host/system/words.hpp"
 
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace saddlefit::host {
 
-// What the library prints for a candidate that it looks into.
-struct CandidateLines {
-    std::string setBefore; // "exact", "super", "sub" or "none", by composition
-    int score = 0;         // atoms that could be mapped
-    int weightBefore = 0;  // of the neighbourhood, by elements
-    bool mapped = false;   // whether the second line followed; the rest holds only then
-    std::string setAfter;  // by mapping
-    int depth = 0;         // atoms that were mapped
-    int weightAfter = 0;   // of the neighbourhood, by mapping
-    std::vector<std::string> atoms;
+/// What the library found out about a candidate.
+struct CandidateFigures {
+    std::string classBefore;        ///< "exact", "super", "sub" or "none", by composition
+    int score = 0;                  ///< atoms that could be mapped
+    int weightBefore = 0;           ///< of the neighbourhood, by elements
+    std::string classAfter;         ///< by mapping
+    int depth = 0;                  ///< atoms that were mapped
+    int weightAfter = 0;            ///< of the neighbourhood, by mapping
+    std::vector<std::string> atoms; ///< labels of the atoms that were mapped
 };
-
-std::vector<CandidateLines> parseProgress(std::string_view text);
 
 // What a changing bond of the molecule does in a stored structure.
 enum class Role { breaks, forms, weakens, strengthens, none };
@@ -39,9 +36,9 @@ Role roleOf(const BondChange &change);
 
 // A stored structure, laid on the molecule.
 struct Match {
-    std::size_t candidate = 0; // its index
+    std::size_t candidate = 0; // its index among those of the search
     std::string name;
-    CandidateLines lines;
+    CandidateFigures figures;
     bool exact = false; // the rest is empty then
     bool mirrored = false;
     double misfit = 0.0;         // of the reaction centre to the start geometry, angstrom
@@ -50,31 +47,40 @@ struct Match {
     std::vector<double> lengths; // likewise, in the stored structure, 0 if not mapped; angstrom
 };
 
-// A search on some candidates, which stay as they are.
+/// How far the candidates of a search came.
+struct Funnel {
+    std::size_t candidates = 0; ///< stored structures with the code
+    std::size_t lookedInto = 0; ///< whose composition was no worse than the best so far
+    std::size_t mapped = 0;     ///< that could be mapped, and were no worse than the best so far
+};
+
+/// One search for a reaction, and the start on what it found.
 class Search {
 public:
-    Search(const Reaction &reaction, const Question &question,
-           const std::vector<HostMolecule> &candidates);
+    /// Look for the `count` structures that the library prefers.
+    Search(const Reaction &reaction, const Question &question, const ReactionDatabase &database,
+           std::size_t count);
 
-    // The matches that the library prefers, best first, each found by a search without those before
-    // it; none behind an exact one.
-    std::vector<Match> best(std::size_t count);
+    /// Best first, each what is found without those before it; none behind an exact one.
+    std::vector<Match> matches() const;
 
-    // A database with this match's structure alone.
-    const std::string &holding(const Match &match) { return file_.holding({match.candidate}); }
+    Funnel funnel() const;
 
-    // What the search on all candidates printed.
-    const std::string &progress() const { return progress_; }
+    /// Start on one of the matches with the molecule that was searched for. True if that is all: an
+    /// exact match gives its coordinates away.
+    bool start(Molecule &mol, const Match &match);
+
+    /// Place the reaction centre on the match.
+    void finish(Molecule &mol);
 
 private:
-    bool findBest(const std::vector<std::size_t> &indices, Match &match);
-    Match describe(std::size_t candidate);
-    void measure(Molecule &mol, Molecule &stored, int *map, Match &match);
+    Match described(const SearchMatch &found) const;
+    CandidateFigures figuresOf(const CandidateReport &report) const;
+    void measure(const SearchMatch &found, Match &match) const;
+
     const Reaction &reaction_;
-    const Question &question_;
-    const std::vector<HostMolecule> &candidates_;
-    SearchFile file_;
-    std::string progress_;
+    OwnedSearcher searcher_;
+    OwnedResult result_;
 };
 
 // The atoms of a reaction as the library's molecule, where it starts: with the reactant's bonds and

@@ -1,56 +1,49 @@
-// The database as the stages need it.
+/// The database as the stages need it.
 #pragma once
 
 #include "host/search/length_table.hpp"
+#include "host/search/open_search.hpp"
 #include "host/search/stages.hpp"
-#include "host/structures/host_molecule.hpp"
-#include "host/system/temporary_file.hpp"
 
-#include <memory>
+#include <map>
+#include <mutex>
 #include <set>
 #include <string>
 #include <vector>
 
 namespace saddlefit::host {
 
-using Code = std::vector<int>; // as codeOf() gives it
+using Code = std::vector<int>; ///< as codeOf() gives it
 
+/// Threads may share one. It reads what a question needs, when it is asked.
 class StoredReactions {
 public:
-    // Throws Error unless there is a sound database at `path`.
+    /// Throws Error unless there is a sound database at `path`, told by its blocks up to the first
+    /// record.
     explicit StoredReactions(const std::string &path);
 
     bool empty() const { return empty_; }
 
-    // Read the database once more and keep a copy of what answers questions of the stage "sigma"
-    // with one of these codes.
-    void prepareSigma(const std::set<Code> &codes);
+    /// Go through the file now, where otherwise the first question would: processes that are forked
+    /// later have what is found. Codes lead to their records; a survey is what the stages "sigma"
+    /// and "lengths" need.
+    void noteCodes() const;
+    void survey() const;
 
-    // Count the usual lengths of changing bonds.
-    void prepareLengths();
-    const LengthTable &lengths() const { return lengths_; }
+    const LengthTable &lengths() const;
 
-    // The stored molecules with this code, in file order.
-    std::vector<HostMolecule> candidates(Stage stage, const Code &code) const;
+    /// Where a question of a stage with this code finds all its candidates, in file order.
+    OpenReactions askedFor(Stage stage, const Code &code) const;
 
 private:
-    std::string path_;
+    OpenReactions sigmaPictures(const Code &code) const;
+    void count(Molecule &stored) const;
+
     bool empty_;
-    std::unique_ptr<TemporaryFile> sigma_;
-    LengthTable lengths_;
-};
-
-// Databases of a few candidates, for one search each. Records are named by the candidate's index.
-class SearchFile {
-public:
-    explicit SearchFile(const std::vector<HostMolecule> &candidates);
-
-    // A database of the candidates with these indices; it stands until the next call.
-    const std::string &holding(const std::vector<std::size_t> &indices);
-
-private:
-    std::vector<std::string> blocks_; // of the candidates, as they stand in a file
-    TemporaryFile file_;
+    OpenReactions file_;
+    mutable std::once_flag surveyed_;
+    mutable std::map<Code, std::set<Code>> codesBySigma_; ///< those of records, by their picture's
+    mutable LengthTable lengths_;
 };
 
 } // namespace saddlefit::host

@@ -2,11 +2,21 @@
 
 #include "host/system/error.hpp"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
 
 namespace saddlefit::host {
+
+bool removeRecords(const Database &database, const std::vector<std::size_t> &positions) {
+    OpenStoreWriter writer(openStoreWriter(database.path.c_str()));
+    const auto remove = [&](std::size_t position) {
+        return removeStored(writer.get(), &database.records.at(position)) == 1;
+    };
+    return writer && std::all_of(positions.begin(), positions.end(), remove) &&
+           closeStoreWriter(writer.release()) == 1;
+}
 
 void DatabaseWriter::begin() {
     file_.copyFromTarget();

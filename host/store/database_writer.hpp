@@ -1,14 +1,24 @@
-/// Thousands of new records for a database.
+/// Many changes of a database file at once.
 #pragma once
 
-#include "host/store/stored_record.hpp"
+#include "host/store/database_file.hpp"
 #include "host/system/output_file.hpp"
 
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace saddlefit::host {
+
+struct CloseStoreWriter {
+    void operator()(StoreWriter *writer) const { closeStoreWriter(writer); }
+};
+using OpenStoreWriter = std::unique_ptr<StoreWriter, CloseStoreWriter>;
+
+/// Remove the records at these positions, all as they were before. False, with errno set, if the
+/// file cannot be written.
+bool removeRecords(const Database &database, const std::vector<std::size_t> &positions);
 
 /// Adds to a copy of a database, which takes its place in the end. (The library's own way for one
 /// record opens the file each time and walks over all blocks before it.)
@@ -25,15 +35,12 @@ public:
     void commit();
 
 private:
-    struct Close {
-        void operator()(StoreWriter *writer) const { closeStoreWriter(writer); }
-    };
     void begin();
     [[noreturn]] void fail() const;
 
     std::string path_;
     OutputFile file_;
-    std::unique_ptr<StoreWriter, Close> writer_;
+    OpenStoreWriter writer_;
     int failure_ = 0; ///< the errno of what could not be written
 };
 

@@ -13,7 +13,7 @@
 namespace saddlefit::host {
 
 struct FreeMolecule {
-    void operator()(Molecule *mol) const { C_freeMolecule(mol); }
+    void operator()(Molecule *mol) const { freeMol(mol); }
 };
 using HostMolecule = std::unique_ptr<Molecule, FreeMolecule>;
 

@@ -1,7 +1,6 @@
 #include "host/system/temporary_folder.hpp"
 
 #include "host/system/error.hpp"
-#include "host/system/temporary_file.hpp"
 
 #include <cerrno>
 #include <cstdlib>
@@ -13,7 +12,20 @@ namespace saddlefit::host {
 
 namespace fs = std::filesystem;
 
-TemporaryFolder::TemporaryFolder() : path_(temporaryPattern()), owner_(getpid()) {
+namespace {
+
+// It may name no folder, which is told when something is to be made in it.
+std::string temporaryPattern(const std::string &parent) {
+    const char *chosen = std::getenv("TMPDIR");
+    const bool isChosen = chosen != nullptr && *chosen != '\0';
+    const fs::path folder = !parent.empty() ? parent : isChosen ? chosen : "/tmp";
+    return fs::absolute(folder / "saddlefit-XXXXXX").string();
+}
+
+} // namespace
+
+TemporaryFolder::TemporaryFolder(const std::string &parent)
+    : path_(temporaryPattern(parent)), owner_(getpid()) {
     if (mkdtemp(path_.data()) != nullptr) return;
     throw Error(path_ + ": a temporary folder cannot be made (" + std::strerror(errno) +
                 "); make room there, or set TMPDIR to another folder");

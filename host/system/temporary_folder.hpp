@@ -6,11 +6,12 @@
 
 namespace saddlefit::host {
 
-// In TMPDIR, or in /tmp. A process that was forked leaves the folder to its parent.
+// In the parent that is named, or in TMPDIR, or in /tmp. A process that was forked leaves the
+// folder to its parent.
 class TemporaryFolder {
 public:
     // Makes it, empty; throws Error if that cannot be done.
-    TemporaryFolder();
+    explicit TemporaryFolder(const std::string &parent = {});
     ~TemporaryFolder();
     TemporaryFolder(const TemporaryFolder &) = delete;
     TemporaryFolder &operator=(const TemporaryFolder &) = delete;

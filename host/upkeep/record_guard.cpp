@@ -96,9 +96,9 @@ bool listSameCoordinates(const StoredRecord &record, const StoredRecord &other) 
 bool answersExactly(const StoredRecord &stored, const Reaction &reaction) {
     const auto question = questionFor(Stage::full, reaction);
     if (!question) return false;
-    std::vector<HostMolecule> candidates;
-    candidates.push_back(hostMolecule(stored.atoms, stored.bonds, stored.transitions));
-    const auto matches = Search(reaction, *question, candidates).best(1);
+    std::vector<HostMolecule> one;
+    one.push_back(hostMolecule(stored.atoms, stored.bonds, stored.transitions));
+    const auto matches = Search(reaction, *question, *openReactions(std::move(one)), 1).matches();
     return !matches.empty() && matches.front().exact;
 }
 

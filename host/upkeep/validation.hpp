@@ -2,11 +2,10 @@
 #pragma once
 
 #include "host/reactions/reaction_files.hpp"
+#include "host/search/open_search.hpp"
 #include "host/store/database_file.hpp"
-#include "host/system/temporary_file.hpp"
 
 #include <map>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -33,34 +32,28 @@ public:
     // The database must outlive this.
     explicit Validation(const Database &database);
 
-    // The sound records, those of equal code together: one after the other they are checked
-    // fastest.
+    // The sound records, those of equal code together.
     std::vector<std::size_t> positions() const;
 
     // Positions of the damaged records, with what is wrong.
     const std::map<std::size_t, std::string> &damaged() const { return damaged_; }
 
     // Ask all records of the same code for this one, and then the others.
-    RecordCheck check(std::size_t position);
+    RecordCheck check(std::size_t position) const;
 
 private:
     using Code = std::vector<int>;
 
-    // The records of one code, named by their positions.
-    struct Group {
-        Code code;
-        std::map<std::size_t, std::string> blocks;
-        TemporaryFile all, others; // all of them, and all but one
-    };
-
-    void gather(const Code &code);
-    void checkItself(const Reaction &reaction, RecordCheck &check);
-    void predict(const Reaction &reaction, RecordCheck &check);
+    OwnedResult answerTo(const Reaction &reaction, const std::vector<int> &leftOut) const;
+    std::size_t positionOf(const SearchResult &result) const;
+    void checkItself(const Reaction &reaction, RecordCheck &check) const;
+    void predict(const Reaction &reaction, RecordCheck &check) const;
 
     const Database &database_;
+    OpenReactions open_;
     std::map<Code, std::vector<std::size_t>> byCode_;
     std::map<std::size_t, std::string> damaged_;
-    std::unique_ptr<Group> group_; // that was asked last; its files belong to one process
+    std::vector<int> leftOut_; // the damaged ones
 };
 
 } // namespace saddlefit::host

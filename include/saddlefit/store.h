@@ -218,6 +218,17 @@ SADDLEFIT_API StoreWriter *openStoreWriter(const char *path);
  */
 SADDLEFIT_API int64_t insertPacked(StoreWriter *writer, const void *record, uint32_t length);
 
+/**
+ * Remove a record as removeDB() does: its block is free from then on, and the positions of those
+ * behind it go down by one. insertPacked() fills it once the file is opened anew.
+ *
+ * @param writer  Open file.
+ * @param block   A block of that file, in use, as nextStoreBlock() gave it.
+ * @return        1; 0 with errno set if the block is not in use any more (EINVAL) or the file
+ *                cannot be written; a writer that could not write takes no more.
+ */
+SADDLEFIT_API int removeStored(StoreWriter *writer, const StoreBlock *block);
+
 /** Close the file; NULL does nothing. @return 1; 0 if closing fails, with errno set. */
 SADDLEFIT_API int closeStoreWriter(StoreWriter *writer);
 

@@ -1,0 +1,71 @@
+#include "host/search/open_search.hpp"
+
+#include "host/system/error.hpp"
+
+#include <exception>
+#include <new>
+
+namespace saddlefit::host {
+
+namespace {
+
+/// A visitor whose exception waits until the library has come back: nothing is thrown through it.
+struct Visit {
+    const StoredVisitor &visitor;
+    std::exception_ptr failure = nullptr;
+
+    static int take(Molecule *structure, int record, void *context) noexcept {
+        auto &self = *static_cast<Visit *>(context);
+        try {
+            self.visitor(HostMolecule(structure), record);
+            return 0;
+        } catch (...) {
+            self.failure = std::current_exception();
+            return 1;
+        }
+    }
+};
+
+OpenReactions shared(ReactionDatabase *database) {
+    return {database, [](ReactionDatabase *open) { closeReactionDatabase(open); }};
+}
+
+template <class Owned> Owned orNoMemory(Owned owned) {
+    if (!owned) throw std::bad_alloc();
+    return owned;
+}
+
+} // namespace
+
+OpenReactions openReactions(const std::string &path) {
+    auto database = shared(openReactionDatabase(path.c_str()));
+    if (!database) throw Error(path + ": the database cannot be opened any more; try again");
+    return database;
+}
+
+OpenReactions openReactions(std::vector<HostMolecule> molecules) {
+    std::vector<Molecule *> handedOver;
+    handedOver.reserve(molecules.size());
+    for (auto &molecule : molecules)
+        handedOver.push_back(molecule.release());
+    return orNoMemory(
+        shared(openReactionMolecules(handedOver.data(), static_cast<int>(handedOver.size()))));
+}
+
+OwnedSearcher newSearcher() {
+    return orNoMemory(OwnedSearcher(createSearcher()));
+}
+
+OwnedResult searchIn(const ReactionDatabase &database, Searcher &searcher, const Molecule &mol,
+                     SearchOptions options) {
+    options.soundOnly = 1;
+    return orNoMemory(OwnedResult(searchReactions(&searcher, &database, &mol, &options)));
+}
+
+void forEachStored(const ReactionDatabase &database, const int *code, const StoredVisitor &visit) {
+    Visit walk{visit};
+    visitReactions(&database, code, &Visit::take, &walk);
+    if (walk.failure) std::rethrow_exception(walk.failure);
+}
+
+} // namespace saddlefit::host
