@@ -5,6 +5,7 @@
 
 #include "host/store/database_file.hpp"
 #include "host/system/diverted_stdout.hpp"
+#include "host/system/text.hpp"
 
 #include <algorithm>
 #include <array>

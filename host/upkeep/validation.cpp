@@ -4,6 +4,7 @@
 
 #include "host/search/search.hpp"
 #include "host/system/diverted_stdout.hpp"
+#include "host/system/text.hpp"
 #include "host/upkeep/shape.hpp"
 #include "host/upkeep/stored_question.hpp"
 
