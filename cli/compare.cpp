@@ -3,7 +3,7 @@
 #include "cli/subcommand.hpp"
 #include "host/answers/sdf.hpp"
 #include "host/reactions/reaction_files.hpp"
-#include "host/structures/elements.hpp"
+#include "host/structures/labels.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -114,13 +114,6 @@ const Structure &withTitle(const std::vector<Record> &records, const Structure &
                 "; give both records the same title");
 }
 
-std::string bondLabel(const Structure &structure, AtomPair atoms) {
-    const auto label = [&](int atom) {
-        return atomLabel(structure.atoms[static_cast<std::size_t>(atom)].element, atom);
-    };
-    return label(atoms.first) + "-" + label(atoms.second);
-}
-
 std::string changeText(const BondChange &change) {
     const auto order = [](int mdlType) {
         return mdlType == mdlAromaticType ? std::string("ar") : std::to_string(mdlType);
@@ -135,8 +128,8 @@ void printRows(const Structure &predicted, const Structure &actual, Totals &tota
         const double guess = predictedDistance(predicted, change.atoms);
         const double truth = distance(actual, change.atoms);
         std::printf("%-28s %-30s %-10s %-8s %9.3f %9.3f %+10.3f\n", title.c_str(), match.c_str(),
-                    bondLabel(predicted, change.atoms).c_str(), changeText(change).c_str(), guess,
-                    truth, guess - truth);
+                    bondLabel(predicted.atoms, change.atoms).c_str(), changeText(change).c_str(),
+                    guess, truth, guess - truth);
         title.clear(); // named once, above its bonds
         match.clear();
         if (!hasMatch(predicted)) continue;

@@ -1,32 +1,28 @@
 #include "cli/explanation.hpp"
 
 #include "cli/host.hpp"
-#include "host/structures/elements.hpp"
-#include "host/structures/molfile.hpp"
+#include "host/structures/labels.hpp"
+#include "host/system/text.hpp"
 
 namespace saddlefit::cli {
 
 namespace {
 
-std::string labelOf(const Reaction &reaction, int atom) {
-    return atomLabel(reaction.reactant.atoms[static_cast<std::size_t>(atom)].element, atom);
-}
-
 std::string funnel(const StageReport &report) {
     std::string text = std::string("  stage ") + wordOf(report.stage) + ", code " + report.code;
     const auto &[candidates, lookedInto, mapped] = report.funnel;
     if (candidates == 0) return text + ": nothing stored has it\n";
-    return text + line(": %zu stored, %zu of other composition, %zu not mapped or outweighed, "
-                       "%zu compared\n",
-                       candidates, candidates - lookedInto, lookedInto - mapped, mapped);
+    return text + formatted(": %zu stored, %zu of other composition, %zu not mapped or outweighed, "
+                            "%zu compared\n",
+                            candidates, candidates - lookedInto, lookedInto - mapped, mapped);
 }
 
 std::string changeText(const Reaction &reaction, const Match &match, std::size_t i) {
     const auto &change = reaction.changes[i];
-    std::string text = labelOf(reaction, change.atoms.first) + "-" +
-                       labelOf(reaction, change.atoms.second) + " " + wordOf(roleOf(change));
+    std::string text =
+        bondLabel(reaction.reactant.atoms, change.atoms) + " " + wordOf(roleOf(change));
     if (match.roles[i] == Role::none) return text + " (not in the match)";
-    return text + line(" %.2f (", match.lengths[i]) + wordOf(match.roles[i]) + " there)";
+    return text + formatted(" %.2f (", match.lengths[i]) + wordOf(match.roles[i]) + " there)";
 }
 
 std::string matchText(const Reaction &reaction, const Match &match, bool chosen) {
@@ -34,8 +30,8 @@ std::string matchText(const Reaction &reaction, const Match &match, bool chosen)
     std::string text = std::string(chosen ? "  * " : "    ") + match.name;
     if (match.exact) return text + ", exact\n";
     text += ", " + figures.classAfter +
-            line(" set, %d atoms mapped, weight %d, misfit %.3f%s\n", figures.depth,
-                 figures.weightAfter, match.misfit, match.mirrored ? ", mirror image" : "");
+            formatted(" set, %d atoms mapped, weight %d, misfit %.3f%s\n", figures.depth,
+                      figures.weightAfter, match.misfit, match.mirrored ? ", mirror image" : "");
     for (std::size_t i = 0; i < match.roles.size(); ++i)
         text += "      " + changeText(reaction, match, i) + "\n";
     return text;

@@ -23,14 +23,14 @@ namespace saddlefit::cli {
 namespace {
 
 struct Output {
-    const std::string &path;
-    const AnswerFormat &format;
+    std::string path;
+    const AnswerFormat *format;
 };
 
 // The output files that are wanted.
 std::vector<Output> outputsOf(const ReactOptions &options) {
     std::vector<Output> outputs{
-        {options.output, sdfFormat}, {options.xyz, xyzFormat}, {options.json, jsonFormat}};
+        {options.output, &sdfFormat}, {options.xyz, &xyzFormat}, {options.json, &jsonFormat}};
     std::erase_if(outputs, [](const Output &output) { return output.path.empty(); });
     return outputs;
 }
@@ -41,11 +41,12 @@ public:
     OutputFiles(const ReactOptions &options, const ReactionReader &reader) {
         const auto begin = options.resume ? Begin::resume : Begin::anew;
         for (const auto &[path, format] : outputsOf(options)) {
-            const auto titleOf = [&](std::size_t item) -> std::optional<std::string> {
+            const auto titleOf = [&reader,
+                                  form = format](std::size_t item) -> std::optional<std::string> {
                 if (item > reader.count()) return std::nullopt;
-                return format.writtenTitle(reader.title(item - 1));
+                return form->writtenTitle(reader.title(item - 1));
             };
-            files_.push_back(std::make_unique<StreamedFile>(path, format.scan, begin, titleOf));
+            files_.push_back(std::make_unique<StreamedFile>(path, format->scan, begin, titleOf));
         }
     }
     std::vector<StreamedFile *> all() const {
@@ -122,8 +123,8 @@ public:
         delivery.messages = "saddlefit: " + what + "\n";
         for (const auto &[path, format] : outputsOf(options_)) {
             auto &piece = delivery.pieces.emplace_back();
-            if (format.writeFailure)
-                piece = format.writeFailure(item + 1, reader_.title(item), what);
+            if (format->writeFailure)
+                piece = format->writeFailure(item + 1, reader_.title(item), what);
         }
         return delivery;
     }
@@ -137,7 +138,7 @@ private:
         delivery.messages = warningLines(reaction, answer);
         if (options_.verbose) delivery.messages += explanation(reaction, answer);
         for (const auto &[path, format] : outputsOf(options_))
-            delivery.pieces.push_back(format.write(reaction, answer));
+            delivery.pieces.push_back(format->write(reaction, answer));
         return delivery;
     }
 

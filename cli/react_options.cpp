@@ -5,6 +5,7 @@
 #include "host/programs/constraint_files.hpp"
 #include "host/store/database_file.hpp"
 #include "host/system/output_file.hpp"
+#include "host/system/text.hpp"
 
 #include <CLI/CLI.hpp>
 
@@ -189,9 +190,7 @@ void ReactOptions::requireOtherFiles() const {
 }
 
 std::string ReactOptions::constraintStem(const Reaction &reaction) const {
-    char number[16];
-    std::snprintf(number, sizeof number, "%04zu-", reaction.number);
-    return number + asFileName(reaction.title);
+    return formatted("%04zu-", reaction.number) + asFileName(reaction.title);
 }
 
 std::string ReactOptions::constraintPath(const Reaction &reaction) const {

@@ -2,7 +2,7 @@
 #include "cli/report.hpp"
 #include "cli/subcommand.hpp"
 #include "host/structures/elements.hpp"
-#include "host/structures/perception.hpp"
+#include "host/structures/host_molecule.hpp"
 #include "host/structures/reader.hpp"
 
 #include <algorithm>
@@ -30,7 +30,7 @@ char letterOf(int code) {
 }
 
 std::vector<LabelledAtom> labelledAtoms(const Structure &structure) {
-    const auto mol = libraryMolecule(structure.atoms, structure.bonds);
+    const auto mol = hostMolecule(structure.atoms, structure.bonds);
     std::vector<int> codes(structure.atoms.size());
     if (C_getRS(mol.get(), codes.data()) != 1) {
         throw Error(structure.origin + ": not enough memory");

@@ -20,6 +20,9 @@ set(blas_libraries "")
 if(SADDLEFIT_USE_BLAS)
     set(blas_libraries "-llapack -lblas ")
 endif()
+# The copy goes where "cmake --install --prefix" puts it, and is found from there.
+file(RELATIVE_PATH prefix_from_pc /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+string(REGEX REPLACE "/$" "" prefix_from_pc "${prefix_from_pc}")
 configure_file(cmake/saddlefit.pc.in ${PROJECT_BINARY_DIR}/saddlefit.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/saddlefit.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 

@@ -2,6 +2,7 @@
 #include "cli/batch/batch.hpp"
 #include "cli/batch/progress.hpp"
 #include "command_line.hpp"
+#include "host/answers/formats.hpp"
 #include "host/system/error.hpp"
 #include "host/system/output_file.hpp"
 

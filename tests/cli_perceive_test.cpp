@@ -1,6 +1,7 @@
 // Bonds from coordinates and R/S codes: the search for pairs, and the commands as processes.
 #include "saddlefit/bonding.h"
 
+#include "host/structures/host_molecule.hpp"
 #include "host/structures/perception.hpp"
 #include "host/system/error.hpp"
 #include "tests/command_line.hpp"
@@ -40,7 +41,7 @@ Triples triplesOf(const std::vector<StructureBond> &bonds) {
 }
 
 Triples allMarkedPairs(const Atoms &atoms) {
-    const auto mol = libraryMolecule(atoms, {});
+    const auto mol = hostMolecule(atoms);
     Triples triples;
     for (int a = 0; a < mol->atomCount; ++a) {
         for (int b = a + 1; b < mol->atomCount; ++b) {
@@ -86,7 +87,7 @@ TEST(CandidateBonds, ReachAsFarAsThereIsAMarkForEachPairOfElements) {
         for (int second = first; second <= 112; ++second) {
             SCOPED_TRACE(testing::Message() << first << " with " << second);
             const Position at{place(generator), place(generator), place(generator)};
-            const auto mol = libraryMolecule({{first, 0, at}, {second, 0, at}}, {});
+            const auto mol = hostMolecule({{first, 0, at}, {second, 0, at}});
             double distance = 8.0;
             do {
                 distance -= 0.01;

@@ -4,9 +4,9 @@
 #include "cli/batch/progress.hpp"
 #include "cli/batch/worker.hpp"
 #include "cli/report.hpp"
+#include "host/system/text.hpp"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -36,9 +36,7 @@ struct Slot {
 };
 
 std::string timeoutText(double seconds) {
-    std::array<char, 64> text{};
-    std::snprintf(text.data(), text.size(), "took longer than %g s", seconds);
-    return text.data();
+    return formatted("took longer than %g s", seconds);
 }
 
 class Batch {

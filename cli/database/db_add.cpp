@@ -7,6 +7,7 @@
 #include "host/search/search.hpp"
 #include "host/store/database_writer.hpp"
 #include "host/system/file_lock.hpp"
+#include "host/system/text.hpp"
 #include "host/upkeep/record_guard.hpp"
 
 #include <algorithm>

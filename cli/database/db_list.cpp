@@ -2,6 +2,7 @@
 #include "cli/report.hpp"
 #include "host/reactions/transitions.hpp"
 #include "host/store/database_file.hpp"
+#include "host/system/text.hpp"
 
 #include <cstdio>
 

@@ -4,8 +4,10 @@
 #include "host/reactions/transitions.hpp"
 #include "host/store/database_file.hpp"
 #include "host/structures/elements.hpp"
+#include "host/structures/labels.hpp"
 #include "host/structures/molfile.hpp"
 #include "host/system/output_file.hpp"
+#include "host/system/text.hpp"
 
 #include <cstdio>
 
@@ -18,14 +20,9 @@ struct ShowOptions : DbOptions {
     std::string output;
 };
 
-std::string labelOf(const StoredRecord &record, int atom) {
-    return atomLabel(record.atoms[static_cast<std::size_t>(atom)].element, atom);
-}
-
-// "C1-O3", or "none" where no bond falls or rises.
-std::string bondLabel(const StoredRecord &record, int a, int b) {
-    if (a < 0 || b < 0) return "none";
-    return labelOf(record, a) + "-" + labelOf(record, b);
+/// Of a half of a transition, in which no bond may fall or rise.
+std::string halfLabel(const StoredRecord &record, int a, int b) {
+    return a < 0 || b < 0 ? "none" : bondLabel(record.atoms, {a, b});
 }
 
 void print(const StoredRecord &record) {
@@ -33,16 +30,18 @@ void print(const StoredRecord &record) {
                 codeInSymbols(record.code.data()).c_str(), record.atoms.size());
     for (int i = 0; const auto &atom : record.atoms) {
         const auto &at = atom.position;
-        std::printf("%-6s %12.6f %12.6f %12.6f\n", labelOf(record, i++).c_str(), at.x, at.y, at.z);
+        std::printf("%-6s %12.6f %12.6f %12.6f\n", labelIn(record.atoms, i++).c_str(), at.x, at.y,
+                    at.z);
     }
     std::printf("%zu bonds\n", record.bonds.size());
     for (const auto &bond : record.bonds) {
-        std::printf("%-13s %d\n", bondLabel(record, bond.atom1, bond.atom2).c_str(), bond.type);
+        std::printf("%-13s %d\n", bondLabel(record.atoms, {bond.atom1, bond.atom2}).c_str(),
+                    bond.type);
     }
     std::printf("%zu transitions\n", record.transitions.size());
     for (const auto &step : record.transitions) {
-        std::printf("%s falls, %s rises\n", bondLabel(record, step.breakA, step.breakB).c_str(),
-                    bondLabel(record, step.formA, step.formB).c_str());
+        std::printf("%s falls, %s rises\n", halfLabel(record, step.breakA, step.breakB).c_str(),
+                    halfLabel(record, step.formA, step.formB).c_str());
     }
 }
 

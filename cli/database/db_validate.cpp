@@ -3,7 +3,8 @@
 #include "cli/report.hpp"
 #include "host/answers/json.hpp"
 #include "host/store/database_file.hpp"
-#include "host/structures/elements.hpp"
+#include "host/structures/labels.hpp"
+#include "host/system/text.hpp"
 #include "host/upkeep/validation.hpp"
 
 #include <algorithm>
@@ -176,12 +177,9 @@ private:
     void printWorst(const RecordCheck &check) const {
         const auto record = recordAt(database_, check.position);
         const auto &end = worstEnd(check);
-        const auto label = [&](int atom) {
-            return atomLabel(record.atoms[static_cast<std::size_t>(atom)].element, atom);
-        };
-        std::printf("%zu\t%s\t%.3f\t%s-%s\t%.3f\t%.3f\tfrom %s\n", check.position,
-                    inOneLine(record.name).c_str(), errorOf(end), label(end.atoms.first).c_str(),
-                    label(end.atoms.second).c_str(), end.predicted, end.stored,
+        std::printf("%zu\t%s\t%.3f\t%s\t%.3f\t%.3f\tfrom %s\n", check.position,
+                    inOneLine(record.name).c_str(), errorOf(end),
+                    bondLabel(record.atoms, end.atoms).c_str(), end.predicted, end.stored,
                     inOneLine(nameAt(*check.from)).c_str());
     }
 

@@ -1,6 +1,7 @@
 #include "host/answers/sdf.hpp"
 
 #include "host/structures/molfile.hpp"
+#include "host/system/text.hpp"
 
 #include <map>
 #include <tuple>
@@ -32,8 +33,8 @@ std::vector<StructureBond> lastingBonds(const Reaction &reaction, const Answer &
 std::string changeLines(const std::vector<BondChange> &changes) {
     std::string text;
     for (const auto &change : changes) {
-        text += line("%d %d %d %d\n", change.atoms.first + 1, change.atoms.second + 1,
-                     mdlType(change.before), mdlType(change.after));
+        text += formatted("%d %d %d %d\n", change.atoms.first + 1, change.atoms.second + 1,
+                          mdlType(change.before), mdlType(change.after));
     }
     return text;
 }
@@ -41,9 +42,9 @@ std::string changeLines(const std::vector<BondChange> &changes) {
 std::string constraintLine(const Constraint &constraint) {
     const auto &[a, b, c, d] = std::tie(constraint.a, constraint.b, constraint.c, constraint.d);
     const double value = constraint.value;
-    if (c < 0) return line("distance %d %d %.6f angstrom\n", a + 1, b + 1, value);
-    if (d < 0) return line("angle %d %d %d %.4f degrees\n", a + 1, b + 1, c + 1, value);
-    return line("dihedral %d %d %d %d %.4f degrees\n", a + 1, b + 1, c + 1, d + 1, value);
+    if (c < 0) return formatted("distance %d %d %.6f angstrom\n", a + 1, b + 1, value);
+    if (d < 0) return formatted("angle %d %d %d %.4f degrees\n", a + 1, b + 1, c + 1, value);
+    return formatted("dihedral %d %d %d %d %.4f degrees\n", a + 1, b + 1, c + 1, d + 1, value);
 }
 
 std::string constraintLines(const std::vector<Constraint> &constraints) {
@@ -64,7 +65,7 @@ std::string atomNumbers(const std::vector<int> &atoms) {
 
 std::string spreadLine(const Answer &answer) {
     if (!answer.matched() || answer.reports.back().matches.size() < 2) return {};
-    return line("%.3f", spreadOf(answer.reports.back().matches));
+    return formatted("%.3f", spreadOf(answer.reports.back().matches));
 }
 
 std::string rivalLines(const Answer &answer) {
@@ -91,8 +92,8 @@ bool headsRecordField(std::string_view line) {
 std::string transitionLines(const std::vector<Transition> &transitions) {
     std::string text;
     for (const auto &step : transitions) {
-        text +=
-            line("%d %d %d %d\n", step.breakA + 1, step.breakB + 1, step.formA + 1, step.formB + 1);
+        text += formatted("%d %d %d %d\n", step.breakA + 1, step.breakB + 1, step.formA + 1,
+                          step.formB + 1);
     }
     return text;
 }

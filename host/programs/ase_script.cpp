@@ -1,5 +1,5 @@
 #include "host/programs/program_inputs.hpp"
-#include "host/structures/molfile.hpp"
+#include "host/system/text.hpp"
 
 namespace saddlefit::host {
 
@@ -55,7 +55,7 @@ std::string targets(const std::vector<Constraint> &constraints) {
     std::string text;
     for (const auto &constraint : constraints) {
         text += "    ((" + atomNumbers(atomsOf(constraint), 0, ", ") +
-                line("), %.6f),\n", constraint.value);
+                formatted("), %.6f),\n", constraint.value);
     }
     return text;
 }
@@ -64,7 +64,7 @@ std::string targets(const std::vector<Constraint> &constraints) {
 
 std::string aseScript(const ConstrainedMolecule &molecule) {
     const auto spin = molecule.unpaired > 0
-                          ? line(", scf={\"uhf\": None, \"nopen\": %d}", molecule.unpaired)
+                          ? formatted(", scf={\"uhf\": None, \"nopen\": %d}", molecule.unpaired)
                           : std::string{};
     return "# " + molecule.title +
            "\n# run: python3 THIS_FILE\nfrom io import StringIO\n\nimport numpy as np\n"
@@ -80,7 +80,7 @@ std::string aseScript(const ConstrainedMolecule &molecule) {
            "])\natoms.set_constraint([springs, fixed])\n"
            "# replace the calculator here\n" +
            "atoms.calc = NWChem(label=\"" + molecule.stem +
-           line("\", theory=\"scf\", basis=\"sto-3g\", charge=%d", molecule.charge) + spin +
+           formatted("\", theory=\"scf\", basis=\"sto-3g\", charge=%d", molecule.charge) + spin +
            ")\nBFGS(atoms, trajectory=\"" + molecule.stem +
            ".traj\").run(fmax=0.05, steps=500)\nwrite(\"" + molecule.stem + ".xyz\", atoms)\n";
 }

@@ -2,7 +2,7 @@
 
 #include "host/programs/targets.hpp"
 #include "host/structures/elements.hpp"
-#include "host/structures/molfile.hpp"
+#include "host/system/text.hpp"
 
 namespace saddlefit::host {
 
@@ -21,7 +21,7 @@ const char *wordFor(const Constraint &constraint, const Words &words) {
 }
 
 std::string number(double value) {
-    return line("%.6f", value);
+    return formatted("%.6f", value);
 }
 
 std::string chargeAndMultiplicity(const ConstrainedMolecule &molecule) {
@@ -40,8 +40,8 @@ std::string atomNumbers(const Atoms &atoms, int first, const char *separator) {
 std::string atomLines(const std::vector<StructureAtom> &atoms) {
     std::string text;
     for (const auto &[element, charge, at] : atoms)
-        text +=
-            line("%-2s %16.8f %16.8f %16.8f\n", elementSymbol(element).c_str(), at.x, at.y, at.z);
+        text += formatted("%-2s %16.8f %16.8f %16.8f\n", elementSymbol(element).c_str(), at.x, at.y,
+                          at.z);
     return text;
 }
 
@@ -67,10 +67,11 @@ std::string xtbInput(const ConstrainedMolecule &molecule) {
                        "\n# the method is chosen in that line; distances in angstrom\n"
                        "$coord angs\n";
     for (const auto &[element, charge, at] : molecule.atoms)
-        text += line("%16.8f %16.8f %16.8f %s\n", at.x, at.y, at.z, elementSymbol(element).c_str());
-    text += line("$chrg %d\n$spin %d\n", molecule.charge, molecule.unpaired);
+        text += formatted("%16.8f %16.8f %16.8f %s\n", at.x, at.y, at.z,
+                          elementSymbol(element).c_str());
+    text += formatted("$chrg %d\n$spin %d\n", molecule.charge, molecule.unpaired);
     if (!molecule.constraints.empty() || !molecule.fixed.empty()) {
-        text += line("$constrain\n  force constant=%.1f\n", xtbForceConstant);
+        text += formatted("$constrain\n  force constant=%.1f\n", xtbForceConstant);
     }
     for (const auto &constraint : molecule.constraints) {
         text += std::string("  ") + wordFor(constraint, {"distance", "angle", "dihedral"}) + ": " +
@@ -91,11 +92,12 @@ std::string orcaInput(const ConstrainedMolecule &molecule) {
                        "! HF-3c Opt\n";
     if (!molecule.constraints.empty() || !molecule.fixed.empty()) text += "%geom\n  Constraints\n";
     for (const auto &constraint : molecule.constraints) {
-        text += line("    { %s %s %s C }\n", wordFor(constraint, {"B", "A", "D"}),
-                     atomNumbers(atomsOf(constraint), 0).c_str(), number(constraint.value).c_str());
+        text += formatted("    { %s %s %s C }\n", wordFor(constraint, {"B", "A", "D"}),
+                          atomNumbers(atomsOf(constraint), 0).c_str(),
+                          number(constraint.value).c_str());
     }
     for (const int atom : molecule.fixed)
-        text += line("    { C %d C }\n", atom);
+        text += formatted("    { C %d C }\n", atom);
     if (!molecule.constraints.empty() || !molecule.fixed.empty()) text += "  end\nend\n";
     return text + "* xyz " + chargeAndMultiplicity(molecule) + "\n" + atomLines(molecule.atoms) +
            "*\n";
@@ -115,7 +117,7 @@ std::string gaussianInput(const ConstrainedMolecule &molecule) {
         text += coordinate + " =" + number(constraint.value) + " B\n" + coordinate + " F\n";
     }
     for (const int atom : molecule.fixed)
-        text += line("X %d F\n", atom + 1);
+        text += formatted("X %d F\n", atom + 1);
     return text + "\n";
 }
 
@@ -153,7 +155,7 @@ std::string psi4Input(const ConstrainedMolecule &molecule) {
     if (!molecule.fixed.empty()) {
         text += "fixed_atoms = \"\"\"\n";
         for (const int atom : molecule.fixed)
-            text += line("  %d xyz\n", atom + 1);
+            text += formatted("  %d xyz\n", atom + 1);
         text += "\"\"\"\n";
         held += "  frozen_cartesian $fixed_atoms\n";
     }
@@ -182,7 +184,7 @@ bool holdsExactly(const ConstrainedMolecule &molecule) {
 std::string heldCoordinates(const ConstrainedMolecule &molecule) {
     std::string text = "  zcoord\n";
     for (int count = 0; const auto &constraint : molecule.constraints) {
-        text += line(
+        text += formatted(
             "    %s %s %s held%d constant\n", wordFor(constraint, {"bond", "angle", "torsion"}),
             atomNumbers(atomsOf(constraint), 1).c_str(), number(constraint.value).c_str(), ++count);
     }
@@ -192,12 +194,13 @@ std::string heldCoordinates(const ConstrainedMolecule &molecule) {
 std::string nwchemSpring(const std::vector<StructureAtom> &onTarget, const Constraint &constraint) {
     const auto &[a, b, c, d, value, parameter, level] = constraint;
     if (d >= 0 && c >= 0) {
-        return line("  spring dihedral %s %.1f %.4f\n", atomNumbers({a, b, c, d}, 1).c_str(),
-                    nwchemTwist, value);
+        return formatted("  spring dihedral %s %.1f %.4f\n", atomNumbers({a, b, c, d}, 1).c_str(),
+                         nwchemTwist, value);
     }
     const int last = c < 0 ? b : c;
     const double length = c < 0 ? value : valueOf({a, last, -1, -1, 0.0, 0.0, 0}, onTarget);
-    return line("  spring bond %d %d %.1f %.6f\n", a + 1, last + 1, nwchemStretch, length / bohr);
+    return formatted("  spring bond %d %d %.1f %.6f\n", a + 1, last + 1, nwchemStretch,
+                     length / bohr);
 }
 
 std::string springs(const ConstrainedMolecule &molecule) {
@@ -215,14 +218,15 @@ std::string springs(const ConstrainedMolecule &molecule) {
 std::string nwchemInput(const ConstrainedMolecule &molecule) {
     const bool exact = holdsExactly(molecule);
     std::string text = "start " + molecule.stem + "\ntitle \"" + molecule.title + "\"\n" +
-                       line("charge %d\n", molecule.charge) +
+                       formatted("charge %d\n", molecule.charge) +
                        "geometry units angstroms noautosym nocenter" + (exact ? "" : " noautoz") +
                        "\n" + atomLines(molecule.atoms);
     if (exact && !molecule.constraints.empty()) text += heldCoordinates(molecule);
     text += "end\n";
     if (!exact) text += springs(molecule);
     text += "# replace the basis here and the method at the end\nbasis\n  * library sto-3g\nend\n";
-    if (molecule.unpaired > 0) text += line("scf\n  uhf\n  nopen %d\nend\n", molecule.unpaired);
+    if (molecule.unpaired > 0)
+        text += formatted("scf\n  uhf\n  nopen %d\nend\n", molecule.unpaired);
     return text + "driver\n  maxiter 200\n  xyz " + molecule.stem + "\nend\ntask scf optimize\n";
 }
 

@@ -4,10 +4,10 @@
 
 #include "host/structures/elements.hpp"
 #include "host/structures/host_molecule.hpp"
-#include "host/structures/molfile.hpp"
 #include "host/system/error.hpp"
 #include "host/system/process.hpp"
 #include "host/system/temporary_folder.hpp"
+#include "host/system/text.hpp"
 
 #include <algorithm>
 #include <array>
@@ -102,7 +102,7 @@ void requireSuccess(const ProgramResult &result, const ProgramCall &call) {
         throw Error("the program " + call.program + " cannot be started (" +
                     std::strerror(result.value) + "); check its rights");
     case ProgramEnd::timedOut:
-        throw Error("xtb took longer than " + line("%g", call.timeLimit) +
+        throw Error("xtb took longer than " + formatted("%g", call.timeLimit) +
                     " s; allow more time, or start nearer to the target" + quoted(call.log));
     case ProgramEnd::exited:
         if (result.value == 0) return;
@@ -230,7 +230,7 @@ void restoreFixed(std::vector<Position> &positions, const ConstrainedMolecule &m
         const double shift = distanceBetween(got, given);
         if (!(shift < mostGiving)) {
             failReading("the fixed atom " + atomLabel(molecule.atoms[index].element, atom) +
-                            " has moved by " + line("%.3f", shift) + " angstrom",
+                            " has moved by " + formatted("%.3f", shift) + " angstrom",
                         log);
         }
         got = given;

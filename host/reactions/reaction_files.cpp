@@ -3,6 +3,7 @@
 #include "host/reactions/doubts.hpp"
 #include "host/reactions/start_geometry.hpp"
 #include "host/structures/elements.hpp"
+#include "host/structures/labels.hpp"
 
 #include <set>
 
@@ -42,18 +43,11 @@ void bringToOneDrawing(Structure &reactant, Structure &product, Orders orders) {
     joinSeparatedElectrons(product, reactant);
 }
 
-std::string bondLabel(const Structure &structure, const AtomPair &atoms) {
-    const auto label = [&](int atom) {
-        return atomLabel(structure.atoms[static_cast<std::size_t>(atom)].element, atom);
-    };
-    return label(atoms.first) + "-" + label(atoms.second);
-}
-
 std::string listOf(const Structure &structure, const std::vector<BondChange> &changes) {
     std::string text;
     for (const auto &change : changes) {
         if (!text.empty()) text += ", ";
-        text += bondLabel(structure, change.atoms);
+        text += bondLabel(structure.atoms, change.atoms);
     }
     return text;
 }
@@ -78,7 +72,7 @@ std::vector<std::string> warningsAbout(const Reaction &reaction) {
     for (const auto &change : reaction.changes) {
         const int steps = stepsBetween(change.before, change.after);
         if (steps < 2) continue;
-        warnings.push_back("the order of " + bondLabel(reaction.reactant, change.atoms) +
+        warnings.push_back("the order of " + bondLabel(reaction.reactant.atoms, change.atoms) +
                            " changes by " + std::to_string(steps) +
                            " at once; only a stored reaction drawn in the same direction and the "
                            "same way can match it");

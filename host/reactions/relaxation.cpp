@@ -4,6 +4,7 @@
 #include "host/structures/babel.hpp"
 #include "host/structures/elements.hpp"
 #include "host/system/error.hpp"
+#include "host/system/text.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -92,9 +93,7 @@ double stretch(double length, double one, double other) {
 }
 
 std::string inAngstrom(double length) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.2f angstrom", length);
-    return text;
+    return formatted("%.2f angstrom", length);
 }
 
 SpecialDistances constrainedDistances(const Relaxation &task) {

@@ -136,15 +136,6 @@ std::string damageMessage(const std::string &path, std::optional<std::size_t> re
            "; \"saddlefit db salvage\" copies what can be read into a new file";
 }
 
-std::string inOneLine(std::string text) {
-    constexpr unsigned char firstPrintable = 0x20;
-    constexpr unsigned char deleteCharacter = 0x7F;
-    std::replace_if(
-        text.begin(), text.end(),
-        [](unsigned char c) { return c < firstPrintable || c == deleteCharacter; }, '?');
-    return text;
-}
-
 void requireOtherFile(const std::string &output, const std::string &database) {
     std::error_code error;
     if (!std::filesystem::equivalent(output, database, error)) return;

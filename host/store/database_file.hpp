@@ -52,7 +52,4 @@ void requireOtherFile(const std::string &output, const std::string &database);
 std::string damageMessage(const std::string &path, std::optional<std::size_t> record,
                           const Damage &damage);
 
-/// Text of a file for one column of a line: control characters become question marks.
-std::string inOneLine(std::string text);
-
 } // namespace saddlefit::host

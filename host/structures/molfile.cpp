@@ -2,6 +2,7 @@
 
 #include "host/structures/elements.hpp"
 #include "host/system/error.hpp"
+#include "host/system/text.hpp"
 
 #include <algorithm>
 
@@ -32,8 +33,8 @@ void requireFit(const std::string &origin, const std::vector<StructureAtom> &ato
 std::string atomLines(const std::vector<StructureAtom> &atoms) {
     std::string text;
     for (const auto &[element, charge, at] : atoms) {
-        text += line("%10.4f%10.4f%10.4f %-3s 0  0  0  0  0  0  0  0  0  0  0  0\n", at.x, at.y,
-                     at.z, elementSymbol(element).c_str());
+        text += formatted("%10.4f%10.4f%10.4f %-3s 0  0  0  0  0  0  0  0  0  0  0  0\n", at.x,
+                          at.y, at.z, elementSymbol(element).c_str());
     }
     return text;
 }
@@ -41,20 +42,20 @@ std::string atomLines(const std::vector<StructureAtom> &atoms) {
 std::string bondLines(const std::vector<StructureBond> &bonds) {
     std::string text;
     for (const auto &bond : bonds)
-        text += line("%3d%3d%3d  0\n", bond.atom1 + 1, bond.atom2 + 1, mdlType(bond.type));
+        text += formatted("%3d%3d%3d  0\n", bond.atom1 + 1, bond.atom2 + 1, mdlType(bond.type));
     return text;
 }
 
 std::string chargeLines(const std::vector<StructureAtom> &atoms) {
     std::vector<std::string> entries;
     for (int number = 1; const auto &atom : atoms) {
-        if (atom.charge != 0) entries.push_back(line("%4d%4d", number, atom.charge));
+        if (atom.charge != 0) entries.push_back(formatted("%4d%4d", number, atom.charge));
         ++number;
     }
     std::string text;
     for (std::size_t i = 0; i < entries.size(); i += chargesPerLine) {
         const auto count = std::min(chargesPerLine, entries.size() - i);
-        text += line("M  CHG%3zu", count);
+        text += formatted("M  CHG%3zu", count);
         for (std::size_t k = 0; k < count; ++k)
             text += entries[i + k];
         text += "\n";
@@ -64,7 +65,7 @@ std::string chargeLines(const std::vector<StructureAtom> &atoms) {
 
 std::string tableV2000(const std::vector<StructureAtom> &atoms,
                        const std::vector<StructureBond> &bonds) {
-    return line("%3zu%3zu  0  0  0  0  0  0  0  0999 V2000\n", atoms.size(), bonds.size()) +
+    return formatted("%3zu%3zu  0  0  0  0  0  0  0  0999 V2000\n", atoms.size(), bonds.size()) +
            atomLines(atoms) + bondLines(bonds) + chargeLines(atoms);
 }
 
@@ -72,15 +73,15 @@ std::string tableV2000(const std::vector<StructureAtom> &atoms,
 
 std::string v30Block(const char *name, const std::string &lines) {
     if (lines.empty()) return {};
-    return line("M  V30 BEGIN %s\n", name) + lines + line("M  V30 END %s\n", name);
+    return formatted("M  V30 BEGIN %s\n", name) + lines + formatted("M  V30 END %s\n", name);
 }
 
 std::string v30AtomLines(const std::vector<StructureAtom> &atoms) {
     std::string text;
     for (int number = 1; const auto &[element, charge, at] : atoms) {
-        text += line("M  V30 %d %s %.4f %.4f %.4f 0", number++, elementSymbol(element).c_str(),
-                     at.x, at.y, at.z);
-        if (charge != 0) text += line(" CHG=%d", charge);
+        text += formatted("M  V30 %d %s %.4f %.4f %.4f 0", number++, elementSymbol(element).c_str(),
+                          at.x, at.y, at.z);
+        if (charge != 0) text += formatted(" CHG=%d", charge);
         text += "\n";
     }
     return text;
@@ -89,15 +90,15 @@ std::string v30AtomLines(const std::vector<StructureAtom> &atoms) {
 std::string v30BondLines(const std::vector<StructureBond> &bonds) {
     std::string text;
     for (int number = 1; const auto &bond : bonds) {
-        text += line("M  V30 %d %d %d %d\n", number++, mdlType(bond.type), bond.atom1 + 1,
-                     bond.atom2 + 1);
+        text += formatted("M  V30 %d %d %d %d\n", number++, mdlType(bond.type), bond.atom1 + 1,
+                          bond.atom2 + 1);
     }
     return text;
 }
 
 std::string tableV3000(const std::vector<StructureAtom> &atoms,
                        const std::vector<StructureBond> &bonds) {
-    const auto contents = line("M  V30 COUNTS %zu %zu 0 0 0\n", atoms.size(), bonds.size()) +
+    const auto contents = formatted("M  V30 COUNTS %zu %zu 0 0 0\n", atoms.size(), bonds.size()) +
                           v30Block("ATOM", v30AtomLines(atoms)) +
                           v30Block("BOND", v30BondLines(bonds));
     return "  0  0  0     0  0            999 V3000\n" + v30Block("CTAB", contents);
@@ -123,7 +124,7 @@ std::string molfile(const std::string &origin, const std::string &title,
 std::string untypedBondLines(const std::vector<StructureBond> &bonds) {
     std::string text;
     for (const auto &bond : bonds) {
-        if (bond.type == 0) text += line("%d %d\n", bond.atom1 + 1, bond.atom2 + 1);
+        if (bond.type == 0) text += formatted("%d %d\n", bond.atom1 + 1, bond.atom2 + 1);
     }
     return text;
 }

@@ -3,7 +3,6 @@
 
 #include "host/structures/structure.hpp"
 
-#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -14,16 +13,6 @@ inline int mdlType(int type) {
     constexpr int quadrupleType = 4, mdlAnyType = 8;
     if (type == aromaticType) return mdlAromaticType;
     return type == quadrupleType ? mdlAnyType : type;
-}
-
-// At most 127 characters, formatted as by printf.
-template <class... Values> std::string line(const char *format, Values... values) {
-    char buffer[128];
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-    std::snprintf(buffer, sizeof buffer, format, values...);
-#pragma GCC diagnostic pop
-    return buffer;
 }
 
 // The line behind each record of an SD file.

@@ -2,6 +2,7 @@
 
 #include "saddlefit/bonding.h"
 
+#include "host/structures/host_molecule.hpp"
 #include "host/system/error.hpp"
 
 #include <algorithm>
@@ -47,7 +48,7 @@ double reachOf(int element1, int element2) {
         const double limit = part * touching;
         if (limit <= reach) continue;
         const auto mol =
-            libraryMolecule({{element1, 0, {}}, {element2, 0, {limit * justWithin, 0.0, 0.0}}}, {});
+            hostMolecule({{element1, 0, {}}, {element2, 0, {limit * justWithin, 0.0, 0.0}}});
         Bond pair{};
         pair.atom2 = 1;
         if (bondTypeGuess(mol.get(), &pair, markingMode) != 0) reach = limit;
@@ -134,23 +135,8 @@ double squaredDistance(const Position &p, const Position &q) {
 
 } // namespace
 
-LibraryMolecule libraryMolecule(const std::vector<StructureAtom> &atoms,
-                                const std::vector<StructureBond> &bonds) {
-    LibraryMolecule mol(
-        C_createMolecule(static_cast<int>(atoms.size()), static_cast<int>(bonds.size()), 0, 0),
-        &C_freeMolecule);
-    if (!mol) throw Error("not enough memory");
-    for (int i = 0; const auto &atom : atoms) {
-        const auto &at = atom.position;
-        C_setAtom(mol.get(), i++, atom.element, 0, nullptr, at.x, at.y, at.z);
-    }
-    for (int i = 0; const auto &bond : bonds)
-        C_setBond(mol.get(), i++, bond.atom1, bond.atom2, bond.type);
-    return mol;
-}
-
 std::vector<StructureBond> candidateBonds(const std::vector<StructureAtom> &atoms) {
-    const auto mol = libraryMolecule(atoms, {});
+    const auto mol = hostMolecule(atoms);
     const double edge = std::max(cellMargin * farthestReach(atoms), leastCellEdge);
     const CellGrid grid(atoms, edge);
     std::vector<StructureBond> bonds;
@@ -174,7 +160,7 @@ std::vector<StructureBond> candidateBonds(const std::vector<StructureAtom> &atom
 }
 
 std::vector<StructureBond> perceivedBonds(const std::vector<StructureAtom> &atoms) {
-    const auto mol = libraryMolecule(atoms, candidateBonds(atoms));
+    const auto mol = hostMolecule(atoms, candidateBonds(atoms));
     recheckBonds(mol.get());
     std::vector<StructureBond> bonds;
     bonds.reserve(static_cast<std::size_t>(mol->bondCount));

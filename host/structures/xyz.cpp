@@ -1,8 +1,8 @@
 #include "host/structures/xyz.hpp"
 
 #include "host/structures/elements.hpp"
-#include "host/structures/molfile.hpp"
 #include "host/system/error.hpp"
+#include "host/system/text.hpp"
 
 #include <algorithm>
 #include <charconv>
@@ -143,8 +143,8 @@ std::string xyzRecord(const std::string &title, const std::vector<StructureAtom>
     std::string text = std::to_string(atoms.size()) + "\n" + title + "\n";
     for (const auto &atom : atoms) {
         const auto &at = atom.position;
-        text += line("%-3s %14.8f %14.8f %14.8f\n", elementSymbol(atom.element).c_str(), at.x, at.y,
-                     at.z);
+        text += formatted("%-3s %14.8f %14.8f %14.8f\n", elementSymbol(atom.element).c_str(), at.x,
+                          at.y, at.z);
     }
     return text;
 }

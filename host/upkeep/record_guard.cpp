@@ -3,7 +3,7 @@
 #include "host/search/length_table.hpp"
 #include "host/search/search.hpp"
 #include "host/structures/elements.hpp"
-#include "host/structures/molfile.hpp"
+#include "host/system/text.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -46,10 +46,10 @@ private:
         const double stretch = length / singleBondLength(element(a), element(b));
         if (stretch >= shortestStretch && stretch <= longestStretch) return;
         phrases_.push_back(
-            line("%s, which is %s, is %.2f angstrom long, %.2f single bonds (%.2f to "
-                 "%.1f are plausible)",
-                 labels(a, b).c_str(), change.before == 0 ? "made" : "broken", length, stretch,
-                 shortestStretch, longestStretch));
+            formatted("%s, which is %s, is %.2f angstrom long, %.2f single bonds (%.2f to "
+                      "%.1f are plausible)",
+                      labels(a, b).c_str(), change.before == 0 ? "made" : "broken", length, stretch,
+                      shortestStretch, longestStretch));
     }
 
     // Names the closest two only: where atoms lie on top of each other there can be thousands.
@@ -67,7 +67,7 @@ private:
         }
         if (closest.first < 0) return;
         phrases_.push_back(label(closest.first) + " and " + label(closest.second) +
-                           line(" are only %.2f angstrom apart", shortest));
+                           formatted(" are only %.2f angstrom apart", shortest));
     }
 
     const Position &at(int atom) const {

@@ -3,6 +3,7 @@
 #include "saddlefit/reaction.h"
 
 #include "host/search/search.hpp"
+#include "host/system/text.hpp"
 #include "host/upkeep/shape.hpp"
 #include "host/upkeep/stored_question.hpp"
 
