@@ -113,8 +113,8 @@ protected:
         return run("react @r.sdf @p.sdf --db @empty.db -o @o.sdf " + asTheyStand);
     }
 
-    // Bonds and coordinates of the records, nothing moved afterwards.
-    const std::string asTheyStand = "--orders drawn --start reactant --relax none";
+    // Atoms, bonds and coordinates of the records, nothing moved afterwards.
+    const std::string asTheyStand = "--map order --orders drawn --start reactant --relax none";
 };
 
 const std::string parentsOf = "%b3lyp/parents_reactants.sdf %b3lyp/parents_products.sdf";
@@ -435,8 +435,9 @@ TEST_F(WithParents, AddStoresEachRecordUnderItsTitle) {
 }
 
 TEST_F(WithParents, StoredTransitionStatesAreFoundAndGivenBack) {
-    const auto answer =
-        run("react " + parentsOf + " --db @parents.db --start %b3lyp/parents_ts.sdf -o @o.sdf");
+    const auto answer = run("react " + parentsOf +
+                            " --db @parents.db --map order --start %b3lyp/parents_ts.sdf "
+                            "-o @o.sdf");
     EXPECT_EQ(answer.status, 0);
     EXPECT_EQ(answer.err, "");
     const auto lines = linesOf(answer.out);
@@ -490,7 +491,7 @@ TEST_F(WithParents, ASubstitutedReactionTakesOverTheParentsDistances) {
 }
 
 TEST_F(WithParents, ExplanationsGoToStandardErrorOnRequestOnly) {
-    const std::string arguments = "react " + queriesOf + " --db @parents.db";
+    const std::string arguments = "react " + queriesOf + " --db @parents.db --map order";
     const auto quiet = run(arguments);
     const auto verbose = run(arguments + " -v");
     EXPECT_EQ(quiet.err, "");
