@@ -124,8 +124,7 @@ CandidateFigures Search::figuresOf(const CandidateReport &report) const {
     if (report.partners == nullptr) return figures;
     const auto &atoms = reaction_.reactant.atoms;
     for (std::size_t i = 0; i < atoms.size(); ++i) {
-        if (report.partners[i] >= 0)
-            figures.atoms.push_back(atomLabel(atoms[i].element, static_cast<int>(i)));
+        if (report.partners[i] >= 0) figures.atoms.push_back(labelIn(atoms, static_cast<int>(i)));
     }
     return figures;
 }
