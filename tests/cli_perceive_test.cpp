@@ -3,6 +3,7 @@
 
 #include "host/structures/host_molecule.hpp"
 #include "host/structures/perception.hpp"
+#include "host/structures/reader.hpp"
 #include "host/system/error.hpp"
 #include "tests/command_line.hpp"
 
@@ -255,6 +256,26 @@ TEST_F(Perception, BeyondNineHundredAtomsTheStructureIsWrittenAndReadAsV3000) {
     const auto codes = run("stereo many.sdf --centres");
     EXPECT_EQ(codes.out, run("stereo many.xyz --centres").out);
     EXPECT_TRUE(codes.out.starts_with("many\t1000 atoms\t200 R\t0 S\n")) << codes.out.substr(0, 60);
+}
+
+TEST_F(Perception, RecordsAreReadWhereTheyStandInFilesOfMegabytes) {
+    constexpr std::size_t count = 30000; // the file is read in pieces of a megabyte
+    std::string xyz, sdf;
+    for (std::size_t i = 1; i <= count; ++i) {
+        const auto title = std::to_string(i * i); // records of several lengths
+        xyz +=
+            "1\n" + title + "\nHe 0 0 0 " + std::string(i % 61, ' ') + "\n" + (i % 7 ? "" : "\n");
+        sdf += title + "\n\n\n  1  0  0  0  0  0  0  0  0  0999 V2000\n" +
+               "    0.0000    0.0000    0.0000 He  0  0\nM  END\n$$$$" + (i % 7 ? "\n" : "\r\n");
+    }
+    write("many.xyz", xyz);
+    write("many.sdf", sdf);
+    for (const auto *name : {"many.xyz", "many.sdf"}) {
+        const RecordFile records(file(name), BondSource::coordinates);
+        ASSERT_EQ(records.count(), count) << name;
+        for (std::size_t i = count; i > 0; --i)
+            ASSERT_EQ(structureOf(records.read(i - 1)).title, std::to_string(i * i)) << name;
+    }
 }
 
 TEST_F(Perception, ErrorsNameFileRecordLineAndRemedy) {

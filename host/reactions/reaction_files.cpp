@@ -15,15 +15,20 @@ namespace {
 // numbered differently.
 constexpr std::size_t mostChanges = 10;
 
-std::string countOf(const std::string &path, const std::vector<Record> &records) {
-    return path + " has " + std::to_string(records.size());
+std::string countOf(const std::string &path, const RecordFile &file) {
+    return path + " has " + std::to_string(file.count());
 }
 
-void requireSameCount(const std::string &path, const std::vector<Record> &records,
-                      const std::string &otherPath, const std::vector<Record> &others) {
-    if (records.size() == others.size()) return;
-    throw Error(countOf(path, records) + " records, but " + countOf(otherPath, others) +
+void requireSameCount(const std::string &path, const RecordFile &file, const std::string &otherPath,
+                      const RecordFile &other) {
+    if (file.count() == other.count()) return;
+    throw Error(countOf(path, file) + " records, but " + countOf(otherPath, other) +
                 "; record by record the files must hold the same reactions");
+}
+
+/// The structure of a record; throws the reason if there is none.
+Structure structureIn(const RecordFile &file, std::size_t index) {
+    return structureOf(file.read(index));
 }
 
 // All atoms in one place: a format without coordinates, or a drawing that was never laid out.
@@ -105,21 +110,23 @@ ReactionReader::ReactionReader(const ReactionFiles &files, Start start, Orders o
       orders_(orders),
       pairing_(pairing),
       path_(files.reactants),
-      reactants_(readRecords(files.reactants)),
-      products_(readRecords(files.products)) {
+      reactants_(files.reactants),
+      products_(files.products) {
     requireSameCount(files.products, products_, files.reactants, reactants_);
     if (start != Start::file) return;
-    geometries_ = readRecords(files.geometries);
-    requireSameCount(files.geometries, geometries_, files.reactants, reactants_);
+    geometries_.emplace(files.geometries);
+    requireSameCount(files.geometries, *geometries_, files.reactants, reactants_);
 }
 
 std::string ReactionReader::title(std::size_t index) const {
-    const auto *reactant = std::get_if<Structure>(&reactants_[index]);
+    const auto record = reactants_.read(index);
+    const auto *reactant = std::get_if<Structure>(&record);
     return reactant == nullptr ? "record " + std::to_string(index + 1) : titleOf(*reactant, index);
 }
 
 std::string ReactionReader::origin(std::size_t index) const {
-    const auto *reactant = std::get_if<Structure>(&reactants_[index]);
+    const auto record = reactants_.read(index);
+    const auto *reactant = std::get_if<Structure>(&record);
     return reactant == nullptr ? path_ + ", record " + std::to_string(index + 1) : reactant->origin;
 }
 
@@ -128,7 +135,7 @@ std::vector<Position> ReactionReader::coordinatesOf(std::size_t index,
     const auto &reactant = reaction.reactant, &product = reaction.product;
     switch (start_) {
     case Start::file: {
-        const auto &geometry = structureOf(geometries_[index]);
+        const auto geometry = structureIn(*geometries_, index);
         requireSameAtoms(geometry, reactant);
         return positionsIn(geometry);
     }
@@ -161,7 +168,7 @@ Reaction ReactionReader::reactionOf(std::size_t index, const Structure &reactant
 }
 
 std::vector<Reaction> ReactionReader::readChanges(std::size_t index) const {
-    auto reactant = structureOf(reactants_[index]), product = structureOf(products_[index]);
+    auto reactant = structureIn(reactants_, index), product = structureIn(products_, index);
     if (orders_ == Orders::smiles) { // these name the atoms by their places in the record
         takeSmilesOrders(reactant);
         takeSmilesOrders(product);
@@ -176,10 +183,11 @@ std::vector<Reaction> ReactionReader::read(std::size_t index) const {
     auto reactions = readChanges(index);
     for (auto &reaction : reactions) {
         reaction.coordinates = coordinatesOf(index, reaction);
-        reaction.title = title(index);
+        reaction.title = titleOf(reaction.reactant, index);
         reaction.geometryTitle = reaction.title;
         if (start_ == Start::file) {
-            reaction.geometryTitle = titleOr(structureOf(geometries_[index]).title, reaction.title);
+            reaction.geometryTitle =
+                titleOr(structureIn(*geometries_, index).title, reaction.title);
         }
         reaction.warnings = warningsAbout(reaction);
     }

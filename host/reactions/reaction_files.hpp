@@ -7,6 +7,7 @@
 #include "host/structures/reader.hpp"
 #include "host/system/words.hpp"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -50,13 +51,14 @@ struct Reaction {
 // Atoms of bonds that change, ascending.
 std::vector<int> centreOf(const std::vector<BondChange> &changes);
 
+/// Reads each reaction when it is asked for, so that one that is passed over costs next to nothing.
 class ReactionReader {
 public:
     // Throws Error when the files as such cannot be read or do not fit together.
     ReactionReader(const ReactionFiles &files, Start start, Orders orders,
                    const PairOptions &pairing = {});
 
-    std::size_t count() const { return reactants_.size(); }
+    std::size_t count() const { return reactants_.count(); }
 
     // Also of one that cannot be read.
     std::string title(std::size_t index) const;
@@ -81,9 +83,9 @@ private:
     Orders orders_;
     PairOptions pairing_;
     std::string path_; // of the reactants
-    std::vector<Record> reactants_;
-    std::vector<Record> products_;
-    std::vector<Record> geometries_;
+    RecordFile reactants_;
+    RecordFile products_;
+    std::optional<RecordFile> geometries_; // for Start::file only
 };
 
 } // namespace saddlefit::host

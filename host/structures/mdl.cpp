@@ -418,23 +418,33 @@ MdlTable readV3000(const Lines &lines) {
 
 } // namespace
 
-std::vector<MdlRecord> splitMdlRecords(std::string_view text) {
-    std::vector<MdlRecord> records;
-    MdlRecord current{{}, 1};
+std::vector<RecordPlace> placesOfMdlRecords(const InputFile &file) {
+    std::vector<RecordPlace> places;
+    RecordPlace current;
     std::size_t lineNumber = 0;
-    std::string line;
-    for (std::istringstream stream{std::string(text)}; std::getline(stream, line);) {
+    bool isBlank = true;
+    file.forEachLine([&](const InputLine &line) {
         ++lineNumber;
+        current.size = line.end - current.offset;
+        isBlank = isBlank && line.text.find_first_not_of(" \t\r") == std::string_view::npos;
+        if (!line.text.starts_with(recordEnd)) return;
+        places.push_back(current);
+        current = {line.end, 0, lineNumber + 1};
+        isBlank = true;
+    });
+    if (!isBlank) places.push_back(current);
+    return places;
+}
+
+MdlRecord mdlRecordAt(const InputFile &file, const RecordPlace &place) {
+    MdlRecord record{{}, place.firstLine};
+    std::string line;
+    for (std::istringstream stream(file.bytes(place.offset, place.size));
+         std::getline(stream, line);) {
         if (line.ends_with('\r')) line.pop_back();
-        current.text += line + '\n';
-        if (!line.starts_with(recordEnd)) continue;
-        records.push_back(std::move(current));
-        current = {{}, lineNumber + 1};
+        record.text += line + '\n';
     }
-    if (current.text.find_first_not_of(" \t\n") != std::string::npos) {
-        records.push_back(std::move(current));
-    }
-    return records;
+    return record;
 }
 
 MdlTable readMdlTable(const MdlRecord &record) {

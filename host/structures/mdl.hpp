@@ -1,7 +1,9 @@
 // Records of MDL files (mol, SD).
 #pragma once
 
+#include "host/structures/record_place.hpp"
 #include "host/structures/structure.hpp"
+#include "host/system/input_file.hpp"
 
 #include <cstddef>
 #include <map>
@@ -16,8 +18,11 @@ struct MdlRecord {
     std::size_t firstLine; // in the file, from 1
 };
 
-// Cut an SD file at its "$$$$" lines. Blank text behind the last one is no record.
-std::vector<MdlRecord> splitMdlRecords(std::string_view text);
+/// Where the records of an SD file stand: it is cut at its "$$$$" lines. Blank text behind the last
+/// one is no record.
+std::vector<RecordPlace> placesOfMdlRecords(const InputFile &file);
+
+MdlRecord mdlRecordAt(const InputFile &file, const RecordPlace &place);
 
 struct MdlTable {
     std::vector<StructureAtom> atoms;

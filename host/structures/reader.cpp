@@ -10,13 +10,8 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
 #include <cmath>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <set>
-#include <sstream>
 #include <string_view>
 
 namespace saddlefit::host {
@@ -148,36 +143,30 @@ Structure readMdlRecord(bool drawnBonds, const MdlRecord &record) {
     return structure;
 }
 
-std::vector<Record> readMdlFile(const std::string &path, BondSource source,
-                                const std::string &text) {
-    std::vector<Record> records;
+Record readMdl(const InputFile &file, const RecordPlace &place, std::size_t number,
+               BondSource source) {
+    const auto record = mdlRecordAt(file, place);
     const bool drawnBonds = source != BondSource::coordinates;
-    for (const auto &record : splitMdlRecords(text)) {
-        const auto where = origin(path, records.size() + 1, titleLine(record));
-        records.push_back(finishedRecord(where, source, drawnBonds,
-                                         [&] { return readMdlRecord(drawnBonds, record); }));
-    }
-    return records;
+    return finishedRecord(origin(file.path(), number, titleLine(record)), source, drawnBonds,
+                          [&] { return readMdlRecord(drawnBonds, record); });
 }
 
 // ---- XYZ files: record by record --------------------------------------------------------------
 
-std::vector<Record> readXyzFile(const std::string &path, BondSource source,
-                                const std::string &text) {
-    std::vector<Record> records;
-    for (const auto &record : splitXyzRecords(text)) {
-        const auto title = oneLine(record.title);
-        const auto where = origin(path, records.size() + 1, title);
-        if (!record.fault.empty()) throw Error(where + ": " + record.fault);
-        records.push_back(finishedRecord(where, source, false, [&] {
-            Structure structure;
-            structure.title = title;
-            structure.atoms = readXyzAtoms(record);
-            structure.hasIsotopes = namesIsotopes(record);
-            return structure;
-        }));
-    }
-    return records;
+Record readXyz(const InputFile &file, const RecordPlace &place, std::size_t number,
+               BondSource source) {
+    const auto text = file.bytes(place.offset, place.size);
+    const auto record = xyzRecordIn(text, place.firstLine);
+    const auto title = oneLine(record.title);
+    const auto where = origin(file.path(), number, title);
+    if (!record.fault.empty()) throw Error(where + ": " + record.fault);
+    return finishedRecord(where, source, false, [&] {
+        Structure structure;
+        structure.title = title;
+        structure.atoms = readXyzAtoms(record);
+        structure.hasIsotopes = namesIsotopes(record);
+        return structure;
+    });
 }
 
 // ---- other formats: by Open Babel -------------------------------------------------------------
@@ -263,22 +252,6 @@ bool isOneOf(const std::string &extension, std::initializer_list<std::string_vie
     return std::find(names.begin(), names.end(), extension) != names.end();
 }
 
-std::string contentsOf(const std::string &path) {
-    std::error_code error;
-    if (std::filesystem::is_directory(path, error)) {
-        throw Error(path + ": this is a folder; name a file in it");
-    }
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
-        throw Error(path + ": cannot be opened (" + std::strerror(errno) +
-                    "); check the name and your rights");
-    }
-    std::ostringstream text;
-    text << file.rdbuf();
-    if (file.bad()) throw Error(path + ": an error occurred while it was read");
-    return std::move(text).str();
-}
-
 } // namespace
 
 const Structure &structureOf(const Record &record) {
@@ -290,17 +263,33 @@ std::string titleOf(const Structure &structure, std::size_t index) {
     return structure.title.empty() ? "record " + std::to_string(index + 1) : structure.title;
 }
 
-std::vector<Record> readRecords(const std::string &path, BondSource source) {
-    const std::string text = contentsOf(path);
+RecordFile::RecordFile(const std::string &path, BondSource source) : file_(path), source_(source) {
     const auto extension = extensionOf(path);
-    const auto read = isOneOf(extension, {"sdf", "sd", "mol", "mdl"}) ? readMdlFile
-                      : extension == "xyz"                            ? readXyzFile
-                                                                      : readForeignFile;
-    auto records = read(path, source, text);
-    if (records.empty()) {
-        throw Error(path + ": no structure was found in it; is it of the format that its "
-                           "extension says?");
+    if (isOneOf(extension, {"sdf", "sd", "mol", "mdl"})) {
+        readOne_ = readMdl;
+        places_ = placesOfMdlRecords(file_);
+    } else if (extension == "xyz") {
+        readOne_ = readXyz;
+        places_ = placesOfXyzRecords(file_);
+        // Faults of counts are told at once; there can be one in the last place only.
+        if (!places_.empty()) read(places_.size() - 1);
+    } else {
+        records_ = readForeignFile(path, source, file_.rest());
     }
+    if (count() > 0) return;
+    throw Error(path + ": no structure was found in it; is it of the format that its "
+                       "extension says?");
+}
+
+Record RecordFile::read(std::size_t index) const {
+    return readOne_ ? readOne_(file_, places_[index], index + 1, source_) : records_[index];
+}
+
+std::vector<Record> readRecords(const std::string &path, BondSource source) {
+    const RecordFile file(path, source);
+    std::vector<Record> records;
+    for (std::size_t i = 0; i < file.count(); ++i)
+        records.push_back(file.read(i));
     return records;
 }
 

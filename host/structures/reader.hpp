@@ -1,9 +1,12 @@
-// Structures out of files, in whatever format Open Babel reads.
+/// Structures out of files, in whatever format Open Babel reads.
 #pragma once
 
+#include "host/structures/record_place.hpp"
 #include "host/structures/structure.hpp"
 #include "host/system/error.hpp"
+#include "host/system/input_file.hpp"
 
+#include <cstddef>
 #include <string>
 #include <variant>
 #include <vector>
@@ -26,16 +29,38 @@ enum class BondSource {
     coordinates        // the coordinates; contacts (type 0) are among them in this case only
 };
 
-// Read every record of a file. The format follows from the file's extension.
-//
-// Atoms keep the file's order (those of a SMILES the order of its map numbers), no hydrogens are
-// added, and bonds keep the orders that are drawn in the file: a Kekule structure stays as it is, a
-// bond drawn aromatic in an MDL file becomes type 5 (other formats give aromatic bonds in a Kekule
-// form that Open Babel chooses). Bonds that come from the coordinates are perceived by the library.
-//
-// A broken record of an SD file, or of an XYZ file as long as its count is sound, is given as such
-// and those behind it are read; in any other format nothing can be read behind it. Throws Error
-// for a file that cannot be read.
+/// The records of a file, whose format follows from its extension. Of SD and XYZ files only the
+/// places of the records are kept, and each record is read when it is asked for; others are read
+/// as a whole. Processes that were forked may read from the same one.
+///
+/// Atoms keep the file's order (those of a SMILES the order of its map numbers), no hydrogens are
+/// added, and bonds keep the orders that are drawn in the file: a Kekule structure stays as it is,
+/// a bond drawn aromatic in an MDL file becomes type 5 (other formats give aromatic bonds in a
+/// Kekule form that Open Babel chooses). Bonds that come from the coordinates are perceived by the
+/// library.
+class RecordFile {
+public:
+    /// Throws Error for a file that cannot be read, and for one in which no record can be found
+    /// behind a broken one: an XYZ file with a wrong count, any other format than SD and XYZ.
+    explicit RecordFile(const std::string &path, BondSource source = BondSource::format);
+
+    std::size_t count() const { return readOne_ ? places_.size() : records_.size(); }
+
+    /// A broken record is given as such. Throws Error if the file was cut meanwhile.
+    Record read(std::size_t index) const;
+
+private:
+    using ReadOne = Record (*)(const InputFile &file, const RecordPlace &place, std::size_t number,
+                               BondSource source);
+
+    InputFile file_;
+    BondSource source_;
+    ReadOne readOne_ = nullptr; // null where all records were read
+    std::vector<RecordPlace> places_;
+    std::vector<Record> records_;
+};
+
+/// Every record of a file, as RecordFile gives them.
 std::vector<Record> readRecords(const std::string &path, BondSource source = BondSource::format);
 
 } // namespace saddlefit::host

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <limits>
 #include <optional>
 
 namespace saddlefit::host {
@@ -44,7 +45,7 @@ template <class Number> std::optional<Number> numberIn(std::string_view word) {
 // Walks a text line by line; all lines are whole but maybe the last.
 class LineWalk {
 public:
-    explicit LineWalk(std::string_view text) : rest_(text) {}
+    LineWalk(std::string_view text, std::size_t firstLine) : rest_(text), number_(firstLine - 1) {}
 
     bool atEnd() const { return rest_.empty(); }
     std::size_t number() const { return number_; } // of the line that next() gave last
@@ -58,7 +59,7 @@ public:
 
 private:
     std::string_view rest_;
-    std::size_t number_ = 0;
+    std::size_t number_;
 };
 
 std::optional<std::size_t> countIn(std::string_view line) {
@@ -113,15 +114,29 @@ StructureAtom atomIn(std::string_view text, std::size_t line) {
 
 } // namespace
 
-std::vector<XyzRecord> splitXyzRecords(std::string_view text) {
-    std::vector<XyzRecord> records;
-    for (LineWalk lines(text); !lines.atEnd();) {
-        const auto line = lines.next();
-        if (isBlank(line)) continue;
-        records.push_back(nextRecord(lines, line));
-        if (!records.back().fault.empty()) break;
-    }
-    return records;
+std::vector<RecordPlace> placesOfXyzRecords(const InputFile &file) {
+    std::vector<RecordPlace> places;
+    std::size_t lineNumber = 0, linesLeft = 0;
+    bool isLost = false;
+    file.forEachLine([&](const InputLine &line) {
+        ++lineNumber;
+        if (linesLeft == 0 && !isLost) {
+            if (isBlank(line.text)) return;
+            places.push_back({line.offset, 0, lineNumber});
+            const auto count = countIn(line.text);
+            isLost = !count || *count == std::numeric_limits<std::size_t>::max();
+            linesLeft = isLost ? 0 : 1 + *count; // the title's, too
+        } else if (linesLeft > 0) {
+            --linesLeft;
+        }
+        places.back().size = line.end - places.back().offset;
+    });
+    return places;
+}
+
+XyzRecord xyzRecordIn(std::string_view text, std::size_t firstLine) {
+    LineWalk lines(text, firstLine);
+    return nextRecord(lines, lines.next());
 }
 
 std::vector<StructureAtom> readXyzAtoms(const XyzRecord &record) {

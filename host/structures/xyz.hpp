@@ -1,7 +1,9 @@
 // The text of XYZ files: a count of atoms, a title, a line per atom; then the next record.
 #pragma once
 
+#include "host/structures/record_place.hpp"
 #include "host/structures/structure.hpp"
+#include "host/system/input_file.hpp"
 
 #include <cstddef>
 #include <string>
@@ -17,9 +19,13 @@ struct XyzRecord {
     std::string fault;                       // where no record can be told from the lines
 };
 
-// Cut a file at the counts that begin each record; blank lines between records are passed over.
-// A record with a fault is the last one: what is behind it cannot be found.
-std::vector<XyzRecord> splitXyzRecords(std::string_view text);
+/// Where the records of a file stand: it is cut at the counts that begin each of them; blank lines
+/// between records are passed over. Where no record can be told from the lines, the place is the
+/// last one and reaches to the end of the file: what is behind it cannot be found.
+std::vector<RecordPlace> placesOfXyzRecords(const InputFile &file);
+
+/// The record in the text of its place, which must outlive it.
+XyzRecord xyzRecordIn(std::string_view text, std::size_t firstLine);
 
 // Read the atoms: an element, by symbol or number, and three coordinates in angstrom, parted by
 // blanks; what else stands in the line is passed over.
