@@ -3,7 +3,7 @@
 #include "saddlefit/reaction.h"
 
 #include "host/store/database_file.hpp"
-#include "host/structures/elements.hpp"
+#include "host/structures/labels.hpp"
 #include "host/system/text.hpp"
 
 #include <algorithm>
