@@ -144,7 +144,7 @@ std::vector<Position> ReactionReader::coordinatesOf(std::size_t index,
     case Start::mean:
         requireCoordinates(reactant);
         if (!hasCoordinates(product.atoms)) break;
-        return meanGeometry(reactant.atoms, product.atoms, centreOf(reaction.changes));
+        return meanGeometry(reactant, product, centreOf(reaction.changes));
     case Start::reactant:
         break;
     }
