@@ -2,9 +2,10 @@
 """Measures how good the guesses of "saddlefit react" are on reactions whose transition states are
 known: five folds, each predicted from the database of the other four.
 
-usage: bench/quality.py PROGRAM DATA [--xtb] [--document FILE]
+usage: bench/quality.py PROGRAM DATA [--xtb] [--document FILE] [--baseline OTHER] [--coefficients HPP]
 
-DATA holds reactants.sdf, products.sdf and ts.sdf with the same reactions in the same order.
+DATA holds reactants.sdf, products.sdf and ts.sdf with the same reactions in the same order. A
+baseline is another build of the program, compared reaction by reaction.
 """
 import argparse
 import contextlib
@@ -15,9 +16,11 @@ import pathlib
 import subprocess
 import tempfile
 
+import error_model
 import numpy as np
 
 FOLDS = 5
+DRAWS = 2000  # of reactions, for an interval
 
 
 class Side:
@@ -152,6 +155,7 @@ WAYS = [  # what is varied: options of "db add", of "react"
     ("start: product", [], ["--start", "product"]),
     ("start: the true transition state", [], ["--start", "TRUE"]),
     ("unguarded database (--force)", ["--force"], []),
+    ("placement library", [], ["--placement", "library"]),
     ("relax: none", [], ["--relax", "none"]),
     ("relax: uff", [], ["--relax", "uff"]),
 ]
@@ -217,8 +221,59 @@ def error_table(ways, reactions):
 def confidence_table(answers, reactions):
     print("| confidence | reactions | mean | median | 90 % |\n| --- | --- | --- | --- | --- |")
     for name in ("high", "low"):
-        chosen = [r for r in matched(answers, reactions) if answers.by_title[r.title]["confidence"] == name]
+        chosen = [r for r in asked(answers, reactions) if answers.by_title[r.title]["confidence"] == name]
         print(f"| {name} | {len(chosen)} {statistics(end_errors(chosen, positions_in(answers)))}|")
+
+
+def error_sample(answers, reactions):
+    rows = []
+    for index, reaction in enumerate(reactions):
+        terms = answers.by_title.get(reaction.title, {}).get("errorTerms")
+        if terms:
+            error = np.mean(end_errors([reaction], positions_in(answers)))
+            rows.append((index % FOLDS, terms, error))
+    return error_model.Sample(rows)
+
+
+def expected_error_table(answers, reactions, picture):
+    """By coefficients of the other folds, not by those of the program, which know these reactions."""
+    sample = error_sample(answers, reactions)
+    expected = error_model.crossvalidated(sample)
+    print("| tenth | reactions | expected | true, mean | true, median |\n| --- | --- | --- | --- | --- |")
+    for tenth, (count, *values) in enumerate(error_model.tenths(expected, sample.errors), 1):
+        print(f"| {tenth} | {count} | " + " | ".join(f"{value:.3f}" for value in values) + " |")
+    matched_ones = sample.terms[:, sample.names.index("unmatched")] == 0
+    both = [error_model.rank_correlation(expected[c], sample.errors[c]) for c in (..., matched_ones)]
+    print(f"\nRank correlation of expected and true errors: {both[0]:.2f}, of matched ones {both[1]:.2f}.")
+    if picture:
+        picture.write_text(error_model.plot(expected, sample.errors))
+        print(f"\n![expected and true errors by tenth]({picture.name})")
+
+
+def difference(label, chosen, numbers, weights):
+    """The change of a weighted mean, and the interval that holds 95 % of bootstrap draws."""
+    old, new, weights = (np.array([values[r.title] for r in chosen]) for values in (*numbers, weights))
+    draws = np.random.default_rng(1).integers(0, len(chosen), (DRAWS, len(chosen)))
+    drawn = ((new - old) * weights)[draws].sum(1) / weights[draws].sum(1)
+    low, high = np.percentile(drawn, [2.5, 97.5])
+    before, after = ((values * weights).sum() / weights.sum() for values in (old, new))
+    print(f"| {label} | {len(chosen)} | {before:.3f} | {after:.3f} | {after - before:+.3f} | {low:+.3f} to {high:+.3f} |")
+
+
+def baseline_table(answers, other, reactions):
+    print("| | reactions | before | now | change | 95 % interval |\n| --- | --- | --- | --- | --- | --- |")
+    both = [r for r in asked(answers, reactions) if r.title in other.by_title]
+    rest = [r for r in both if r not in matched(answers, reactions)]
+    groups = (("all", both), ("matched", matched(answers, both)), ("unmatched", rest))
+    counts, ones = {r.title: len(r.ends) for r in both}, {r.title: 1 for r in both}
+    ends, shapes = [], []
+    for side in (other, answers):
+        ends.append({r.title: np.mean(end_errors([r], positions_in(side))) for r in both if r.ends})
+        shapes.append({r.title: rmsd(positions_in(side)(r), r.ts.positions) for r in both})
+    for label, group in groups:
+        difference(f"made and broken bonds, {label}", [r for r in group if r.ends], ends, counts)
+    for label, group in groups:
+        difference(f"RMSD, {label}", group, shapes, ones)
 
 
 def worst_table(answers, reactions):
@@ -238,17 +293,21 @@ def worst_table(answers, reactions):
         print(f"| {reaction.title} | {error(reaction):.2f} | {answer['stage']} | {answer['match']} | {bonds} |")
 
 
-def tables(ways, reactions):
+def tables(ways, reactions, picture=None, baseline=None):
     answers = ways[0][1]
     with contextlib.redirect_stdout(io.StringIO()) as text:
         for title, table in (
             ("Answers", lambda: coverage_table(ways, reactions)),
             ("Errors, in angstrom", lambda: error_table(ways, reactions)),
             ("Confidence, as it is", lambda: confidence_table(answers, reactions)),
+            ("Expected error, as it is", lambda: expected_error_table(answers, reactions, picture)),
             ("The worst, as it is", lambda: worst_table(answers, reactions)),
         ):
             print(f"\n### {title}\n")
             table()
+        if baseline:
+            print("\n### Beside the baseline\n")
+            baseline_table(answers, baseline, reactions)
         print(f"\nRecords that the guards of the database refused, over the {FOLDS} folds: {answers.refused}.")
     return text.getvalue()
 
@@ -266,14 +325,23 @@ def main():
     parser.add_argument("data", type=pathlib.Path)
     parser.add_argument("--xtb", action="store_true", help="relax by xtb too (takes its time)")
     parser.add_argument("--document", type=pathlib.Path, help="write the tables into it")
+    parser.add_argument("--baseline", metavar="PROGRAM", help="another build, to compare with")
+    parser.add_argument("--coefficients", type=pathlib.Path, metavar="HPP",
+                        help="write the coefficients of the expected error into this header, and end")
     options = parser.parse_args()
     data = {name: records(options.data / f"{name}.sdf") for name in ("reactants", "products", "ts")}
     reactions = [Reaction(*map(Side, sides)) for sides in zip(data["reactants"], data["products"], data["ts"])]
+    if options.coefficients:
+        answers = Answers(options.program, data, [], [])
+        error_model.write_coefficients(options.coefficients, error_sample(answers, reactions))
+        return
+    baseline = Answers(options.baseline, data, [], []) if options.baseline else None
     ways = [(label, Answers(options.program, data, add, ask)) for label, add, ask in WAYS + [XTB] * options.xtb]
     if options.document:
-        put_into(options.document, tables(ways, reactions))
+        picture = options.document.with_name("quality-expected-error.svg")
+        put_into(options.document, tables(ways, reactions, picture, baseline))
     else:
-        print(tables(ways, reactions))
+        print(tables(ways, reactions, baseline=baseline))
 
 
 if __name__ == "__main__":

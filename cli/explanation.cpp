@@ -1,6 +1,7 @@
 #include "cli/explanation.hpp"
 
 #include "cli/host.hpp"
+#include "host/search/direction.hpp"
 #include "host/structures/labels.hpp"
 #include "host/system/text.hpp"
 
@@ -30,11 +31,21 @@ std::string matchText(const Reaction &reaction, const Match &match, bool chosen)
     std::string text = std::string(chosen ? "  * " : "    ") + match.name;
     if (match.exact) return text + ", exact\n";
     text += ", " + figures.classAfter +
-            formatted(" set, %d atoms mapped, weight %d, misfit %.3f%s\n", figures.depth,
-                      figures.weightAfter, match.misfit, match.mirrored ? ", mirror image" : "");
+            formatted(" set, %d atoms mapped, weight %d, misfit %.3f%s, %s direction\n",
+                      figures.depth, figures.weightAfter, match.misfit,
+                      match.mirrored ? ", mirror image" : "", wordOf(directionOf(reaction, match)));
     for (std::size_t i = 0; i < match.roles.size(); ++i)
         text += "      " + changeText(reaction, match, i) + "\n";
     return text;
+}
+
+std::string placementText(const Answer &answer) {
+    if (answer.stage == Stage::lengths) return "  stage lengths: usual lengths of the database\n";
+    if (answer.usualLengths) {
+        return "  placed by the database's usual lengths, as the match runs another way or "
+               "has another centre\n";
+    }
+    return answer.matched() ? "  placed by the match\n" : "";
 }
 
 } // namespace
@@ -46,8 +57,7 @@ std::string explanation(const Reaction &reaction, const Answer &answer) {
         for (const auto &match : report.matches)
             text += matchText(reaction, match, &match == answer.matched());
     }
-    if (answer.stage == Stage::lengths) text += "  stage lengths: medians of the database\n";
-    return text;
+    return text + placementText(answer);
 }
 
 } // namespace saddlefit::cli

@@ -5,11 +5,13 @@
 #include "cli/react_options.hpp"
 #include "cli/report.hpp"
 #include "host/answers/best_map.hpp"
+#include "host/answers/expected_error.hpp"
 #include "host/answers/formats.hpp"
 #include "host/programs/constraint_files.hpp"
 #include "host/store/database_file.hpp"
 #include "host/system/output_file.hpp"
 #include "host/system/temporary_folder.hpp"
+#include "host/system/text.hpp"
 
 #include <CLI/CLI.hpp>
 
@@ -64,11 +66,17 @@ private:
     std::vector<std::unique_ptr<StreamedFile>> files_;
 };
 
+std::string expectedErrorText(const Reaction &reaction, const Answer &answer) {
+    const auto expected = expectedErrorOf(reaction, answer);
+    return expected ? formatted("expected error %.2f", *expected) : "-";
+}
+
 std::string resultLine(const Reaction &reaction, const Answer &answer) {
     return reaction.title + "\t" + answer.code + "\t" + describeMatch(answer) + "\t" +
            std::to_string(answer.constraints.size()) + " constraints\t" +
            std::to_string(answer.frozen.size()) + " atoms frozen\t" +
-           (answer.stage ? wordOf(*answer.stage) : "-") + "\n";
+           (answer.stage ? wordOf(*answer.stage) : "-") + "\t" +
+           expectedErrorText(reaction, answer) + "\n";
 }
 
 std::string warningLines(const Reaction &reaction, const Answer &answer) {
@@ -157,15 +165,10 @@ std::vector<std::size_t> itemsOf(const ReactOptions &options, std::size_t count,
     return items;
 }
 
-bool asks(const ReactOptions &options, Stage stage) {
-    const auto &stages = options.answer.stages;
-    return std::find(stages.begin(), stages.end(), stage) != stages.end();
-}
-
 // What the workers would each find out for themselves, and in the time of their first reaction.
-void prepare(const ReactOptions &options, const StoredReactions &stored) {
+void prepare(const StoredReactions &stored) {
     stored.noteCodes();
-    if (asks(options, Stage::sigma) || asks(options, Stage::lengths)) stored.survey();
+    stored.survey();
 }
 
 void reportInterrupt(const BatchResult &result, std::size_t count, bool resumable) {
@@ -195,7 +198,7 @@ int react(const ReactOptions &options) {
     OutputFiles outputs(options, reader);
     const std::size_t doneBefore = options.resume ? resumeAfter(outputs.all()) : 0;
     const auto items = itemsOf(options, reader.count(), doneBefore);
-    if (items.size() > 1 || options.batch.timeout > 0) prepare(options, stored);
+    if (items.size() > 1 || options.batch.timeout > 0) prepare(stored);
 
     // Workers may be ended at any moment; what they leave behind goes with this folder.
     std::optional<TemporaryFolder> scratch;

@@ -102,6 +102,10 @@ void addAsking(CLI::App &command, ReactOptions &options) {
                     "then take the database's usual lengths")
         ->type_name("LIST")
         ->capture_default_str();
+    addChoice(
+        command, "--placement", answer.placement,
+        "Place the centre by the match where it is the same reaction and runs the same way, else "
+        "by the usual lengths (direction, default), or by the match as the library does it");
     command
         .add_option("--rivals", answer.rivals,
                     "How many of the best matches to look at, for the spread")
@@ -133,6 +137,12 @@ void addRelaxation(CLI::App &command, ReactOptions &options) {
 }
 
 void addResults(CLI::App &command, ReactOptions &options) {
+    command
+        .add_option("--guesses", options.answer.guesses,
+                    "Write up to three structures per reaction: as placed, with the rest like the "
+                    "reactant, like the product")
+        ->check(CLI::Range(1, 3))
+        ->capture_default_str();
     command.add_option("-o,--output", options.output, "Write the structures (SDF)")
         ->type_name("FILE");
     command.add_option("--xyz", options.xyz, "Write the structures (XYZ)")->type_name("FILE");
@@ -200,6 +210,11 @@ std::string ReactOptions::constraintPath(const Reaction &reaction) const {
 
 void ReactOptions::settle() {
     answer.stages = stagesIn(stagesText);
+    if (resume && answer.guesses > 1) {
+        throw CLI::ValidationError("--resume",
+                                   "several guesses per reaction cannot be gone on with; "
+                                   "run them anew, or in shards");
+    }
     if (!shardText.empty()) std::tie(shard, shards) = shardIn(shardText);
     start = valueNamed<Start>(startText).value_or(Start::file);
     if (start == Start::file) files.geometries = startText;
@@ -213,7 +228,8 @@ void addReactOptions(CLI::App &command, ReactOptions &options) {
     addBatch(command, options);
     command.footer(
         "Prints a line per reaction, its columns parted by tabs: title, elements of the changed\n"
-        "bonds, match, constraints and frozen atoms of the finished structure, stage.\n\n"
+        "bonds, match, constraints and frozen atoms of the finished structure, stage,\n"
+        "expected error of made and broken bonds in angstrom.\n\n"
         "Examples:\n"
         "  saddlefit react reactants.sdf products.sdf --db reactions.db -o guess.sdf\n"
         "  saddlefit react r.sdf p.sdf --db reactions.db --relax xtb --json guess.jsonl -j 8\n"

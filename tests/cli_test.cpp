@@ -391,8 +391,9 @@ TEST_F(CommandLine, WrittenBondsAreLegalAndPartialOnesAreListed) {
     EXPECT_EQ(record.field("CHANGED_BONDS"), "1 2 1 0\n1 3 0 1\n2 3 2 1\n3 4 1 2\n");
     EXPECT_EQ(record.field("OUTCOME"), "none\n");
     EXPECT_EQ(linesOf(record.field("CONSTRAINTS")).size(), 4U);
-    EXPECT_EQ(answer.out,
-              "four\tC-C C-C C-C C-C\tno match\t4 constraints\t0 atoms frozen\tlengths\n");
+    EXPECT_TRUE(answer.out.starts_with("four\tC-C C-C C-C C-C\tno match\t4 constraints\t"
+                                       "0 atoms frozen\tlengths\texpected error "))
+        << answer.out;
 }
 
 TEST_F(CommandLine, UntitledRecordsAreComparedByNumber) {
@@ -462,7 +463,7 @@ TEST_F(WithParents, ASubstitutedReactionTakesOverTheParentsDistances) {
     const auto answer = run("react " + queriesOf + " --db @parents.db -o @o.sdf");
     EXPECT_EQ(answer.status, 0) << answer.err;
     EXPECT_TRUE(contains(answer.out, "q-enol-propenol\tH-C C-O H-O C-C\tpartial enol-vinylalcohol\t"
-                                     "7 constraints\t4 atoms frozen\tfull\n"))
+                                     "7 constraints\t4 atoms frozen\tfull\texpected error 0."))
         << answer.out;
     EXPECT_TRUE(contains(answer.out, "q-elim-hfco\tH-C C-F H-F C-O\tno match\t4 constraints\t0"));
     const auto written = records(file("o.sdf")).at(2);

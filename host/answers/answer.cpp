@@ -3,10 +3,12 @@
 #include "saddlefit/reaction.h"
 
 #include "host/reactions/relaxation.hpp"
+#include "host/search/direction.hpp"
 #include "host/structures/elements.hpp"
 #include "host/system/error.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <map>
 #include <numeric>
@@ -16,10 +18,13 @@ namespace saddlefit::host {
 
 namespace {
 
-// Several matches that agree with each other, and the best with the start geometry: then bonds are
-// off by 0.08 angstrom in the mean, and by 0.2 otherwise (docs/quality.md).
-constexpr std::size_t trustedMatches = 3;
-constexpr double trustedDisagreement = 0.2; // spread and misfit together, angstrom
+// How many stored bonds the coarser surroundings count for in the usual lengths, and how much the
+// other distances of a match that lies the wrong way round count in the fit (docs/quality.md).
+constexpr double shrinkageMatched = 1.0;
+constexpr double shrinkageUnmatched = 3.0;
+constexpr double hintFactor = 10.0;
+constexpr double equalLengths = 0.02;  // angstrom
+constexpr std::size_t fewestBonds = 3; // behind a usual length that goes before a match's
 
 int formalCharge(const Structure &structure) {
     return std::accumulate(structure.atoms.begin(), structure.atoms.end(), 0,
@@ -62,11 +67,19 @@ private:
     void settleElectrons();
     bool findsMatch(Stage stage);
     void place(const Question &question, Search &search, const Match &match);
+    bool followsUsualLengths(const Match &match) const;
+    bool hasCentreOfItsOwn(const UsualLengths &usual) const;
+    bool hasUsualLengths(const Match &match, const UsualLengths &usual) const;
     void constrainLengths();
+    void takeUsualLengths();
+    UsualLengths usualLengths(double m) const;
+    void compareWithUsualLengths();
     void relaxBetween(Molecule &mol);
     void relax();
+    void addFlank(const char *like, const Structure &side);
     std::string relaxationName() const;
     std::vector<Position> relaxed(const std::vector<Position> &from,
+                                  const std::vector<Position> &model,
                                   const std::vector<Constraint> &constraints,
                                   const std::vector<int> &fixed) const;
 
@@ -74,6 +87,7 @@ private:
     const StoredReactions &stored_;
     const AnswerOptions &options_;
     Answer answer_;
+    SpecialDistances hints_; // of the centre, where no atom of it is placed
 };
 
 Answer Asking::answer() {
@@ -89,6 +103,7 @@ Answer Asking::answer() {
             break;
         }
     }
+    compareWithUsualLengths();
     if (answer_.outcome == Outcome::noMatch) constrainLengths();
     relax();
     return std::move(answer_);
@@ -120,8 +135,12 @@ bool Asking::findsMatch(Stage stage) {
     report.code = codeInSymbols(code.data());
     report.funnel = search.funnel();
     report.matches = search.matches();
+    if (options_.placement == Placement::direction) preferSameDirection(reaction_, report.matches);
     if (report.matches.empty()) return false;
-    place(*question, search, report.matches.front());
+    const auto &match = report.matches.front();
+    answer_.usualLengths = followsUsualLengths(match);
+    place(*question, search, match);
+    if (answer_.usualLengths) takeUsualLengths();
     return true;
 }
 
@@ -139,27 +158,86 @@ void Asking::place(const Question &question, Search &search, const Match &match)
     answer_.frozen = frozenAtomsOf(mol.get());
 }
 
+// With nothing but the match to move the centre it keeps the match's place.
+bool Asking::followsUsualLengths(const Match &match) const {
+    if (options_.placement != Placement::direction || options_.relax == Relax::none) return false;
+    if (match.exact) return false;
+    const auto usual = usualLengths(shrinkageMatched);
+    if (hasUsualLengths(match, usual)) return false;
+    return directionOf(reaction_, match) != MatchDirection::same || hasCentreOfItsOwn(usual);
+}
+
+// A reaction that is its own reverse may lie either way round.
+bool Asking::hasUsualLengths(const Match &match, const UsualLengths &usual) const {
+    for (std::size_t i = 0; i < reaction_.changes.size(); ++i) {
+        const double length = usual.at(reaction_.changes[i].atoms).length;
+        if (std::abs(match.lengths[i] - length) > equalLengths) return false;
+    }
+    return true;
+}
+
+// Whether no stored reaction, the match included, has the same graph of a reaction centre, while
+// the bonds are known well enough without it.
+bool Asking::hasCentreOfItsOwn(const UsualLengths &usual) const {
+    return std::none_of(reaction_.changes.begin(), reaction_.changes.end(),
+                        [&](const auto &change) {
+                            if (change.before != 0 && change.after != 0) return false;
+                            const auto &bond = usual.at(change.atoms);
+                            return bond.shared > centreLevel || bond.bonds < fewestBonds;
+                        });
+}
+
+UsualLengths Asking::usualLengths(double m) const {
+    const auto mol = startMolecule(reaction_);
+    applyTransition(mol.get());
+    return stored_.lengths().lengthsIn(*mol, m);
+}
+
+void Asking::compareWithUsualLengths() {
+    const bool matched = answer_.outcome != Outcome::noMatch;
+    const auto lengths = usualLengths(matched ? shrinkageMatched : shrinkageUnmatched);
+    for (const auto &change : reaction_.changes)
+        answer_.usual.push_back(lengths.at(change.atoms));
+}
+
+// A match that lies the wrong way round has the lengths of other bonds. What it says of the rest of
+// the centre counts little.
+void Asking::takeUsualLengths() {
+    for (const int a : answer_.frozen) {
+        for (const int b : answer_.frozen) {
+            const auto &at = answer_.coordinates;
+            if (a < b) {
+                hints_[{a, b}] = {distanceBetween(at[static_cast<std::size_t>(a)],
+                                                  at[static_cast<std::size_t>(b)]),
+                                  hintFactor};
+            }
+        }
+    }
+    answer_.coordinates = reaction_.coordinates;
+    answer_.frozen.clear();
+    answer_.constraints.clear();
+    const auto lengths = usualLengths(shrinkageMatched);
+    for (const auto &change : reaction_.changes)
+        answer_.constraints.push_back({change.atoms.first, change.atoms.second, -1, -1,
+                                       lengths.at(change.atoms).length, 0.0, 0});
+    answer_.startConstraints = answer_.constraints;
+}
+
 // Without a match: a distance for each changing bond, as long as such bonds usually are in the
 // database, or as applyTransition() puts them where the database is not asked for that.
 void Asking::constrainLengths() {
     const auto mol = startMolecule(reaction_);
     searcherStart(newSearcher().get(), mol.get(), nullptr);
+    answer_.usualLengths = answer_.stage == Stage::lengths;
     std::map<AtomPair, Constraint> byAtoms; // the last one, after all steps of the bond
     for (const auto &constraint : constraintsOf(mol.get()))
         byAtoms[orderedPair(constraint.a, constraint.b)] = constraint;
-    for (const auto &change : reaction_.changes) {
+    for (std::size_t i = 0; i < reaction_.changes.size(); ++i) {
+        const auto &change = reaction_.changes[i];
         const auto found = byAtoms.find(change.atoms);
         if (found == byAtoms.end()) continue;
         auto constraint = found->second;
-        if (answer_.stage == Stage::lengths) {
-            const auto elementOf = [&](int atom) {
-                return reaction_.reactant.atoms[static_cast<std::size_t>(atom)].element;
-            };
-            const bool ends = change.before == 0 || change.after == 0;
-            constraint.value = stored_.lengths().lengthOf(
-                elementOf(constraint.a), elementOf(constraint.b),
-                ends ? ChangeKind::madeOrBroken : ChangeKind::otherOrder);
-        }
+        if (answer_.usualLengths) constraint.value = answer_.usual[i].length;
         answer_.constraints.push_back(constraint);
     }
     answer_.startConstraints = answer_.constraints;
@@ -168,18 +246,33 @@ void Asking::constrainLengths() {
 // xtb moves all atoms under the constraints of the match before the centre is placed, so that the
 // rest is ready for it.
 void Asking::relaxBetween(Molecule &mol) {
-    if (options_.relax != Relax::xtb) return;
-    setPositions(&mol, relaxed(positionsOf(&mol), answer_.startConstraints, {}));
+    if (options_.relax != Relax::xtb || answer_.usualLengths) return;
+    setPositions(&mol,
+                 relaxed(positionsOf(&mol), reaction_.coordinates, answer_.startConstraints, {}));
 }
 
 void Asking::relax() {
     if (answer_.outcome == Outcome::exact) return;
     if (options_.relax != Relax::none && answer_.frozen.size() < reaction_.reactant.atoms.size()) {
-        answer_.coordinates = relaxed(answer_.coordinates, answer_.constraints, answer_.frozen);
+        answer_.coordinates = relaxed(answer_.coordinates, reaction_.coordinates,
+                                      answer_.constraints, answer_.frozen);
         answer_.relaxedBy = relaxationName();
+        if (options_.guesses > 1) addFlank("reactant", reaction_.reactant);
+        if (options_.guesses > 2) addFlank("product", reaction_.product);
     }
     answer_.strains = strainIn(placedAtoms(reaction_, answer_.coordinates), reaction_.reactant,
                                reaction_.product);
+}
+
+void Asking::addFlank(const char *like, const Structure &side) {
+    if (!hasCoordinates(side.atoms)) return;
+    std::vector<Position> model;
+    for (const auto &atom : side.atoms)
+        model.push_back(atom.position);
+    Flank flank{like, relaxed(answer_.coordinates, model, answer_.constraints, answer_.frozen), {}};
+    flank.strains =
+        strainIn(placedAtoms(reaction_, flank.coordinates), reaction_.reactant, reaction_.product);
+    answer_.flanks.push_back(std::move(flank));
 }
 
 std::string Asking::relaxationName() const {
@@ -189,10 +282,15 @@ std::string Asking::relaxationName() const {
 
 // By distances first in any case: what goes on from there finds no atoms on top of each other.
 std::vector<Position> Asking::relaxed(const std::vector<Position> &from,
+                                      const std::vector<Position> &model,
                                       const std::vector<Constraint> &constraints,
                                       const std::vector<int> &fixed) const {
-    Relaxation task{placedAtoms(reaction_, from), reaction_.coordinates,
-                    bondsOfBothSides(reaction_), constraints, fixed};
+    Relaxation task{placedAtoms(reaction_, from),
+                    model,
+                    bondsOfBothSides(reaction_),
+                    constraints,
+                    fixed,
+                    hints_};
     auto positions = relaxByDistances(task);
     if (options_.relax == Relax::internal) return positions;
     task.atoms = placedAtoms(reaction_, positions);
@@ -203,16 +301,6 @@ std::vector<Position> Asking::relaxed(const std::vector<Position> &from,
 }
 
 } // namespace
-
-const char *confidenceOf(const Answer &answer) {
-    if (answer.outcome == Outcome::exact) return "exact";
-    const auto *match = answer.matched();
-    if (match == nullptr) return "low";
-    const auto &matches = answer.reports.back().matches;
-    const bool agree =
-        matches.size() >= trustedMatches && match->misfit + spreadOf(matches) < trustedDisagreement;
-    return agree ? "high" : "low";
-}
 
 const Match *Answer::matched() const {
     if (reports.empty() || reports.back().matches.empty()) return nullptr;

@@ -25,10 +25,22 @@ inline constexpr auto wordsFor<Relax> = std::to_array<Word<Relax>>({{Relax::inte
                                                                     {Relax::uff, "uff"},
                                                                     {Relax::xtb, "xtb"}});
 
+/// How the reaction centre is placed where there is a match.
+enum class Placement {
+    direction, // by the match if it is the same reaction the same way, else by the usual lengths
+    library    // by the match, as the library does it
+};
+
+template <>
+inline constexpr auto wordsFor<Placement> = std::to_array<Word<Placement>>(
+    {{Placement::direction, "direction"}, {Placement::library, "library"}});
+
 struct AnswerOptions {
     std::vector<Stage> stages{Stage::full, Stage::sigma, Stage::lengths};
     Relax relax = Relax::internal;
-    std::size_t rivals = 3; // how many of the best matches are looked at, for the spread
+    Placement placement = Placement::direction;
+    std::size_t guesses = 1; // whole structures to make, 1 to 3: see Answer::flanks
+    std::size_t rivals = 3;  // how many of the best matches are looked at, for the spread
     std::optional<int> charge;
     std::optional<int> unpaired; // electrons
     XtbOptions xtb;
@@ -54,12 +66,22 @@ struct RivalMap {
     std::string match;   // as describeMatch() says
 };
 
+/// A whole structure beside the answer's own: with the same centre, and the rest not between the
+/// two sides of the reaction but like one of them, as it is in an early or a late transition state.
+struct Flank {
+    const char *like; // "reactant" or "product"
+    std::vector<Position> coordinates;
+    std::vector<std::string> strains; // what is wrong with it, a sentence each
+};
+
 struct Answer {
     Outcome outcome = Outcome::noMatch;
     std::optional<Stage> stage; // that answered
     std::string match;          // the stored name; empty without a match
     std::string code;           // of all changes, in symbols
     std::vector<StageReport> reports;
+    std::vector<UsualLength> usual; // per change
+    bool usualLengths = false;      // whether the changing bonds have the database's, not a match's
     std::vector<Position> coordinates;
     std::vector<StructureBond> bonds;         // with transition-state types
     std::vector<int> frozen;                  // atoms, from 0
@@ -69,16 +91,13 @@ struct Answer {
     int unpaired = 0;
     std::string relaxedBy;             // "", "distances", "uff" or the method of xtb
     std::vector<std::string> strains;  // what is wrong with the structure, a sentence each
+    std::vector<Flank> flanks;         // one less than the guesses that were asked for, or fewer
     std::vector<std::string> warnings; // about the records
 
     std::vector<RivalMap> rivalMaps; // where the atoms can be paired in several ways
 
     const Match *matched() const; // null without one
 };
-
-// How much to trust the changing bonds, by what was measured of such answers: "exact", "high" or
-// "low".
-const char *confidenceOf(const Answer &answer);
 
 // The reactant's atoms at these places.
 std::vector<StructureAtom> placedAtoms(const Reaction &reaction,

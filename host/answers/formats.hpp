@@ -25,7 +25,7 @@ struct AnswerFormat {
     std::string (*writtenTitle)(const std::string &title);
 };
 
-inline constexpr AnswerFormat sdfFormat{sdfRecord, nullptr, sdfPieces, sdfTitle};
+inline constexpr AnswerFormat sdfFormat{sdfRecords, nullptr, sdfPieces, sdfTitle};
 inline constexpr AnswerFormat xyzFormat{xyzAnswer, nullptr, xyzPieces, xyzTitle};
 inline constexpr AnswerFormat jsonFormat{jsonLine, jsonFailureLine, jsonPieces, jsonTitle};
 

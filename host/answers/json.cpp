@@ -1,5 +1,7 @@
 #include "host/answers/json.hpp"
 
+#include "host/answers/expected_error.hpp"
+#include "host/search/direction.hpp"
 #include "host/structures/elements.hpp"
 #include "host/system/json.hpp"
 
@@ -21,14 +23,24 @@ Json fromOne(const std::vector<int> &atoms) {
     return numbers;
 }
 
-Json atomsOf(const Reaction &reaction, const Answer &answer) {
+Json atomsOf(const Reaction &reaction, const std::vector<Position> &positions) {
     Json atoms = Json::array();
-    for (std::size_t i = 0; i < answer.coordinates.size(); ++i) {
-        const auto &at = answer.coordinates[i];
+    for (std::size_t i = 0; i < positions.size(); ++i) {
+        const auto &at = positions[i];
         atoms.push_back({{"symbol", elementSymbol(reaction.reactant.atoms[i].element)},
                          {"position", {at.x, at.y, at.z}}});
     }
     return atoms;
+}
+
+Json flanksOf(const Reaction &reaction, const Answer &answer) {
+    Json flanks = Json::array();
+    for (const auto &flank : answer.flanks) {
+        flanks.push_back({{"like", flank.like},
+                          {"atoms", atomsOf(reaction, flank.coordinates)},
+                          {"strains", flank.strains}});
+    }
+    return flanks;
 }
 
 Json bondsOf(const Answer &answer) {
@@ -40,7 +52,8 @@ Json bondsOf(const Answer &answer) {
 
 Json changesOf(const Reaction &reaction, const Answer &answer) {
     Json changes = Json::array();
-    for (const auto &change : reaction.changes) {
+    for (std::size_t i = 0; i < reaction.changes.size(); ++i) {
+        const auto &change = reaction.changes[i];
         const auto &[a, b] = change.atoms;
         changes.push_back(
             {{"atoms", fromOne(change.atoms)},
@@ -48,7 +61,8 @@ Json changesOf(const Reaction &reaction, const Answer &answer) {
              {"after", change.after},
              {"role", wordOf(roleOf(change))},
              {"length", distanceBetween(answer.coordinates[static_cast<std::size_t>(a)],
-                                        answer.coordinates[static_cast<std::size_t>(b)])}});
+                                        answer.coordinates[static_cast<std::size_t>(b)])},
+             {"usual", answer.usual[i].length}});
     }
     return changes;
 }
@@ -94,7 +108,7 @@ Json mapOf(const Match &match) {
     return map;
 }
 
-Json matchObject(const Match &match) {
+Json matchObject(const Reaction &reaction, const Match &match) {
     Json object{{"name", match.name}, {"exact", match.exact}};
     const auto &figures = match.figures;
     object["composition"] = figures.classBefore;
@@ -108,25 +122,26 @@ Json matchObject(const Match &match) {
     object["map"] = mapOf(match);
     object["mirrored"] = match.mirrored;
     object["misfit"] = match.misfit;
+    object["direction"] = wordOf(directionOf(reaction, match));
     object["roles"] = rolesOf(match);
     object["lengths"] = lengthsOf(match);
     return object;
 }
 
-Json reportObject(const StageReport &report) {
+Json reportObject(const Reaction &reaction, const StageReport &report) {
     Json matches = Json::array();
     for (const auto &match : report.matches)
-        matches.push_back(matchObject(match));
+        matches.push_back(matchObject(reaction, match));
     const auto &funnel = report.funnel;
     return {{"stage", wordOf(report.stage)},   {"code", report.code},
             {"candidates", funnel.candidates}, {"lookedInto", funnel.lookedInto},
             {"mapped", funnel.mapped},         {"matches", matches}};
 }
 
-Json searchOf(const Answer &answer) {
+Json searchOf(const Reaction &reaction, const Answer &answer) {
     Json reports = Json::array();
     for (const auto &report : answer.reports)
-        reports.push_back(reportObject(report));
+        reports.push_back(reportObject(reaction, report));
     return reports;
 }
 
@@ -137,6 +152,20 @@ Json pairingOf(const Reaction &reaction, const Answer &answer) {
     for (const auto &rival : answer.rivalMaps)
         rivals.push_back({{"changes", rival.changes}, {"match", rival.match}});
     return {{"productAtoms", fromOne(reaction.productAtoms)}, {"rivals", rivals}};
+}
+
+Json errorTermsObject(const Reaction &reaction, const Answer &answer) {
+    const auto terms = errorTermsOf(reaction, answer);
+    if (terms.empty()) return nullptr;
+    Json object = Json::object();
+    for (const auto &[name, value] : terms)
+        object[name] = value;
+    return object;
+}
+
+Json placementOf(const Answer &answer) {
+    if (answer.usualLengths) return "lengths";
+    return answer.matched() ? Json("match") : Json(nullptr);
 }
 
 std::string asLine(const Json &object) {
@@ -168,9 +197,14 @@ std::string jsonLine(const Reaction &reaction, const Answer &answer) {
     object["spread"] = nullptr;
     if (answer.matched() && answer.reports.back().matches.size() > 1)
         object["spread"] = spreadOf(answer.reports.back().matches);
-    object["confidence"] = confidenceOf(answer);
-    object["search"] = searchOf(answer);
-    object["atoms"] = atomsOf(reaction, answer);
+    object["confidence"] = confidenceOf(reaction, answer);
+    const auto expected = expectedErrorOf(reaction, answer);
+    object["expectedError"] = expected ? Json(*expected) : Json(nullptr);
+    object["errorTerms"] = errorTermsObject(reaction, answer);
+    object["placement"] = placementOf(answer);
+    object["search"] = searchOf(reaction, answer);
+    object["atoms"] = atomsOf(reaction, answer.coordinates);
+    object["flanks"] = flanksOf(reaction, answer);
     object["bonds"] = bondsOf(answer);
     object["frozen"] = fromOne(answer.frozen);
     object["constraints"] = constraintsOf(answer.constraints);

@@ -1,5 +1,6 @@
 #include "host/answers/sdf.hpp"
 
+#include "host/answers/expected_error.hpp"
 #include "host/structures/molfile.hpp"
 #include "host/system/text.hpp"
 
@@ -75,6 +76,11 @@ std::string rivalLines(const Answer &answer) {
     return text;
 }
 
+std::string expectedErrorLine(const Reaction &reaction, const Answer &answer) {
+    const auto expected = expectedErrorOf(reaction, answer);
+    return expected ? formatted("%.3f", *expected) : std::string{};
+}
+
 std::string joinedLines(const std::vector<std::string> &lines) {
     std::string text;
     for (const auto &one : lines)
@@ -87,26 +93,16 @@ bool headsRecordField(std::string_view line) {
            line.find(std::string("<") + recordField + ">") != std::string_view::npos;
 }
 
-} // namespace
-
-std::string transitionLines(const std::vector<Transition> &transitions) {
-    std::string text;
-    for (const auto &step : transitions) {
-        text += formatted("%d %d %d %d\n", step.breakA + 1, step.breakB + 1, step.formA + 1,
-                          step.formB + 1);
-    }
-    return text;
-}
-
-std::string sdfRecord(const Reaction &reaction, const Answer &answer) {
+std::string recordOf(const Reaction &reaction, const Answer &answer, const std::string &guess) {
     const auto &origin = reaction.reactant.origin;
     const bool replaced = answer.outcome == Outcome::partial;
     return molfile(origin, reaction.title, placedAtoms(reaction, answer.coordinates),
                    lastingBonds(reaction, answer)) +
-           field(recordField, std::to_string(reaction.number)) +
+           field(recordField, std::to_string(reaction.number)) + field("GUESS", guess) +
            field(outcomeField, wordOf(answer.outcome)) +
            field("STAGE", answer.stage ? wordOf(*answer.stage) : "") +
            field(matchField, sdfLine(answer.match)) + field("SPREAD", spreadLine(answer)) +
+           field("EXPECTED_ERROR", expectedErrorLine(reaction, answer)) +
            field("RELAXED", answer.relaxedBy) + field("CHARGE", std::to_string(answer.charge)) +
            field("UNPAIRED", std::to_string(answer.unpaired)) +
            field("STRAINS", joinedLines(answer.strains)) +
@@ -120,6 +116,28 @@ std::string sdfRecord(const Reaction &reaction, const Answer &answer) {
            field("START_CONSTRAINTS",
                  replaced ? constraintLines(answer.startConstraints) : std::string{}) +
            field("FROZEN_ATOMS", atomNumbers(answer.frozen)) + sdRecordEnd + "\n";
+}
+
+} // namespace
+
+std::string transitionLines(const std::vector<Transition> &transitions) {
+    std::string text;
+    for (const auto &step : transitions) {
+        text += formatted("%d %d %d %d\n", step.breakA + 1, step.breakB + 1, step.formA + 1,
+                          step.formB + 1);
+    }
+    return text;
+}
+
+std::string sdfRecords(const Reaction &reaction, const Answer &answer) {
+    std::string records = recordOf(reaction, answer, answer.flanks.empty() ? "" : "middle");
+    for (const auto &flank : answer.flanks) {
+        Answer other = answer;
+        other.coordinates = flank.coordinates;
+        other.strains = flank.strains;
+        records += recordOf(reaction, other, std::string("like the ") + flank.like);
+    }
+    return records;
 }
 
 std::vector<Piece> sdfPieces(std::string_view text) {

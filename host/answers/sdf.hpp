@@ -17,17 +17,20 @@ inline constexpr const char *matchField = "MATCH";
 inline constexpr const char *changedBondsField = "CHANGED_BONDS";
 inline constexpr const char *constraintsField = "CONSTRAINTS";
 
-/// The record of a finished reaction. Atoms are counted from 1 everywhere in it.
+/// The record of a finished reaction, and one for each flank of the answer. Atoms are counted from
+/// 1 everywhere in it.
 ///
 /// The bond block holds the bonds that last, with their types in the reactant; what changes stands
 /// in CHANGED_BONDS, and bonds of order 0 in the transition state in PARTIAL_BONDS too. Data
 /// fields, each left out where empty:
 ///
 ///   RECORD             number of the reaction in the files that it was read from
+///   GUESS              of several: middle, like the reactant, like the product
 ///   OUTCOME            exact, partial or none
 ///   STAGE              that answered: full, sigma or lengths
 ///   MATCH              name of the stored structure
 ///   SPREAD             with several matches, how far apart they put the changing bonds, angstrom
+///   EXPECTED_ERROR     how far made and broken bonds are likely to be off, angstrom
 ///   RELAXED            what moved the atoms that are not frozen
 ///   CHARGE, UNPAIRED   of the molecule; electrons
 ///   STRAINS            what is wrong with the structure, a line each
@@ -45,7 +48,7 @@ inline constexpr const char *constraintsField = "CONSTRAINTS";
 ///   FROZEN_ATOMS       atoms placed from the stored structure
 ///
 /// Throws Error if the structure does not fit the format.
-std::string sdfRecord(const Reaction &reaction, const Answer &answer);
+std::string sdfRecords(const Reaction &reaction, const Answer &answer);
 
 /// SD records; the number stands in the data field RECORD, the title in the first line.
 std::vector<Piece> sdfPieces(std::string_view text);

@@ -23,7 +23,12 @@ Piece pieceTitled(std::string_view titleLine) {
 std::string xyzAnswer(const Reaction &reaction, const Answer &answer) {
     const auto title = reaction.title + numberKey + std::to_string(reaction.number) + outcomeKey +
                        wordOf(answer.outcome);
-    return xyzRecord(title, placedAtoms(reaction, answer.coordinates));
+    auto records = xyzRecord(answer.flanks.empty() ? title : title + " guess=middle",
+                             placedAtoms(reaction, answer.coordinates));
+    for (const auto &flank : answer.flanks)
+        records +=
+            xyzRecord(title + " guess=" + flank.like, placedAtoms(reaction, flank.coordinates));
+    return records;
 }
 
 std::vector<Piece> xyzPieces(std::string_view text) {

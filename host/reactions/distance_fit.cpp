@@ -12,7 +12,6 @@ constexpr double smallestMove = 1e-4;     // angstrom; no atom moving further en
 constexpr double farthestPair = 8.0;      // angstrom; beyond it a pair weighs next to nothing
 constexpr double smallestDistance = 1e-6; // angstrom; atoms nearer than that have no direction
 constexpr double shortestWeighed = 0.5;   // angstrom; no pair weighs more than one so near
-constexpr double specialFactor = 100.0;
 
 struct Pull {
     std::size_t partner;
@@ -38,9 +37,9 @@ Pulls pullsBetween(std::size_t atoms, const WantedDistance &wanted,
             if (distance <= farthestPair) addPair(pulls, a, b, distance, 1.0);
         }
     }
-    for (const auto &[pair, distance] : special) {
+    for (const auto &[pair, wish] : special) {
         addPair(pulls, static_cast<std::size_t>(pair.first), static_cast<std::size_t>(pair.second),
-                distance, specialFactor);
+                wish.distance, wish.factor);
     }
     return pulls;
 }

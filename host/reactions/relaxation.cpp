@@ -96,10 +96,11 @@ std::string inAngstrom(double length) {
     return formatted("%.2f angstrom", length);
 }
 
-SpecialDistances constrainedDistances(const Relaxation &task) {
-    SpecialDistances distances;
+SpecialDistances specialDistances(const Relaxation &task) {
+    auto distances = task.hints;
     for (const auto &constraint : task.constraints) {
-        if (constraint.c < 0) distances[orderedPair(constraint.a, constraint.b)] = constraint.value;
+        if (constraint.c < 0)
+            distances[orderedPair(constraint.a, constraint.b)] = {constraint.value};
     }
     return distances;
 }
@@ -113,7 +114,7 @@ std::vector<Position> relaxByDistances(const Relaxation &task) {
     fitDistances(
         positions,
         [&](std::size_t a, std::size_t b) { return distanceBetween(task.model[a], task.model[b]); },
-        constrainedDistances(task), task.fixed);
+        specialDistances(task), task.fixed);
     return positions;
 }
 

@@ -3,6 +3,7 @@
 
 #include "saddlefit/molecule.h"
 
+#include "host/reactions/distance_fit.hpp"
 #include "host/structures/structure.hpp"
 
 #include <string>
@@ -17,6 +18,7 @@ struct Relaxation {
     std::vector<StructureBond> bonds;    // of both sides of the reaction
     std::vector<Constraint> constraints; // distances in angstrom, angles in degrees
     std::vector<int> fixed;
+    SpecialDistances hints{}; // of pairs without a constraint, for the fit of distances
 };
 
 // Let all distances become as near to those of the model as the fixed atoms and the constrained

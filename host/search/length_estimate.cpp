@@ -1,71 +1,89 @@
-#include "host/search/length_table.hpp"
+#include "host/search/length_estimate.hpp"
 
 #include "saddlefit/bonding.h"
-#include "saddlefit/reaction.h"
 
 #include "host/structures/host_molecule.hpp"
 
 #include <algorithm>
-#include <set>
+#include <cmath>
+#include <span>
 
 namespace saddlefit::host {
 
 namespace {
 
-double median(std::vector<double> values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    if (values.size() % 2 == 1) return *middle;
-    return (*middle + *std::max_element(values.begin(), middle)) / 2;
+double medianOfSorted(const auto &values, const auto &valueOf) {
+    const auto middle = values.size() / 2;
+    if (values.size() % 2 == 1) return valueOf(values[middle]);
+    return (valueOf(values[middle - 1]) + valueOf(values[middle])) / 2;
 }
 
-std::set<AtomPair> changingBonds(const Molecule &mol) {
-    std::set<AtomPair> pairs;
-    const auto add = [&](int a, int b) {
-        if (a >= 0 && b >= 0) pairs.insert(orderedPair(a, b));
-    };
-    for (int i = 0; i < mol.transitionCount; ++i) {
-        const auto &step = mol.transitions[i];
-        add(step.breakA, step.breakB);
-        add(step.formA, step.formB);
-    }
-    return pairs;
-}
-
-// Type 0 is left of bonds that are made or broken, whatever the orders before and after.
-ChangeKind kindOf(int type) {
-    return type == 0 ? ChangeKind::madeOrBroken : ChangeKind::otherOrder;
+double lengthIn(const Molecule &mol, const AtomPair &atoms) {
+    const Atom &a = mol.atoms[atoms.first], &b = mol.atoms[atoms.second];
+    return distanceBetween({a.x, a.y, a.z}, {b.x, b.y, b.z});
 }
 
 } // namespace
 
-void LengthTable::count(Molecule &stored) {
-    const auto changing = changingBonds(stored);
-    for (int i = 0; i < stored.bondCount; ++i) {
-        const Bond &bond = *stored.bonds[i];
-        if (std::max(bond.atom1, bond.atom2) >= stored.atomCount) continue; // of a damaged record
-        if (!changing.contains(orderedPair(bond.atom1, bond.atom2))) continue;
-        Atom &a = stored.atoms[bond.atom1], &b = stored.atoms[bond.atom2];
-        const auto [low, high] = std::minmax(a.element, b.element);
-        const double length = calcDist(&a, &b);
-        lengths_[{low, high, kindOf(bond.type)}].push_back(length);
-        ratios_[kindOf(bond.type)].push_back(length / singleBondLength(low, high));
+void LengthEstimate::count(const Molecule &stored) {
+    for (const auto &bond : changingBondsOf(stored)) {
+        const double length = lengthIn(stored, bond.atoms);
+        if (!std::isfinite(length)) continue; // of a damaged record
+        // Where a finer level repeats the coarser one the bond counts there once.
+        for (std::size_t level = 0; level < bond.keys.size(); ++level) {
+            if (level == 0 || bond.keys[level] != bond.keys[level - 1])
+                lengths_.emplace_back(bond.keys[level], length);
+        }
+        const int a = stored.atoms[bond.atoms.first].element;
+        const int b = stored.atoms[bond.atoms.second].element;
+        ratios_[bond.madeOrBroken].push_back(length / singleBondLength(a, b));
     }
 }
 
-void LengthTable::finish() {
-    for (auto &[key, values] : lengths_)
-        medians_[key] = median(std::move(values));
-    for (auto &[kind, values] : ratios_)
-        medianRatios_[kind] = median(std::move(values));
+void LengthEstimate::finish() {
+    std::sort(lengths_.begin(), lengths_.end());
+    for (auto &[kind, ratios] : ratios_) {
+        std::sort(ratios.begin(), ratios.end());
+        medianRatios_[kind] = medianOfSorted(ratios, [](double ratio) { return ratio; });
+    }
+    ratios_.clear();
 }
 
-double LengthTable::lengthOf(int element1, int element2, ChangeKind kind) const {
-    const auto [low, high] = std::minmax(element1, element2);
-    if (const auto found = medians_.find({low, high, kind}); found != medians_.end())
-        return found->second;
-    const auto ratio = medianRatios_.find(kind);
-    return singleBondLength(low, high) * (ratio == medianRatios_.end() ? 1.0 : ratio->second);
+double LengthEstimate::beginOf(int element1, int element2, const ChangingBond &bond) const {
+    const auto ratio = medianRatios_.find(bond.madeOrBroken);
+    return singleBondLength(element1, element2) *
+           (ratio == medianRatios_.end() ? 1.0 : ratio->second);
+}
+
+UsualLength LengthEstimate::lengthOf(int element1, int element2, const ChangingBond &bond,
+                                     double m) const {
+    constexpr auto below = [](const KeyedLength &a, const KeyedLength &b) {
+        return a.first < b.first;
+    };
+    UsualLength usual{beginOf(element1, element2, bond)};
+    auto &[length, shared, bonds] = usual;
+    for (std::size_t level = 0; level < bond.keys.size(); ++level) {
+        const auto [first, last] = std::equal_range(lengths_.begin(), lengths_.end(),
+                                                    KeyedLength{bond.keys[level], 0.0}, below);
+        if (first == last) break; // finer surroundings have no bonds either
+        const std::span<const KeyedLength> found(first, last);
+        const auto n = static_cast<double>(found.size());
+        const double median = medianOfSorted(found, [](const auto &entry) { return entry.second; });
+        length = level == 0 ? median : (n * median + m * length) / (n + m);
+        shared = level + 1;
+        bonds = found.size();
+    }
+    return usual;
+}
+
+UsualLengths LengthEstimate::lengthsIn(const Molecule &transitionState, double m) const {
+    UsualLengths lengths;
+    for (const auto &bond : changingBondsOf(transitionState)) {
+        const int a = transitionState.atoms[bond.atoms.first].element;
+        const int b = transitionState.atoms[bond.atoms.second].element;
+        lengths[bond.atoms] = lengthOf(a, b, bond, m);
+    }
+    return lengths;
 }
 
 double singleBondLength(int element1, int element2) {

@@ -1,41 +1,55 @@
-// How long changing bonds are in the transition states of a database.
+// How long changing bonds are in the transition states of a database, by their surroundings.
 #pragma once
 
 #include "saddlefit/molecule.h"
 
+#include "host/search/surroundings.hpp"
+
+#include <cstddef>
+#include <cstdint>
 #include <map>
-#include <string>
-#include <tuple>
+#include <utility>
 #include <vector>
 
 namespace saddlefit::host {
 
-// A bond about to be made or broken has no order in the middle of a reaction; another one that
-// changes keeps one. Made and broken are the same: any reaction can be read backwards.
-enum class ChangeKind { madeOrBroken, otherOrder };
-
-class LengthTable {
-public:
-    // Add the changing bonds of a stored molecule.
-    void count(Molecule &stored);
-
-    // Take the medians; nothing is counted after that.
-    void finish();
-
-    // In angstrom: the median of the pair of elements and the kind. Where the database has no such
-    // pair, the estimated single-bond length times the median ratio of all bonds of the kind, and
-    // without any of those the estimate itself.
-    double lengthOf(int element1, int element2, ChangeKind kind) const;
-
-private:
-    using Key = std::tuple<int, int, ChangeKind>;
-    std::map<Key, std::vector<double>> lengths_;
-    std::map<ChangeKind, std::vector<double>> ratios_;
-    std::map<Key, double> medians_;
-    std::map<ChangeKind, double> medianRatios_;
+/// How long a changing bond usually is.
+struct UsualLength {
+    double length = 0.0;    // angstrom
+    std::size_t shared = 0; // levels of surroundings, from the coarsest on, that stored bonds share
+    std::size_t bonds = 0;  // how many share the finest of these
 };
 
-// The library's estimate for a single bond, in angstrom.
+using UsualLengths = std::map<AtomPair, UsualLength>; // by changing bond
+
+class LengthEstimate {
+public:
+    /// Add the changing bonds of a stored molecule.
+    void count(const Molecule &stored);
+
+    /// Nothing is counted after that.
+    void finish();
+
+    /// How long a bond between these elements is likely to be, in angstrom: from the coarsest
+    /// surroundings to the finest, e = (n median + m e) / (n + m), with the n stored bonds that
+    /// have these surroundings in common. `m` says how many bonds the coarser surroundings count
+    /// for. It begins with the median of the pair of elements; where the database has no such pair,
+    /// with the estimated length of a single bond times the median ratio of all bonds of the kind
+    /// to theirs, and without any of those with the estimate itself.
+    UsualLength lengthOf(int element1, int element2, const ChangingBond &bond, double m) const;
+
+    /// Of each changing bond of a molecule in its transition-state picture.
+    UsualLengths lengthsIn(const Molecule &transitionState, double m) const;
+
+private:
+    using KeyedLength = std::pair<std::uint64_t, double>;
+    double beginOf(int element1, int element2, const ChangingBond &bond) const;
+    std::vector<KeyedLength> lengths_; // under the keys of all levels; sorted once finished
+    std::map<bool, std::vector<double>> ratios_;
+    std::map<bool, double> medianRatios_; // of bonds made or broken, and of others
+};
+
+/// The library's estimate for a single bond, in angstrom.
 double singleBondLength(int element1, int element2);
 
 } // namespace saddlefit::host

@@ -2,6 +2,8 @@
 
 #include "saddlefit/host.h"
 
+#include "host/search/bond_steps.hpp"
+
 #include <algorithm>
 #include <array>
 #include <cstdlib>
@@ -25,28 +27,6 @@ std::vector<BondChange> madeAndBroken(const std::vector<BondChange> &changes) {
         if (after == 0) ends.push_back({atoms, singleType, 0});
     }
     return ends;
-}
-
-// How often each bond of a stored molecule falls and rises.
-struct Steps {
-    int falls = 0;
-    int rises = 0;
-};
-
-std::map<AtomPair, Steps> stepsOf(std::span<const Transition> transitions) {
-    std::map<AtomPair, Steps> steps;
-    for (const auto &step : transitions) {
-        if (step.breakA >= 0 && step.breakB >= 0)
-            ++steps[orderedPair(step.breakA, step.breakB)].falls;
-        if (step.formA >= 0 && step.formB >= 0) ++steps[orderedPair(step.formA, step.formB)].rises;
-    }
-    return steps;
-}
-
-// A bond that was made, or a single one that was broken, is left with type 0; a double or triple
-// one that was broken, step by step, with type 1.
-bool isMadeOrBroken(const Steps &steps, int type) {
-    return type == 0 || (steps.falls > 1 && type == singleType);
 }
 
 void replaceTransitions(Molecule &mol, const std::vector<Transition> &transitions) {

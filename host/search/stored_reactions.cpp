@@ -44,7 +44,7 @@ void StoredReactions::count(Molecule &stored) const {
     codesBySigma_[codeOf(&stored)].insert(code);
 }
 
-const LengthTable &StoredReactions::lengths() const {
+const LengthEstimate &StoredReactions::lengths() const {
     survey();
     return lengths_;
 }

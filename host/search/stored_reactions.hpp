@@ -1,7 +1,7 @@
 /// The database as the stages need it.
 #pragma once
 
-#include "host/search/length_table.hpp"
+#include "host/search/length_estimate.hpp"
 #include "host/search/open_search.hpp"
 #include "host/search/stages.hpp"
 
@@ -25,12 +25,12 @@ public:
     bool empty() const { return empty_; }
 
     /// Go through the file now, where otherwise the first question would: processes that are forked
-    /// later have what is found. Codes lead to their records; a survey is what the stages "sigma"
-    /// and "lengths" need.
+    /// later have what is found. Codes lead to their records; a survey is what the stage "sigma"
+    /// and usual lengths need.
     void noteCodes() const;
     void survey() const;
 
-    const LengthTable &lengths() const;
+    const LengthEstimate &lengths() const;
 
     /// Where a question of a stage with this code finds all its candidates, in file order.
     OpenReactions askedFor(Stage stage, const Code &code) const;
@@ -43,7 +43,7 @@ private:
     OpenReactions file_;
     mutable std::once_flag surveyed_;
     mutable std::map<Code, std::set<Code>> codesBySigma_; ///< those of records, by their picture's
-    mutable LengthTable lengths_;
+    mutable LengthEstimate lengths_;
 };
 
 } // namespace saddlefit::host

@@ -1,6 +1,6 @@
 #include "host/upkeep/record_guard.hpp"
 
-#include "host/search/length_table.hpp"
+#include "host/search/length_estimate.hpp"
 #include "host/search/search.hpp"
 #include "host/structures/elements.hpp"
 #include "host/system/text.hpp"
