@@ -148,7 +148,6 @@ WAYS = [  # what is varied: options of "db add", of "react"
     ("stage full only", [], ["--stages", "full"]),
     ("stage sigma only", [], ["--stages", "sigma"]),
     ("stage lengths only", [], ["--stages", "lengths"]),
-    ("no stage: half-way lengths", [], ["--stages", ""]),
     ("orders as drawn", ["--orders", "drawn"], ["--orders", "drawn"]),
     ("orders of the mapped SMILES", ["--orders", "smiles"], ["--orders", "smiles"]),
     ("start: reactant", [], ["--start", "reactant"]),

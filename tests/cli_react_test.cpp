@@ -583,7 +583,8 @@ TEST_F(React, FlanksKeepTheCentreAndTakeTheRestFromOneSide) {
         double moved = 0.0;
         for (std::size_t atom = 0; atom < guess.atoms.size(); ++atom)
             moved += distanceBetween(guess.atoms[atom].position, middle.atoms[atom].position);
-        EXPECT_EQ(moved > 0.01, i % 3 != 0) << i;
+        if (i % 3 == 0) EXPECT_EQ(moved, 0.0) << i;
+        if (i > 6) EXPECT_GT(moved, 0.01) << "the propenol's methyl group";
     }
     for (const auto &answer : objectsIn(contents("o.jsonl"))) {
         if (answer.contains("error")) continue;

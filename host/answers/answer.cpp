@@ -294,9 +294,11 @@ std::vector<Position> Asking::relaxed(const std::vector<Position> &from,
     auto positions = relaxByDistances(task);
     if (options_.relax == Relax::internal) return positions;
     task.atoms = placedAtoms(reaction_, positions);
+    if (!hints_.empty()) task.fixed = centreOf(reaction_.changes); // it stands now
     if (options_.relax == Relax::uff) return relaxByForceField(task);
     return optimiseWithXtb({reaction_.title, answer_.charge, answer_.unpaired, task.atoms,
-                            fixed.empty() ? constraints : std::vector<Constraint>{}, fixed},
+                            task.fixed.empty() ? constraints : std::vector<Constraint>{},
+                            task.fixed},
                            options_.xtb);
 }
 
