@@ -53,7 +53,7 @@ def answers(folder):
     (folder / "r.sdf").write_text(records("queries_reactants.sdf") + drawn("selenide", 2) + drawn("same", 2))
     (folder / "p.sdf").write_text(records("queries_products.sdf") + drawn("selenide", 3) + drawn("same", 2))
     runs = [
-        (folder / "r.sdf", folder / "p.sdf"),
+        (folder / "r.sdf", folder / "p.sdf", "--guesses", "3"),
         (folder / "r.sdf", folder / "p.sdf", "--stages", "full", "--relax", "none"),
         (folder / "r.sdf", folder / "p.sdf", "--stages", "sigma", "--relax", "uff"),
         (levels / "parents_reactants.sdf", levels / "parents_products.sdf"),
