@@ -27,7 +27,7 @@ struct ErrorTerm {
 ///   alone           1 where there is no second match, and so no spread
 ///   difference      the same logarithm of how far the match is from the usual lengths in the mean
 ///   stretch         the longest made or broken bond, in lengths of a single bond
-///   surroundings    levels of surroundings that made and broken bonds share with stored ones, from 0
+///   surroundings    levels of surroundings that made and broken bonds share with stored ones, 0
 ///                   to 5, in the mean
 /// Empty for an exact match, and for a reaction that makes and breaks no bond.
 std::vector<ErrorTerm> errorTermsOf(const Reaction &reaction, const Answer &answer);
