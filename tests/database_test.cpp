@@ -508,8 +508,8 @@ TEST(HostileFiles, CutOrFlippedAnywhereAreReadInBounds) {
 /// Records of some lengths, their code C-O; every third of the file's is removed.
 void fillWithRecords(const File &file, int count) {
     for (int i = 0; i < count; ++i) {
-        const OwnedMol mol =
-            molecule(std::vector<At>(2 + i * 7 % 5, {6}), "0 1 1", {{0, 1, -1, -1}});
+        const OwnedMol mol = molecule(std::vector<At>(static_cast<std::size_t>(2 + i * 7 % 5), {6}),
+                                      "0 1 1", {{0, 1, -1, -1}});
         mol->atoms[1].element = i % 4 == 0 ? 7 : 8;
         const OwnedBlock<int> code(getTransitionCode(mol.get()));
         EXPECT_TRUE(insert(file, "r" + std::to_string(i), {code.get(), code.get() + 3}, mol.get()));
@@ -575,7 +575,8 @@ TEST(Stores, TakeManyRecordsWhereRepeatedInsertionPutsThem) {
     StoreWriter *writer = openStoreWriter(many.path());
     ASSERT_TRUE(writer);
     for (int i = 0; i < 60; ++i) {
-        const OwnedMol mol = molecule(std::vector<At>(1 + i * 5 % 9, {6}), "", {{0, -1, -1, -1}});
+        const OwnedMol mol = molecule(std::vector<At>(static_cast<std::size_t>(1 + i * 5 % 9), {6}),
+                                      "", {{0, -1, -1, -1}});
         const Codes code{6, 0};
         unsigned char *bytes = nullptr;
         const uint32_t length = packRecord("new", code.data(), mol.get(), &bytes);

@@ -10,11 +10,12 @@
 #include <gtest/gtest.h>
 
 #include <bit>
-#include <filesystem>
+#include <cstdlib>
 #include <limits>
 #include <memory>
 #include <set>
 #include <thread>
+#include <utility>
 
 using namespace saddlefit;
 using namespace saddlefit::test;
@@ -364,16 +365,15 @@ void expectSameInThreads(const std::vector<Question> &questions, const char *pat
     EXPECT_EQ(differing, std::vector<int>(threadCount, 0));
 }
 
+/// With SADDLEFIT_BENCH_REACTIONS in the environment, also on the reactions in that folder.
 TEST(Threads, WithASearcherEachAnswerAsOneByOne) {
-    for (const auto &[folder, prefix, count] :
-         {std::tuple<std::string, const char *, std::size_t>{SADDLEFIT_DATA "/", "parents_", 14},
-          {SADDLEFIT_REACTIONS "/", "", 240}}) {
-        if (!std::filesystem::exists(folder + prefix + "ts.sdf")) {
-            GTEST_SKIP() << folder << " is not there; the example data gave the same answers";
-        }
+    std::vector<std::pair<std::string, const char *>> sets{{SADDLEFIT_DATA "/", "parents_"}};
+    if (const char *folder = std::getenv("SADDLEFIT_BENCH_REACTIONS"))
+        sets.emplace_back(std::string(folder) + "/", "");
+    for (const auto &[folder, prefix] : sets) {
         const TemporaryFile file;
         const std::vector<Question> questions = questionsFrom(folder, prefix, file);
-        EXPECT_EQ(questions.size(), count);
+        EXPECT_GE(questions.size(), 14U);
         const auto answered = std::ranges::count_if(questions, [](const Question &question) {
             return question.expected.started == 0 || question.expected.finished == 1;
         });

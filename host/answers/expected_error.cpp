@@ -97,9 +97,8 @@ std::optional<double> expectedErrorOf(const Reaction &reaction, const Answer &an
     if (terms.empty()) return std::nullopt;
     double sum = 0.0;
     for (const auto &[name, value] : terms) {
-        const auto found =
-            std::find_if(errorCoefficients.begin(), errorCoefficients.end(),
-                         [&](const auto &entry) { return std::string_view(entry.term) == name; });
+        const auto found = std::ranges::find(errorCoefficients, std::string_view(name),
+                                             [](const auto &entry) { return entry.term; });
         if (found != errorCoefficients.end()) sum += found->value * value;
     }
     return std::exp(sum);
