@@ -45,8 +45,9 @@ std::vector<BondChange> changesIn(const Structure &predicted) {
         return hasAtoms(predicted, change.atoms);
     });
     if (sound && !changes.empty()) return changes;
-    throw Error(predicted.origin + ": has no usable field " + changedBondsField +
-                "; the first file must be one that \"saddlefit react -o\" wrote");
+    throw Error(std::string("has no usable field ") + changedBondsField +
+                "; the first file must be one that \"saddlefit react -o\" wrote")
+        .at(predicted.origin);
 }
 
 double distance(const Structure &structure, AtomPair atoms) {
@@ -103,15 +104,17 @@ const Structure &withTitle(const std::vector<Record> &records, const Structure &
         const auto *structure = std::get_if<Structure>(&record);
         if (structure == nullptr || structure->title != wanted.title) continue;
         if (found != nullptr) {
-            throw Error(structure->origin + ": a second record of this title; titles must "
-                                            "differ, for records are compared by title");
+            throw Error("a second record of this title; titles must differ, for records are "
+                        "compared by title")
+                .at(structure->origin);
         }
         found = structure;
     }
     if (found == nullptr) found = untitledRecord(records, wanted);
     if (found != nullptr) return *found;
-    throw Error(wanted.origin + ": no readable record of this title in " + path +
-                "; give both records the same title");
+    throw Error("no readable record of this title in " + path +
+                "; give both records the same title")
+        .at(wanted.origin);
 }
 
 std::string changeText(const BondChange &change) {

@@ -81,9 +81,11 @@ std::string resultLine(const Reaction &reaction, const Answer &answer) {
 
 std::string warningLines(const Reaction &reaction, const Answer &answer) {
     std::string text;
-    for (const auto *list : {&answer.warnings, &answer.strains}) {
-        for (const auto &warning : *list)
-            text += "saddlefit: " + reaction.reactant.origin + ": warning: " + warning + "\n";
+    for (const auto &list : {answer.warningTexts(), answer.strains}) {
+        for (const auto &warning : list) {
+            text +=
+                "saddlefit: " + reaction.reactant.origin.text() + ": warning: " + warning + "\n";
+        }
     }
     return text;
 }
@@ -120,9 +122,12 @@ public:
 
     Delivery operator()(std::size_t item) const {
         try {
-            return answered(bestAnswer(reader_.read(item), stored_, answerOptions_));
+            auto mapped = bestAnswer(reader_.read(item), stored_, answerOptions_);
+            for (auto &warning : mapped.answer.warnings)
+                warning = {messageOf(warning)};
+            return answered(mapped);
         } catch (const Error &error) {
-            return failure(item, error.what());
+            return failure(item, messageOf(error));
         }
     }
     Delivery failure(std::size_t item, const std::string &what) const {
@@ -184,8 +189,9 @@ void makeFolder(const std::string &path) {
 }
 
 void reportEmpty(const std::string &database) {
-    report(Error(database + ": warning: the database holds no records, so nothing can match; "
-                            "\"saddlefit db add\" stores some"));
+    report(Error("warning: the database holds no records, so nothing can match; \"saddlefit db "
+                 "add\" stores some")
+               .at({database}));
 }
 
 int react(const ReactOptions &options) {
@@ -206,7 +212,7 @@ int react(const ReactOptions &options) {
     if (options.answer.relax == Relax::xtb) answerOptions.xtb.folder = scratch.emplace().path();
     const ReactionWork work(options, answerOptions, reader, stored);
     const auto mishap = [&](std::size_t item, const std::string &what) {
-        return work.failure(item, reader.origin(item) + ": " + what);
+        return work.failure(item, reader.origin(item).text() + ": " + what);
     };
     const auto result = runBatch(items, work, mishap, options.batch, outputs.all());
     if (result.interrupted)

@@ -194,7 +194,8 @@ void ReactOptions::requireOtherFiles() const {
         if (path.empty()) continue;
         requireOtherFile(path, database);
         if (!taken.insert(place(path)).second && isReplaceable(path)) {
-            throw Error(path + ": is named twice; give each file a name of its own");
+            throw Error(ErrorKind::refused, "is named twice; give each file a name of its own")
+                .at({path});
         }
     }
 }

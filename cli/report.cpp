@@ -4,14 +4,53 @@
 
 namespace saddlefit::cli {
 
+namespace {
+
+const char *wordsOf(Remedy remedy) {
+    switch (remedy) {
+    case Remedy::none:
+        break;
+    case Remedy::charge:
+        return ", --charge sets it";
+    case Remedy::electrons:
+        return "; correct --charge or --uhf";
+    case Remedy::harmonisedOrders:
+        return ", or use --orders harmonised";
+    case Remedy::noRelaxation:
+        return ", or use --relax none";
+    case Remedy::otherRelaxation:
+        return "; use --relax xtb or --relax none";
+    case Remedy::makeDatabase:
+        return ", or make one with \"saddlefit db add\"";
+    case Remedy::makeOrCheckDatabase:
+        return ", make one with \"saddlefit db add\", or see with \"saddlefit db check\" what is "
+               "wrong";
+    case Remedy::listDatabase:
+        return ", see \"saddlefit db list\"";
+    case Remedy::salvageDatabase:
+        return "; \"saddlefit db salvage\" copies what can be read into a new file";
+    }
+    return "";
+}
+
+} // namespace
+
+std::string messageOf(const Error &error) {
+    return std::string(error.what()) + wordsOf(error.remedy());
+}
+
+std::string messageOf(const Warning &warning) {
+    return warning.text + wordsOf(warning.remedy);
+}
+
 void report(const Error &error) {
     std::fflush(stdout);
-    std::fprintf(stderr, "saddlefit: %s\n", error.what());
+    std::fprintf(stderr, "saddlefit: %s\n", messageOf(error).c_str());
 }
 
 std::function<void()> reportingOfWait(const std::string &path) {
     return [path] {
-        report(Error(path + ": another run is changing this file; waiting until it has ended"));
+        report(Error("another run is changing this file; waiting until it has ended").at({path}));
     };
 }
 

@@ -14,6 +14,10 @@ constexpr int allDone = 0;
 constexpr int somethingFailed = 1;
 constexpr int wrongUsage = 2;
 
+/// The whole message, with the remedy in words of the options and commands that there are.
+std::string messageOf(const Error &error);
+std::string messageOf(const Warning &warning);
+
 /// Print "saddlefit: MESSAGE" on standard error.
 void report(const Error &error);
 

@@ -33,7 +33,7 @@ std::vector<LabelledAtom> labelledAtoms(const Structure &structure) {
     const auto mol = hostMolecule(structure.atoms, structure.bonds);
     std::vector<int> codes(structure.atoms.size());
     if (C_getRS(mol.get(), codes.data()) != 1) {
-        throw Error(structure.origin + ": not enough memory");
+        throw Error(ErrorKind::system, "not enough memory").at(structure.origin);
     }
     std::vector<LabelledAtom> atoms;
     for (std::size_t i = 0; i < codes.size(); ++i) {

@@ -28,15 +28,15 @@ std::string script(const std::string &name, const std::string &body) {
     return path.string();
 }
 
-BabelErrorKind kindOf(const std::function<void()> &ask) {
+ErrorKind kindOf(const std::function<void()> &ask) {
     try {
         ask();
-    } catch (const BabelError &error) {
+    } catch (const Error &error) {
         EXPECT_GT(std::string(error.what()).size(), 40U) << "says what to do";
         return error.kind();
     }
     ADD_FAILURE() << "no error";
-    return BabelErrorKind::confused;
+    return ErrorKind::program;
 }
 
 babel::Molecule parsed(Babel &open, const std::string &smiles, bool embeds = false) {
@@ -87,18 +87,17 @@ TEST(BabelProtocol, RefusesDamagedBytes) {
 TEST(BabelProgram, IsNotWhatItShouldBe) {
     struct Row {
         const char *name, *body;
-        BabelErrorKind kind;
+        ErrorKind kind;
     };
     for (const auto &[name, body, kind] :
-         {Row{"unloadable", "exit 127", BabelErrorKind::missing},
-          Row{"talker", "echo hello world, this is no frame >&0; sleep 9",
-              BabelErrorKind::confused},
-          Row{"silent", "exec sleep 99", BabelErrorKind::timedOut}}) {
+         {Row{"unloadable", "exit 127", ErrorKind::noProgram},
+          Row{"talker", "echo hello world, this is no frame >&0; sleep 9", ErrorKind::program},
+          Row{"silent", "exec sleep 99", ErrorKind::limit}}) {
         Babel open(script(name, body), {500ms});
         EXPECT_EQ(kindOf([&] { open.formats(); }), kind) << name;
     }
     Babel open("/nowhere/saddlefit-babel");
-    EXPECT_EQ(kindOf([&] { open.formats(); }), BabelErrorKind::missing);
+    EXPECT_EQ(kindOf([&] { open.formats(); }), ErrorKind::noProgram);
 }
 
 class Program : public testing::Test {
@@ -116,7 +115,7 @@ TEST_F(Program, DiesInEachWayAndIsReplaced) {
     EXPECT_EQ(kindOf([&] {
                   narrow.parseSmiles({std::string(200'000, 'C'), false, false});
               }),
-              BabelErrorKind::died)
+              ErrorKind::program)
         << "its stack overflows";
     EXPECT_EQ(canonical(narrow, parsed(narrow, "OCC")), "CCO");
     int before = 0;
@@ -124,11 +123,11 @@ TEST_F(Program, DiesInEachWayAndIsReplaced) {
                   narrow.read({"x.smi", "C\nCC\n" + std::string(200'000, 'C') + "\nC\n", true},
                               [&](auto) { ++before; });
               }),
-              BabelErrorKind::died);
+              ErrorKind::program);
     EXPECT_EQ(before, 2) << "the third record is the one to blame";
 
     kill(first, SIGKILL);
-    EXPECT_EQ(kindOf([&] { parsed(open, "C"); }), BabelErrorKind::died);
+    EXPECT_EQ(kindOf([&] { parsed(open, "C"); }), ErrorKind::program);
     EXPECT_EQ(canonical(open, parsed(open, "OCC")), "CCO");
     EXPECT_NE(open.process(), first);
     EXPECT_EQ(waitpid(first, nullptr, WNOHANG), -1) << "no zombie";
@@ -142,7 +141,7 @@ TEST_F(Program, DiesInEachWayAndIsReplaced) {
                   for (;;)
                       parsed(open, "C1CC1");
               }),
-              BabelErrorKind::timedOut);
+              ErrorKind::limit);
     killer.join();
     EXPECT_EQ(canonical(open, parsed(open, "OCC")), "CCO");
 
@@ -151,7 +150,7 @@ TEST_F(Program, DiesInEachWayAndIsReplaced) {
     EXPECT_NE(kindOf([&] {
                   open.read({"x.mol2", std::string(200U << 20, 'x'), true}, {});
               }),
-              BabelErrorKind::timedOut);
+              ErrorKind::limit);
     EXPECT_EQ(canonical(open, parsed(open, "OCC")), "CCO");
 #endif
 }
@@ -211,10 +210,7 @@ TEST_F(Program, FindsBondsAndCharges) {
         const auto found = open.perceiveBonds({molecule, charge});
         EXPECT_EQ(canonical(open, found), wanted) << smiles;
     }
-    EXPECT_EQ(kindOf([&] {
-                  open.perceiveBonds({parsed(open, "C", true), 5});
-              }),
-              BabelErrorKind::refused);
+    EXPECT_EQ(kindOf([&] { open.perceiveBonds({parsed(open, "C", true), 5}); }), ErrorKind::input);
 }
 
 TEST_F(Program, ReadsWhatItWrites) {
@@ -231,7 +227,7 @@ TEST_F(Program, ReadsWhatItWrites) {
     }
     const auto pdb = open.write({"pdb", {molecules[0]}});
     open.read({"x.pdb", pdb, true}, [&](auto one) { EXPECT_EQ(one.atoms.size(), 13U); });
-    EXPECT_EQ(kindOf([&] { open.write({"unheard", molecules}); }), BabelErrorKind::refused);
+    EXPECT_EQ(kindOf([&] { open.write({"unheard", molecules}); }), ErrorKind::input);
     EXPECT_GT(open.formats().size(), 100U);
 }
 

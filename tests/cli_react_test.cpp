@@ -45,7 +45,7 @@ std::vector<int> typesOf(const std::vector<StructureBond> &bonds) {
 Structure drawing(const std::vector<StructureAtom> &atoms,
                   const std::vector<StructureBond> &bonds) {
     Structure structure;
-    structure.origin = "x.sdf, record 1 (x)";
+    structure.origin = {"x.sdf", 1, "x"};
     structure.atoms = atoms;
     structure.bonds = bonds;
     return structure;

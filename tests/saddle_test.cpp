@@ -141,7 +141,7 @@ bool xtbIsHere() {
     try {
         xtbSurface({{1, 1}, 0, 0});
         return true;
-    } catch (const SurfaceError &) {
+    } catch (const Error &) {
         return false;
     }
 }
@@ -301,28 +301,28 @@ TEST(XtbSurface, RefusesWhatTheLibraryWouldNotSurvive) {
         const char *name;
         Species species;
         std::vector<double> coordinates;
-        SurfaceFault fault;
+        ErrorKind kind;
         const char *said;
     };
     const std::vector<double> apart{0, 0, 0, 0, 0, 0.75};
     const Row rows[] = {
-        {"uranium", {{92, 1}, 0, 0}, apart, SurfaceFault::wrongAtoms, "element 92"},
-        {"dummy atom", {{0, 1}, 0, 1}, apart, SurfaceFault::wrongAtoms, "element 0"},
-        {"no atoms", {{}, 0, 0}, {}, SurfaceFault::wrongAtoms, "no atoms"},
-        {"odd electrons", {{1, 1}, 1, 0}, apart, SurfaceFault::wrongSpin, "charge of 1"},
-        {"more unpaired than there are", {{1, 1}, 0, 4}, apart, SurfaceFault::wrongSpin, "4"},
-        {"negative spin", {{1, 1}, 0, -2}, apart, SurfaceFault::wrongSpin, "-2"},
-        {"no electrons", {{1, 1}, 2, 0}, apart, SurfaceFault::wrongSpin, "0 electrons"},
-        {"one place", {{1, 1}, 0, 0}, {0, 0, 0, 0, 0, 0.005}, SurfaceFault::badGeometry, "0.005"},
-        {"no number", {{1, 1}, 0, 0}, {0, 0, 0, 0, 0, NAN}, SurfaceFault::badGeometry, "number"},
+        {"uranium", {{92, 1}, 0, 0}, apart, ErrorKind::input, "element 92"},
+        {"dummy atom", {{0, 1}, 0, 1}, apart, ErrorKind::input, "element 0"},
+        {"no atoms", {{}, 0, 0}, {}, ErrorKind::input, "no atoms"},
+        {"odd electrons", {{1, 1}, 1, 0}, apart, ErrorKind::input, "charge of 1"},
+        {"more unpaired than there are", {{1, 1}, 0, 4}, apart, ErrorKind::input, "4"},
+        {"negative spin", {{1, 1}, 0, -2}, apart, ErrorKind::input, "-2"},
+        {"no electrons", {{1, 1}, 2, 0}, apart, ErrorKind::input, "0 electrons"},
+        {"one place", {{1, 1}, 0, 0}, {0, 0, 0, 0, 0, 0.005}, ErrorKind::input, "0.005"},
+        {"no number", {{1, 1}, 0, 0}, {0, 0, 0, 0, 0, NAN}, ErrorKind::input, "number"},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.name);
         try {
             xtbSurface(row.species)->at(inBohr(row.coordinates));
             ADD_FAILURE() << "is accepted";
-        } catch (const SurfaceError &error) {
-            EXPECT_EQ(error.fault(), row.fault);
+        } catch (const Error &error) {
+            EXPECT_EQ(error.kind(), row.kind);
             EXPECT_NE(std::string(error.what()).find(row.said), std::string::npos) << error.what();
         }
     }
@@ -333,8 +333,8 @@ TEST(XtbSurface, SaysWhatToInstallWhereTheLibraryIsNone) {
         try {
             xtbSurface({{1, 1}, 0, 0}, XtbMethod::gfn2, library);
             ADD_FAILURE() << library;
-        } catch (const SurfaceError &error) {
-            EXPECT_EQ(error.fault(), SurfaceFault::noProgram);
+        } catch (const Error &error) {
+            EXPECT_EQ(error.kind(), ErrorKind::noProgram);
             EXPECT_NE(std::string(error.what()).find("install"), std::string::npos);
         }
     }

@@ -174,9 +174,10 @@ private:
 
     // Nobody reads any more, or there is no room: hours of work would go nowhere.
     [[noreturn]] void failPrinting() const {
-        throw Error("standard output cannot be written (" + std::string(std::strerror(errno)) +
-                    "); ended after " + std::to_string(result_.done + 1) + " of " +
-                    std::to_string(items_.size()));
+        throw Error(ErrorKind::system, "standard output cannot be written (" +
+                                           std::string(std::strerror(errno)) + "); ended after " +
+                                           std::to_string(result_.done + 1) + " of " +
+                                           std::to_string(items_.size()));
     }
 
     const std::vector<std::size_t> &items_;

@@ -58,7 +58,7 @@ Delivery perform(const Work &work, std::size_t item) {
     try {
         return work(item);
     } catch (const Error &error) {
-        return failure(error.what());
+        return failure(messageOf(error));
     } catch (const std::exception &error) {
         return failure(std::string("unexpected failure: ") + error.what());
     } catch (...) {

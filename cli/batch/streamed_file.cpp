@@ -26,8 +26,9 @@ namespace fs = std::filesystem;
 constexpr mode_t ownersUmaskDecides = 0666;
 
 [[noreturn]] void failLocked(const std::string &target) {
-    throw Error(target + ": another run is writing it, or it is named twice; wait until that "
-                         "run has ended, or choose another output");
+    throw Error(ErrorKind::refused, "another run is writing it, or it is named twice; wait until "
+                                    "that run has ended, or choose another output")
+        .at({target});
 }
 
 std::optional<std::string> textOf(const std::string &path) {
@@ -35,7 +36,8 @@ std::optional<std::string> textOf(const std::string &path) {
     if (!file) {
         std::error_code error;
         if (!fs::exists(path, error) && !error) return std::nullopt;
-        throw Error(path + ": cannot be read; check your rights, or run without resuming");
+        throw Error(ErrorKind::system, "cannot be read; check your rights, or run without resuming")
+            .at({path});
     }
     std::ostringstream text;
     text << file.rdbuf();
@@ -45,18 +47,21 @@ std::optional<std::string> textOf(const std::string &path) {
 void requireTitle(const std::string &path, const Piece &piece,
                   const std::optional<std::string> &title) {
     if (title == piece.title) return;
-    throw Error(path + ": record " + std::to_string(piece.item) + " is \"" + piece.title +
-                "\" there, but the inputs have " +
-                (title ? "\"" + *title + "\" in its place" : "no such record") +
-                "; go on with the inputs that it was begun with, or run without --resume");
+    throw Error(ErrorKind::refused,
+                "record " + std::to_string(piece.item) + " is \"" + piece.title +
+                    "\" there, but the inputs have " +
+                    (title ? "\"" + *title + "\" in its place" : "no such record") +
+                    "; go on with the inputs that it was begun with, or run without --resume")
+        .at({path});
 }
 
 void requireOurs(const std::string &path, const std::vector<Piece> &pieces,
                  const TitleOf &titleOf) {
     for (std::size_t last = 0; const auto &piece : pieces) {
         if (piece.item <= last) {
-            throw Error(path + ": was not written by this command, for its records do not bear "
-                               "ascending numbers; choose another output");
+            throw Error(ErrorKind::refused, "was not written by this command, for its records do "
+                                            "not bear ascending numbers; choose another output")
+                .at({path});
         }
         if (titleOf) requireTitle(path, piece, titleOf(piece.item));
         last = piece.item;

@@ -20,8 +20,9 @@ namespace saddlefit::cli {
 namespace {
 
 [[noreturn]] void failStarting() {
-    throw Error(std::string("no worker process can be started (") + std::strerror(errno) +
-                "); ask for fewer jobs or end other programs");
+    throw Error(ErrorKind::system, std::string("no worker process can be started (") +
+                                       std::strerror(errno) +
+                                       "); ask for fewer jobs or end other programs");
 }
 
 // With MSG_NOSIGNAL, for a peer that has died is no reason to die.

@@ -37,9 +37,9 @@ NewRecord recordOf(const Reaction &reaction) {
         const auto reading = readRecord(*bytes);
         if (const auto *stored = std::get_if<StoredRecord>(&reading)) return {*bytes, *stored};
     }
-    throw Error(reaction.reactant.origin +
-                ": the record cannot be stored; it may have more than 65535 atoms or bonds, or "
-                "too long a title");
+    throw Error(ErrorKind::limit, "the record cannot be stored; it may have more than 65535 atoms "
+                                  "or bonds, or too long a title")
+        .at(reaction.reactant.origin);
 }
 
 std::string joined(const std::vector<std::string> &phrases) {
@@ -83,7 +83,7 @@ public:
                 add(tightest(reader_.read(i)));
             } catch (const Error &error) {
                 report(error);
-                refuse(reader_.title(i), {error.what()});
+                refuse(reader_.title(i), {messageOf(error)});
             }
         }
     }
@@ -109,7 +109,7 @@ private:
         auto doubts = doubtsAbout(reaction.reactant, reaction.product);
         doubts.insert(doubts.begin(), reaction.pairingNotes.begin(), reaction.pairingNotes.end());
         for (const auto &doubt : doubts)
-            report(Error(reaction.reactant.origin + ": warning: " + doubt));
+            report(Error("warning: " + doubt).at(reaction.reactant.origin));
         const auto record = recordOf(reaction);
         auto objections = implausibilities(reaction);
         if (const auto same = index_.find(record.stored, reaction)) {
@@ -133,14 +133,13 @@ private:
 
     void reportObjections(const Reaction &reaction,
                           const std::vector<std::string> &objections) const {
-        const auto origin = options_.files.geometries + ", record " +
-                            std::to_string(reaction.number) + " (" + reaction.geometryTitle + "): ";
+        const Place origin{options_.files.geometries, reaction.number, reaction.geometryTitle};
         const auto text = joined(objections);
-        report(Error(options_.force
-                         ? origin + "warning: " + text
-                         : origin + "not stored: " + text +
-                               "; correct the record or leave it out, or store it all the "
-                               "same with --force"));
+        report(Error(options_.force ? "warning: " + text
+                                    : "not stored: " + text +
+                                          "; correct the record or leave it out, or store it all "
+                                          "the same with --force")
+                   .at(origin));
     }
 
     const AddOptions &options_;

@@ -24,16 +24,18 @@ std::vector<std::size_t> highestFirst(std::vector<std::size_t> positions) {
 void requireDistinct(const std::vector<std::size_t> &sorted, const std::string &path) {
     const auto twice = std::adjacent_find(sorted.begin(), sorted.end());
     if (twice == sorted.end()) return;
-    throw Error(path + ": record " + std::to_string(*twice) +
-                " is to be removed twice; name each position once, as \"saddlefit db list\" "
-                "printed it before the removal");
+    throw Error(ErrorKind::refused, "record " + std::to_string(*twice) +
+                                        " is to be removed twice; name each position once, as "
+                                        "\"saddlefit db list\" printed it before the removal")
+        .at({path});
 }
 
 void removeAll(const std::vector<std::size_t> &positions, const std::string &target) {
     OutputFile file(target);
     file.copyFromTarget();
     if (!removeRecords(openDatabase(file.path()), positions)) {
-        throw Error(target + ": the records cannot be removed; the disk may be full");
+        throw Error(ErrorKind::system, "the records cannot be removed; the disk may be full")
+            .at({target});
     }
     file.commit();
 }

@@ -75,8 +75,8 @@ Json asJson(const ShowOptions &options, const StoredRecord &record) {
 
 // The fields are those of finished reactions.
 std::string asSdf(const ShowOptions &options, const StoredRecord &record) {
-    const auto origin = options.database + ", record " + std::to_string(options.position);
-    return molfile(origin, inOneLine(record.name), record.atoms, record.bonds) +
+    return molfile({options.database, options.position}, inOneLine(record.name), record.atoms,
+                   record.bonds) +
            field("TRANSITION_CODE", codeInSymbols(record.code.data())) +
            field("TRANSITIONS", transitionLines(record.transitions)) +
            field("PARTIAL_BONDS", untypedBondLines(record.bonds)) + sdRecordEnd + "\n";

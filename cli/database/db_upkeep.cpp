@@ -36,10 +36,6 @@ void printCheckAsJson(const std::string &path, const Survey &survey) {
                {"damage", damageAsJson(survey)}});
 }
 
-Error damageError(const std::string &path, const Survey &survey) {
-    return Error(damageMessage(path, survey.damagedRecord, *survey.damage));
-}
-
 int check(const DbOptions &options) {
     const auto survey = surveyOf(*openStoreAt(options.database));
     if (options.json) printCheckAsJson(options.database, survey);
@@ -50,7 +46,7 @@ int check(const DbOptions &options) {
                           ": " + survey.damage->what +
                           "; there is not one record in it, so it seems to be no reaction "
                           "database: check the name")
-                  : damageError(options.database, survey));
+                  : damageError(options.database, survey.damagedRecord, *survey.damage));
     return somethingFailed;
 }
 
@@ -77,7 +73,7 @@ int compact(const DbOptions &options) {
                         reportingOfWait(options.database));
     const auto bytes = databaseBytes(options.database);
     const auto survey = surveyOf(bytes);
-    if (survey.damage) throw damageError(options.database, survey);
+    if (survey.damage) throw damageError(options.database, survey.damagedRecord, *survey.damage);
     const auto packed = packedBlocks(bytes, survey.records);
     writeWhole(options.database, packed);
     if (options.json) {
@@ -99,13 +95,15 @@ struct SalvageOptions : DbOptions {
 int salvage(const SalvageOptions &options) {
     std::error_code error;
     if (std::filesystem::exists(std::filesystem::symlink_status(options.output, error))) {
-        throw Error(options.output + ": exists already and is not overwritten; name a new file");
+        throw Error(ErrorKind::refused, "exists already and is not overwritten; name a new file")
+            .at({options.output});
     }
     const auto bytes = databaseBytes(options.database);
     const auto survey = surveyOf(bytes);
     if (survey.records.empty() && survey.damage) {
-        throw Error(options.database + ": no record can be read anywhere in its " +
-                    std::to_string(bytes.size()) + " bytes; check the name");
+        throw Error(ErrorKind::damage, "no record can be read anywhere in its " +
+                                           std::to_string(bytes.size()) + " bytes; check the name")
+            .at({options.database});
     }
     writeWhole(options.output, packedBlocks(bytes, survey.records));
     if (options.json) {

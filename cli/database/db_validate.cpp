@@ -124,10 +124,8 @@ public:
 
     void reportProblems() const {
         for (const auto &check : summary_.problems) {
-            const auto where = database_.path + ", record " + std::to_string(check.position);
-            const auto name = nameAt(check.position);
-            report(Error(where + (name.empty() ? "" : " (" + inOneLine(name) + ")") + ": " +
-                         check.problem));
+            report(Error(check.problem)
+                       .at({database_.path, check.position, inOneLine(nameAt(check.position))}));
         }
     }
 

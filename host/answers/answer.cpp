@@ -5,7 +5,6 @@
 #include "host/reactions/relaxation.hpp"
 #include "host/search/direction.hpp"
 #include "host/structures/elements.hpp"
-#include "host/system/error.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -91,7 +90,8 @@ private:
 };
 
 Answer Asking::answer() {
-    answer_.warnings = reaction_.warnings;
+    for (const auto &warning : reaction_.warnings)
+        answer_.warnings.push_back({warning});
     settleElectrons();
     answer_.coordinates = reaction_.coordinates;
     answer_.bonds = transitionStateBonds(reaction_);
@@ -112,9 +112,10 @@ Answer Asking::answer() {
 void Asking::settleElectrons() {
     const int before = formalCharge(reaction_.reactant), after = formalCharge(reaction_.product);
     if (!options_.charge && before != after) {
-        answer_.warnings.push_back("the formal charges add up to " + std::to_string(before) +
-                                   " in the reactant and to " + std::to_string(after) +
-                                   " in the product; the reactant's is taken, --charge sets it");
+        answer_.warnings.push_back({"the formal charges add up to " + std::to_string(before) +
+                                        " in the reactant and to " + std::to_string(after) +
+                                        " in the product; the reactant's is taken",
+                                    Remedy::charge});
     }
     answer_.charge = options_.charge.value_or(before);
     const int count = electrons(reaction_.reactant, answer_.charge);
@@ -122,7 +123,8 @@ void Asking::settleElectrons() {
     if (answer_.unpaired <= count && (count - answer_.unpaired) % 2 == 0) return;
     throw Error("a charge of " + std::to_string(answer_.charge) + " leaves " +
                 std::to_string(count) + " electrons, of which " + std::to_string(answer_.unpaired) +
-                " cannot be unpaired; correct --charge or --uhf");
+                " cannot be unpaired")
+        .with(Remedy::electrons);
 }
 
 bool Asking::findsMatch(Stage stage) {
@@ -309,12 +311,19 @@ const Match *Answer::matched() const {
     return &reports.back().matches.front();
 }
 
+std::vector<std::string> Answer::warningTexts() const {
+    std::vector<std::string> texts;
+    for (const auto &warning : warnings)
+        texts.push_back(warning.text);
+    return texts;
+}
+
 Answer answerTo(const Reaction &reaction, const StoredReactions &stored,
                 const AnswerOptions &options) {
     try {
         return Asking(reaction, stored, options).answer();
     } catch (const Error &error) { // of a program: it knows no records
-        throw Error(reaction.reactant.origin + ": " + error.what());
+        throw error.at(reaction.reactant.origin);
     }
 }
 

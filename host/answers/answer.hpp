@@ -4,6 +4,7 @@
 #include "host/programs/xtb.hpp"
 #include "host/search/search.hpp"
 #include "host/search/stored_reactions.hpp"
+#include "host/system/error.hpp"
 #include "host/system/words.hpp"
 
 #include <optional>
@@ -89,14 +90,15 @@ struct Answer {
     std::vector<Constraint> constraints;      // as they stand at the end
     int charge = 0;
     int unpaired = 0;
-    std::string relaxedBy;             // "", "distances", "uff" or the method of xtb
-    std::vector<std::string> strains;  // what is wrong with the structure, a sentence each
-    std::vector<Flank> flanks;         // one less than the guesses that were asked for, or fewer
-    std::vector<std::string> warnings; // about the records
+    std::string relaxedBy;            // "", "distances", "uff" or the method of xtb
+    std::vector<std::string> strains; // what is wrong with the structure, a sentence each
+    std::vector<Flank> flanks;        // one less than the guesses that were asked for, or fewer
+    std::vector<Warning> warnings;    // about the records
 
     std::vector<RivalMap> rivalMaps; // where the atoms can be paired in several ways
 
     const Match *matched() const; // null without one
+    std::vector<std::string> warningTexts() const;
 };
 
 // The reactant's atoms at these places.

@@ -211,7 +211,7 @@ std::string jsonLine(const Reaction &reaction, const Answer &answer) {
     object["startConstraints"] = constraintsOf(answer.startConstraints);
     object["relaxed"] = answer.relaxedBy.empty() ? Json(nullptr) : Json(answer.relaxedBy);
     object["strains"] = answer.strains;
-    object["warnings"] = answer.warnings;
+    object["warnings"] = answer.warningTexts();
     return asLine(object);
 }
 

@@ -106,7 +106,7 @@ std::string recordOf(const Reaction &reaction, const Answer &answer, const std::
            field("RELAXED", answer.relaxedBy) + field("CHARGE", std::to_string(answer.charge)) +
            field("UNPAIRED", std::to_string(answer.unpaired)) +
            field("STRAINS", joinedLines(answer.strains)) +
-           field("WARNINGS", joinedLines(answer.warnings)) +
+           field("WARNINGS", joinedLines(answer.warningTexts())) +
            field("PRODUCT_ATOMS", atomNumbers(reaction.productAtoms)) +
            field("RIVAL_MAPS", rivalLines(answer)) + field("TRANSITION_CODE", answer.code) +
            field("TRANSITIONS", transitionLines(reaction.transitions)) +

@@ -95,23 +95,26 @@ std::string described(const ProgramResult &result) {
 void requireSuccess(const ProgramResult &result, const ProgramCall &call) {
     switch (result.end) {
     case ProgramEnd::notFound:
-        throw Error("the program " + call.program +
-                    " is not there; install it (Debian, Ubuntu: apt-get install xtb; conda: "
-                    "conda install -c conda-forge xtb) and see that PATH leads to it");
+        throw Error(ErrorKind::noProgram,
+                    "the program " + call.program +
+                        " is not there; install it (Debian, Ubuntu: apt-get install xtb; conda: "
+                        "conda install -c conda-forge xtb) and see that PATH leads to it");
     case ProgramEnd::notStarted:
-        throw Error("the program " + call.program + " cannot be started (" +
-                    std::strerror(result.value) + "); check its rights");
+        throw Error(ErrorKind::noProgram, "the program " + call.program + " cannot be started (" +
+                                              std::strerror(result.value) + "); check its rights");
     case ProgramEnd::timedOut:
-        throw Error("xtb took longer than " + formatted("%g", call.timeLimit) +
-                    " s; allow more time, or start nearer to the target" + quoted(call.log));
+        throw Error(ErrorKind::limit, "xtb took longer than " + formatted("%g", call.timeLimit) +
+                                          " s; allow more time, or start nearer to the target" +
+                                          quoted(call.log));
     case ProgramEnd::exited:
         if (result.value == 0) return;
         break;
     case ProgramEnd::killed:
         break;
     }
-    throw Error("xtb " + described(result) + "; check geometry, charge and unpaired electrons" +
-                quoted(call.log));
+    throw Error(ErrorKind::program, "xtb " + described(result) +
+                                        "; check geometry, charge and unpaired electrons" +
+                                        quoted(call.log));
 }
 
 ProgramCall callFor(const TemporaryFolder &folder, const std::string &input,
@@ -134,15 +137,16 @@ ProgramCall callFor(const TemporaryFolder &folder, const std::string &input,
 void writeInput(const std::string &path, const std::string &text) {
     std::ofstream file(path, std::ios::binary);
     if (!(file << text).flush()) {
-        throw Error(path + ": cannot be written; make room there, or set TMPDIR to another "
-                           "folder");
+        throw Error(ErrorKind::system,
+                    "cannot be written; make room there, or set TMPDIR to another folder")
+            .at({path});
     }
 }
 
 // ---- the result ---------------------------------------------------------------------------------
 
 [[noreturn]] void failReading(const std::string &what, const std::string &log) {
-    throw Error("xtb gave no usable structure: " + what + quoted(log));
+    throw Error(ErrorKind::program, "xtb gave no usable structure: " + what + quoted(log));
 }
 
 std::string inLowerCase(std::string text) {

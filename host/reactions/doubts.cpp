@@ -68,10 +68,12 @@ void requireMapsInOrder(const Structure &product, const Structure &reactant) {
         const auto label = [](const Structure &side, std::size_t atom) {
             return atomLabel(side.atoms[atom].element, static_cast<int>(atom));
         };
-        throw Error(product.origin + ": by the map numbers " + label(reactant, i) +
-                    " of the reactant is " + label(product, place) +
+        throw Error("by the map numbers " + label(reactant, i) + " of the reactant is " +
+                    label(product, place) +
                     ", but atoms are paired by their order; bring both records into the order "
-                    "of the map numbers, or take these out if the order is right");
+                    "of the map numbers, or take these out if the order is right")
+            .at(product.origin)
+            .about({static_cast<int>(place)});
     }
 }
 

@@ -144,9 +144,10 @@ void takeSmilesOrders(Structure &structure) {
     for (auto &bond : structure.bonds) {
         const auto found = orders.find(orderedPair(bond.atom1, bond.atom2));
         if (found == orders.end() || orders.size() != structure.bonds.size()) {
-            throw Error(structure.origin +
-                        ": the bonds of MAPPED_SMILES are not those of the record; correct "
-                        "the field, or use --orders harmonised");
+            throw Error("the bonds of MAPPED_SMILES are not those of the record; correct the field")
+                .at(structure.origin)
+                .about({bond.atom1, bond.atom2})
+                .with(Remedy::harmonisedOrders);
         }
         bond.type = found->second;
     }

@@ -49,9 +49,9 @@ Pairing byOrder(const Structure &reactant, const Structure &product) {
 Pairing byNumbers(const Structure &reactant, const Structure &product) {
     for (const auto *side : {&reactant, &product}) {
         if (side->mapNumbers.empty()) {
-            throw Error(side->origin + ": not every atom has a map number of its own, so the "
-                                       "atoms cannot be paired by them; number all, or let the "
-                                       "atoms be paired otherwise");
+            throw Error("not every atom has a map number of its own, so the atoms cannot be paired "
+                        "by them; number all, or let the atoms be paired otherwise")
+                .at(side->origin);
         }
     }
     std::map<int, int> atomOf;
@@ -61,9 +61,9 @@ Pairing byNumbers(const Structure &reactant, const Structure &product) {
     for (std::size_t i = 0; i < reactant.mapNumbers.size(); ++i) {
         const auto found = atomOf.find(reactant.mapNumbers[i]);
         if (found == atomOf.end()) {
-            throw Error(product.origin + ": no atom has the map number " +
-                        std::to_string(reactant.mapNumbers[i]) +
-                        " of the reactant; number the atoms of both sides alike");
+            throw Error("no atom has the map number " + std::to_string(reactant.mapNumbers[i]) +
+                        " of the reactant; number the atoms of both sides alike")
+                .at(product.origin);
         }
         productAtoms.push_back(found->second);
     }
@@ -98,20 +98,21 @@ std::vector<Pairing> pairingsOf(const Structure &product, const AtomMapSearch &s
         "; list the atoms of both sides in the same order, or give all of them map numbers";
     switch (search.outcome) {
     case MapOutcome::unchanged:
-        throw Error(product.origin +
-                    ": both sides are the same molecules, so only a map tells "
-                    "which atoms react" +
-                    remedy);
+        throw Error("both sides are the same molecules, so only a map tells which atoms react" +
+                    remedy)
+            .at(product.origin);
     case MapOutcome::tooManyBonds:
-        throw Error(product.origin + ": however the atoms are paired, more than " +
-                    std::to_string(limits.bonds) +
-                    " bonds break and form, which is no elementary reaction" + remedy);
+        throw Error("however the atoms are paired, more than " + std::to_string(limits.bonds) +
+                    " bonds break and form, which is no elementary reaction" + remedy)
+            .at(product.origin);
     case MapOutcome::outOfTime:
-        throw Error(product.origin + ": the atoms could not be paired in " +
-                    std::to_string(static_cast<int>(limits.seconds)) + " seconds" + remedy);
+        throw Error(ErrorKind::limit, "the atoms could not be paired in " +
+                                          std::to_string(static_cast<int>(limits.seconds)) +
+                                          " seconds" + remedy)
+            .at(product.origin);
     default:
         requireSameAtoms(product, reactant);
-        throw Error(product.origin + ": the map numbers of both sides stand at different elements");
+        throw Error("the map numbers of both sides stand at different elements").at(product.origin);
     }
 }
 
@@ -165,17 +166,20 @@ std::vector<Pairing> pairings(const Structure &reactant, const Structure &produc
 
 void requireSameAtoms(const Structure &structure, const Structure &other) {
     const std::string demand =
-        " (" + other.origin + "); both must list the same atoms in the same order";
+        " (" + other.origin.text() + "); both must list the same atoms in the same order";
     if (structure.atoms.size() != other.atoms.size()) {
-        throw Error(structure.origin + ": has " + std::to_string(structure.atoms.size()) +
-                    " atoms, the reaction " + std::to_string(other.atoms.size()) + demand);
+        throw Error("has " + std::to_string(structure.atoms.size()) + " atoms, the reaction " +
+                    std::to_string(other.atoms.size()) + demand)
+            .at(structure.origin);
     }
     for (std::size_t i = 0; i < structure.atoms.size(); ++i) {
         const int element = structure.atoms[i].element;
         const int wanted = other.atoms[i].element;
         if (element == wanted) continue;
-        throw Error(structure.origin + ": atom " + std::to_string(i + 1) + " is " +
-                    elementSymbol(element) + ", in the reaction " + elementSymbol(wanted) + demand);
+        throw Error("atom " + std::to_string(i + 1) + " is " + elementSymbol(element) +
+                    ", in the reaction " + elementSymbol(wanted) + demand)
+            .at(structure.origin)
+            .about({static_cast<int>(i)});
     }
 }
 

@@ -23,7 +23,8 @@ void requireSameCount(const std::string &path, const RecordFile &file, const std
                       const RecordFile &other) {
     if (file.count() == other.count()) return;
     throw Error(countOf(path, file) + " records, but " + countOf(otherPath, other) +
-                "; record by record the files must hold the same reactions");
+                "; record by record the files must hold the same reactions")
+        .about(Place{path});
 }
 
 /// The structure of a record; throws the reason if there is none.
@@ -34,8 +35,8 @@ Structure structureIn(const RecordFile &file, std::size_t index) {
 // All atoms in one place: a format without coordinates, or a drawing that was never laid out.
 void requireCoordinates(const Structure &structure) {
     if (hasCoordinates(structure.atoms)) return;
-    throw Error(structure.origin + ": the record has no coordinates; make a three-dimensional "
-                                   "structure of it first");
+    throw Error("the record has no coordinates; make a three-dimensional structure of it first")
+        .at(structure.origin);
 }
 
 std::string titleOr(const std::string &title, const std::string &other) {
@@ -60,14 +61,16 @@ std::string listOf(const Structure &structure, const std::vector<BondChange> &ch
 void requireReaction(const Reaction &reaction) {
     const auto &changes = reaction.changes;
     if (changes.empty()) {
-        throw Error(reaction.product.origin +
-                    ": no bond differs from the reactant's record, so there is no reaction; "
-                    "draw the bonds as they are after the reaction");
+        throw Error("no bond differs from the reactant's record, so there is no reaction; draw the "
+                    "bonds as they are after the reaction")
+            .at(reaction.product.origin);
     }
     if (changes.size() <= mostChanges) return;
-    throw Error(reaction.product.origin + ": " + std::to_string(changes.size()) +
-                " bonds differ from the reactant's record (" + listOf(reaction.reactant, changes) +
-                "), which is no elementary reaction; number the atoms alike on both sides");
+    throw Error(std::to_string(changes.size()) + " bonds differ from the reactant's record (" +
+                listOf(reaction.reactant, changes) +
+                "), which is no elementary reaction; number the atoms alike on both sides")
+        .at(reaction.product.origin)
+        .about(centreOf(changes));
 }
 
 std::vector<std::string> warningsAbout(const Reaction &reaction) {
@@ -124,10 +127,10 @@ std::string ReactionReader::title(std::size_t index) const {
     return reactant == nullptr ? "record " + std::to_string(index + 1) : titleOf(*reactant, index);
 }
 
-std::string ReactionReader::origin(std::size_t index) const {
+Place ReactionReader::origin(std::size_t index) const {
     const auto record = reactants_.read(index);
     const auto *reactant = std::get_if<Structure>(&record);
-    return reactant == nullptr ? path_ + ", record " + std::to_string(index + 1) : reactant->origin;
+    return reactant == nullptr ? Place{path_, index + 1} : reactant->origin;
 }
 
 std::vector<Position> ReactionReader::coordinatesOf(std::size_t index,

@@ -63,8 +63,8 @@ public:
     // Also of one that cannot be read.
     std::string title(std::size_t index) const;
 
-    // "FILE, record 3 (TITLE)", of the reactant; also of one that cannot be read.
-    std::string origin(std::size_t index) const;
+    // Of the reactant; also of one that cannot be read.
+    Place origin(std::size_t index) const;
 
     // Several where the atoms can be paired in several ways that break and form equally few bonds;
     // those that are likelier by geometry first.

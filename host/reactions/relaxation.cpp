@@ -47,18 +47,20 @@ babel::Relax requestFor(const Relaxation &task) {
 babel::Positions relaxed(const babel::Relax &request) {
     try {
         return sharedBabel().relax(request);
-    } catch (const BabelError &error) {
-        const auto kind = error.failure().kind;
-        const bool refused = error.kind() == BabelErrorKind::refused;
-        if (refused && kind == babel::FailureKind::noForceField) {
-            throw Error("Open Babel's force field UFF is missing; install Open Babel's data files, "
-                        "or use --relax none");
+    } catch (const BabelRefusal &refusal) {
+        switch (refusal.failure().kind) {
+        case babel::FailureKind::noForceField:
+            throw Error(ErrorKind::noProgram, "Open Babel's force field UFF is missing; install "
+                                              "Open Babel's data files")
+                .with(Remedy::noRelaxation);
+        case babel::FailureKind::noParameters:
+            throw Error("the force field has no parameters for an element of the structure")
+                .with(Remedy::otherRelaxation);
+        default:
+            throw refusal.with(Remedy::noRelaxation);
         }
-        if (refused && kind == babel::FailureKind::noParameters) {
-            throw Error("the force field has no parameters for an element of the structure; use "
-                        "--relax xtb or --relax none");
-        }
-        throw Error(std::string(error.what()) + ", or use --relax none");
+    } catch (const Error &error) {
+        throw error.with(Remedy::noRelaxation);
     }
 }
 
@@ -122,7 +124,8 @@ std::vector<Position> relaxByForceField(const Relaxation &task) {
     std::vector<Position> positions;
     for (const auto &[x, y, z] : relaxed(requestFor(task)))
         positions.push_back({x, y, z});
-    if (!areFinite(positions)) throw Error("the force field tore the structure apart");
+    if (!areFinite(positions))
+        throw Error(ErrorKind::program, "the force field tore the structure apart");
     for (const int atom : task.fixed) {
         const auto index = static_cast<std::size_t>(atom);
         positions[index] = task.atoms[index].position;

@@ -80,7 +80,7 @@ Attempt attemptFrom(EnergySurface &surface, const SaddleStart &start, const Dire
     const int before = surface.gradientsUsed();
     try {
         search(surface, start, direction, sides, options, attempt);
-    } catch (const SurfaceError &error) {
+    } catch (const Error &error) {
         attempt.outcome = SaddleOutcome::failed;
         attempt.reason = error.what();
     }

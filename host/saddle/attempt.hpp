@@ -37,7 +37,7 @@ struct Attempt {
 };
 
 /// Search from the start, then slide down on both sides and compare the ends with the reaction's.
-/// Does not throw SurfaceError: it makes the outcome.
+/// Does not throw Error: it makes the outcome.
 Attempt attemptFrom(EnergySurface &surface, const SaddleStart &start, const DirectionAt &direction,
                     ReactionSides &sides, const AttemptOptions &options = {});
 

@@ -1,8 +1,8 @@
 #include "host/saddle/energy.hpp"
 
 #include "host/saddle/units.hpp"
+#include "host/system/text.hpp"
 
-#include <cstdio>
 #include <limits>
 #include <numeric>
 
@@ -13,25 +13,18 @@ namespace {
 // Nearer than any bond of hydrogen ever is; methods go on below it and give energies without sense.
 constexpr double nearestAllowed = 0.3; // angstrom
 
-std::string withThreeDigits(double value) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.3f", value);
-    return text;
-}
-
 void requireSoundGeometry(const Eigen::VectorXd &coordinates) {
     if (!coordinates.allFinite()) {
-        throw SurfaceError(SurfaceFault::badGeometry, "a coordinate of the geometry is no number");
+        throw Error("a coordinate of the geometry is no number");
     }
     if (coordinates.size() < 6) return;
     const auto nearest = nearestPair(coordinates);
     const double distance = nearest.distance * angstromPerBohr;
     if (distance >= nearestAllowed) return;
-    throw SurfaceError(SurfaceFault::badGeometry, "atoms " + std::to_string(nearest.atom1 + 1) +
-                                                      " and " + std::to_string(nearest.atom2 + 1) +
-                                                      " are " + withThreeDigits(distance) +
-                                                      " angstrom apart; start from a geometry "
-                                                      "without atoms on top of each other");
+    throw Error("atoms " + std::to_string(nearest.atom1 + 1) + " and " +
+                std::to_string(nearest.atom2 + 1) + " are " + formatted("%.3f", distance) +
+                " angstrom apart; start from a geometry without atoms on top of each other")
+        .about({nearest.atom1, nearest.atom2});
 }
 
 } // namespace
@@ -51,27 +44,24 @@ NearestPair nearestPair(const Eigen::VectorXd &coordinates) {
 
 void requirePossible(const Species &species, int heaviestElement) {
     if (species.elements.empty()) {
-        throw SurfaceError(SurfaceFault::wrongAtoms, "there are no atoms");
+        throw Error("there are no atoms");
     }
     for (std::size_t i = 0; i < species.elements.size(); ++i) {
         const int element = species.elements[i];
         if (element >= 1 && element <= heaviestElement) continue;
-        throw SurfaceError(SurfaceFault::wrongAtoms,
-                           "atom " + std::to_string(i + 1) + " is of element " +
-                               std::to_string(element) + "; the method knows elements 1 to " +
-                               std::to_string(heaviestElement));
+        throw Error("atom " + std::to_string(i + 1) + " is of element " + std::to_string(element) +
+                    "; the method knows elements 1 to " + std::to_string(heaviestElement))
+            .about({static_cast<int>(i)});
     }
     const long electrons =
         std::accumulate(species.elements.begin(), species.elements.end(), 0L) - species.charge;
     const bool fits = species.unpaired >= 0 && species.unpaired <= electrons &&
                       (electrons - species.unpaired) % 2 == 0;
     if (electrons >= 1 && fits) return;
-    throw SurfaceError(SurfaceFault::wrongSpin,
-                       "a charge of " + std::to_string(species.charge) + " leaves " +
-                           std::to_string(electrons) + " electrons, of which " +
-                           std::to_string(species.unpaired) +
-                           " cannot be unpaired; give another charge or number of unpaired "
-                           "electrons");
+    throw Error("a charge of " + std::to_string(species.charge) + " leaves " +
+                std::to_string(electrons) + " electrons, of which " +
+                std::to_string(species.unpaired) +
+                " cannot be unpaired; give another charge or number of unpaired electrons");
 }
 
 Evaluation EnergySurface::at(const Eigen::VectorXd &coordinates) {
@@ -79,7 +69,7 @@ Evaluation EnergySurface::at(const Eigen::VectorXd &coordinates) {
     ++gradientsUsed_;
     auto result = evaluate(coordinates);
     if (std::isfinite(result.energy) && result.gradient.allFinite()) return result;
-    throw SurfaceError(SurfaceFault::noResult, level() + " gives no number as its energy");
+    throw Error(ErrorKind::program, level() + " gives no number as its energy");
 }
 
 } // namespace saddlefit::host

@@ -22,25 +22,6 @@ struct Evaluation {
     Eigen::VectorXd gradient;
 };
 
-/// Why a surface gives no energy.
-enum class SurfaceFault {
-    noProgram,   ///< what computes it is not installed, or is none that can be used
-    wrongAtoms,  ///< elements beyond its range, or no atoms at all
-    wrongSpin,   ///< no such number of unpaired electrons with this charge
-    badGeometry, ///< atoms on top of each other, or coordinates that are no numbers
-    noResult     ///< it was asked and did not come to an end
-};
-
-/// A complete sentence for a person, beside the fault.
-class SurfaceError : public Error {
-public:
-    SurfaceError(SurfaceFault fault, const std::string &message) : Error(message), fault_(fault) {}
-    SurfaceFault fault() const { return fault_; }
-
-private:
-    SurfaceFault fault_;
-};
-
 /// A potential energy surface. What it keeps from one geometry to the next (a wave function to
 /// begin with) makes the next evaluation cheaper, so that neighbours should be asked for in turn.
 class EnergySurface {
@@ -50,7 +31,9 @@ public:
     EnergySurface &operator=(const EnergySurface &) = delete;
     virtual ~EnergySurface() = default;
 
-    /// Energy and gradient at these coordinates, x, y, z by atom in bohr. Throws SurfaceError.
+    /// Energy and gradient at these coordinates, x, y, z by atom in bohr. Throws Error for atoms on
+    /// top of each other and coordinates that are no numbers (ErrorKind::input), and where the
+    /// method comes to no end (program).
     Evaluation at(const Eigen::VectorXd &coordinates);
 
     const Species &species() const { return species_; }
@@ -67,7 +50,8 @@ private:
     int gradientsUsed_ = 0;
 };
 
-/// Throws SurfaceError if the species cannot be, or has elements beyond the heaviest one.
+/// Throws Error if the species has no atoms, charge and unpaired electrons that cannot be, or has
+/// elements beyond the heaviest one.
 void requirePossible(const Species &species, int heaviestElement);
 
 /// The pair of atoms nearest to each other and their distance, bohr.

@@ -67,7 +67,7 @@ private:
             const auto peaks = peaksOf(path, energiesAlong(surface_, path));
             if (!peaks.empty())
                 searchFrom("scan", startAt(peaks.front().coordinates), along(peaks[0].tangent));
-        } catch (const SurfaceError &error) {
+        } catch (const Error &error) {
             Attempt failed;
             failed.reason = error.what();
             report_.attempts.push_back({"scan", failed});
@@ -114,7 +114,7 @@ private:
                 join(half, report_.attempts.size() - 1, missesProduct, wrong);
                 return;
             }
-        } catch (const SurfaceError &error) {
+        } catch (const Error &error) {
             Attempt failed;
             failed.reason = error.what();
             report_.attempts.push_back({"follow", failed});

@@ -57,7 +57,7 @@ private:
         Evaluation there;
         try {
             there = surface_.at(x_ + step);
-        } catch (const SurfaceError &) {
+        } catch (const Error &) {
             if (isShort) throw;
             radius_ = shrinkOnRejection * step.norm();
             return true;

@@ -19,7 +19,7 @@ struct Minimum {
 };
 
 /// Descend by rational-function steps with a trust radius, the Hessian (positive to begin with)
-/// updated by damped BFGS. Throws SurfaceError if the surface gives no energy even for a short
+/// updated by damped BFGS. Throws Error if the surface gives no energy even for a short
 /// step.
 Minimum minimise(EnergySurface &surface, const Eigen::VectorXd &start, Eigen::MatrixXd hessian,
                  const MinimiseOptions &options = {});

@@ -100,16 +100,16 @@ std::vector<Eigen::VectorXd> interpolatedPath(const Eigen::VectorXd &from,
 std::vector<double> energiesAlong(EnergySurface &surface,
                                   const std::vector<Eigen::VectorXd> &path) {
     std::vector<std::optional<double>> known(path.size());
-    std::optional<SurfaceError> last;
+    std::optional<Error> last;
     for (std::size_t i = 1; i + 1 < path.size(); ++i) {
         try {
             known[i] = surface.at(path[i]).energy;
-        } catch (const SurfaceError &error) {
+        } catch (const Error &error) {
             last = error;
         }
     }
     const auto highest = *std::max_element(known.begin(), known.end()); // nothing is less
-    if (!highest) throw last.value_or(SurfaceError(SurfaceFault::noResult, "the path is empty"));
+    if (!highest) throw last.value_or(Error(ErrorKind::program, "the path is empty"));
     std::vector<double> energies(path.size(), -std::numeric_limits<double>::infinity());
     for (std::size_t i = 1; i + 1 < path.size(); ++i)
         energies[i] = known[i].value_or(*highest);

@@ -24,7 +24,7 @@ std::vector<PathPeak> peaksOf(const std::vector<Eigen::VectorXd> &path,
                               const std::vector<double> &energies);
 
 /// The energies along the inner points of a path between two relaxed structures. Where a point has
-/// none it counts as high as the highest. Throws SurfaceError if none has one.
+/// none it counts as high as the highest. Throws Error if none has one.
 std::vector<double> energiesAlong(EnergySurface &surface, const std::vector<Eigen::VectorXd> &path);
 
 } // namespace saddlefit::host

@@ -12,7 +12,7 @@ bool ReactionSide::hasBonds(const BondGraph &bonds) {
     if (!relaxable_) return false;
     try {
         return bonds == bondGraph(surface_.species(), relaxed().coordinates);
-    } catch (const SurfaceError &) {
+    } catch (const Error &) {
         relaxable_ = false; // as where a side has no coordinates
         return false;
     }

@@ -21,7 +21,7 @@ public:
 
     const DrawnSide &drawn() const { return drawn_; }
 
-    /// Computed when first asked for. Throws SurfaceError.
+    /// Computed when first asked for. Throws Error.
     const Minimum &relaxed();
 
     /// Whether these are its bonds, in either form; in the drawn one alone if it cannot be relaxed.

@@ -74,7 +74,7 @@ private:
         Evaluation there;
         try {
             there = surface_.at(x_ + step);
-        } catch (const SurfaceError &) {
+        } catch (const Error &) {
             if (++rejections_ >= mostRejections) throw;
             radius_ = std::max(shrinkOnRejection * step.norm(), smallestRadius);
             return;

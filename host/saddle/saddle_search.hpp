@@ -36,7 +36,7 @@ struct SaddleSearchResult {
 /// partitioned rational function optimisation (Baker, J. Comput. Chem. 7, 385 (1986)) in Cartesian
 /// coordinates, with a trust radius, a Hessian by finite differences every twelve steps and
 /// Bofill's update between. The mode is the one that goes most in the reaction's direction where
-/// the search begins, and later the one most like the last. Throws SurfaceError if the surface
+/// the search begins, and later the one most like the last. Throws Error if the surface
 /// gives no energy three times in a row.
 SaddleSearchResult searchSaddle(EnergySurface &surface, const SaddleStart &start,
                                 const DirectionAt &direction,

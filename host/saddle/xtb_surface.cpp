@@ -44,17 +44,17 @@ void *openLibrary(const std::string &name) {
     void *library = dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (library != nullptr) return library;
     const char *reason = dlerror();
-    throw SurfaceError(SurfaceFault::noProgram,
-                       "the library " + name + " cannot be loaded (" +
-                           (reason != nullptr ? reason : "no reason is given") +
-                           "); install xtb 6.4 or later, on Debian the package libxtb6");
+    throw Error(ErrorKind::noProgram,
+                "the library " + name + " cannot be loaded (" +
+                    (reason != nullptr ? reason : "no reason is given") +
+                    "); install xtb 6.4 or later, on Debian the package libxtb6");
 }
 
 template <typename Function> void find(void *library, const char *name, Function &function) {
     function = reinterpret_cast<Function>(dlsym(library, name));
     if (function != nullptr) return;
-    throw SurfaceError(SurfaceFault::noProgram,
-                       std::string("libxtb has no function ") + name + "; install another version");
+    throw Error(ErrorKind::noProgram,
+                std::string("libxtb has no function ") + name + "; install another version");
 }
 
 /// Call a setter of thread numbers, wherever in the library's dependencies it is.
@@ -205,7 +205,7 @@ private:
         if (auto result = calculation_->evaluate(coordinates)) return *std::move(result);
         const auto reason = calculation_->errorText();
         calculation_.reset();
-        throw SurfaceError(SurfaceFault::noResult, level() + " fails: " + reason);
+        throw Error(ErrorKind::program, level() + " fails: " + reason);
     }
     XtbMethod method_;
     XtbFunctions xtb_;

@@ -17,7 +17,7 @@ const char *nameOf(XtbMethod method);
 /// cost more than they save for molecules of this size. (The linear algebra's number of threads is
 /// one for the whole process: it is set to 1.)
 ///
-/// Throws SurfaceError if the library cannot be had or the species is none that it may be given.
+/// Throws Error if the library cannot be had or the species is none that it may be given.
 std::unique_ptr<EnergySurface> xtbSurface(Species species, XtbMethod method = XtbMethod::gfn2,
                                           const std::string &library = "libxtb.so.6");
 

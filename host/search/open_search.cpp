@@ -39,7 +39,9 @@ template <class Owned> Owned orNoMemory(Owned owned) {
 
 OpenReactions openReactions(const std::string &path) {
     auto database = shared(openReactionDatabase(path.c_str()));
-    if (!database) throw Error(path + ": the database cannot be opened any more; try again");
+    if (!database)
+        throw Error(ErrorKind::system, "the database cannot be opened any more; try again")
+            .at({path});
     return database;
 }
 

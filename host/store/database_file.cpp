@@ -1,6 +1,5 @@
 #include "host/store/database_file.hpp"
 
-#include "host/system/error.hpp"
 #include "host/system/open_file.hpp"
 
 #include <algorithm>
@@ -14,10 +13,6 @@ namespace saddlefit::host {
 
 namespace {
 
-constexpr const char *noDatabase =
-    ": this is no reaction database, or a damaged one; check the name, make one with \"saddlefit "
-    "db add\", or see with \"saddlefit db check\" what is wrong";
-
 std::string contentsOf(std::FILE *file) {
     std::string bytes;
     std::array<char, 1 << 16> buffer{};
@@ -25,6 +20,12 @@ std::string contentsOf(std::FILE *file) {
         bytes.append(buffer.data(), count);
     }
     return bytes;
+}
+
+[[noreturn]] void failAsNoDatabase(const std::string &path) {
+    throw Error(ErrorKind::damage, "this is no reaction database, or a damaged one; check the name")
+        .at({path})
+        .with(Remedy::makeOrCheckDatabase);
 }
 
 /// Hand the blocks of a file to a visitor until it returns false. Throws Error if there is damage
@@ -35,38 +36,43 @@ template <class Visit> void forEachBlock(StoreFile &file, const std::string &pat
     int found = 0;
     while ((found = nextStoreBlock(&file, block.end, &block, &damage)) == 1)
         if (!visit(block)) return;
-    if (found < 0) throw Error(path + noDatabase);
+    if (found < 0) failAsNoDatabase(path);
 }
 
 [[noreturn]] void failAtPosition(const std::string &path, std::size_t position, std::size_t count) {
     const auto range = count == 0 ? std::string("the database has no records")
                                   : "positions go from 0 to " + std::to_string(count - 1);
-    throw Error(path + ": there is no record " + std::to_string(position) + "; " + range +
-                ", see \"saddlefit db list\"");
+    throw Error("there is no record " + std::to_string(position) + "; " + range)
+        .at({path})
+        .with(Remedy::listDatabase);
 }
 
 StoredRecord soundRecord(std::variant<StoredRecord, Damage> reading, const std::string &path,
                          std::size_t position) {
     if (auto *record = std::get_if<StoredRecord>(&reading)) return std::move(*record);
-    throw Error(damageMessage(path, position, std::get<Damage>(reading)));
+    throw damageError(path, position, std::get<Damage>(reading));
 }
 
 [[noreturn]] void failReading(const std::string &path) {
-    throw Error(path + ": the database cannot be read (" + std::strerror(errno) +
-                "); check the disk, or go back to a copy");
+    throw Error(ErrorKind::system, std::string("the database cannot be read (") +
+                                       std::strerror(errno) +
+                                       "); check the disk, or go back to a copy")
+        .at({path});
 }
 
 OpenFile openRegularFile(const std::string &path) {
     std::error_code error;
     if (std::filesystem::is_directory(path, error)) {
-        throw Error(path + ": this is a folder; name a database file");
+        throw Error("this is a folder; name a database file").at({path});
     }
     OpenFile file(std::fopen(path.c_str(), "rb"));
     if (!file) {
-        throw Error(path + ": the database cannot be opened (" + std::strerror(errno) +
-                    "); check its name, or make one with \"saddlefit db add\"");
+        throw Error(ErrorKind::system, std::string("the database cannot be opened (") +
+                                           std::strerror(errno) + "); check its name")
+            .at({path})
+            .with(Remedy::makeDatabase);
     }
-    if (!std::filesystem::is_regular_file(path, error)) throw Error(path + noDatabase);
+    if (!std::filesystem::is_regular_file(path, error)) failAsNoDatabase(path);
     return file;
 }
 
@@ -84,7 +90,7 @@ OpenStore openStoreAt(const std::string &path) {
     const bool hasBytes = std::getc(file.get()) != EOF;
     if (std::ferror(file.get()) != 0) failReading(path);
     std::error_code error; // files that the kernel makes up have bytes and no size
-    if (hasBytes && std::filesystem::file_size(path, error) == 0) throw Error(path + noDatabase);
+    if (hasBytes && std::filesystem::file_size(path, error) == 0) failAsNoDatabase(path);
     OpenStore store(openStore(path.c_str()));
     if (!store) failReading(path);
     return store;
@@ -129,17 +135,20 @@ StoredRecord recordAt(const Database &database, std::size_t position) {
     return soundRecord(database.read(position), database.path, position);
 }
 
-std::string damageMessage(const std::string &path, std::optional<std::size_t> record,
-                          const Damage &damage) {
-    const auto place = record ? ", record " + std::to_string(*record) : std::string{};
-    return path + place + ", offset " + std::to_string(damage.offset) + ": " + damage.what +
-           "; \"saddlefit db salvage\" copies what can be read into a new file";
+Error damageError(const std::string &path, std::optional<std::size_t> record,
+                  const Damage &damage) {
+    const Place place{path, record};
+    return Error(ErrorKind::damage,
+                 place.text() + ", offset " + std::to_string(damage.offset) + ": " + damage.what)
+        .about(place)
+        .with(Remedy::salvageDatabase);
 }
 
 void requireOtherFile(const std::string &output, const std::string &database) {
     std::error_code error;
     if (!std::filesystem::equivalent(output, database, error)) return;
-    throw Error(output + ": this is the database; name another file for the structures");
+    throw Error(ErrorKind::refused, "this is the database; name another file for the structures")
+        .at({output});
 }
 
 } // namespace saddlefit::host

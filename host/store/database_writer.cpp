@@ -34,8 +34,9 @@ void DatabaseWriter::place(std::string_view record) {
         failure_ = errno;
         return;
     }
-    throw Error(path_ + ": the database has no room for another record; a file ends at 2 GiB, so "
-                        "begin a new one");
+    throw Error(ErrorKind::limit, "the database has no room for another record; a file ends at "
+                                  "2 GiB, so begin a new one")
+        .at({path_});
 }
 
 void DatabaseWriter::fail() const {

@@ -63,6 +63,11 @@ std::string explain(const babel::Failure &failure) {
     return "Open Babel finds no answer: " + failure.text;
 }
 
+ErrorKind kindOf(FailureKind kind) {
+    if (kind == FailureKind::noForceField) return ErrorKind::noProgram;
+    return kind == FailureKind::outOfMemory ? ErrorKind::limit : ErrorKind::input;
+}
+
 /// The folders of the file that holds this code and of the running program.
 std::vector<fs::path> ownFolders() {
     std::vector<fs::path> folders;
@@ -139,20 +144,20 @@ void Babel::fail(bool timedOut) {
     const int status = companion_->end();
     companion_.reset();
     if (timedOut || (WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM)) {
-        throw BabelError(BabelErrorKind::timedOut, "Open Babel gave no answer within " +
-                                                       inSeconds(patience_ * limits_.time) +
-                                                       "; try it with less, or with SDF or XYZ");
+        throw Error(ErrorKind::limit, "Open Babel gave no answer within " +
+                                          inSeconds(patience_ * limits_.time) +
+                                          "; try it with less, or with SDF or XYZ");
     }
-    throw BabelError(BabelErrorKind::died, "Open Babel ended over it (" + describe(status) +
-                                               "); correct it, or convert it to SDF or XYZ with "
-                                               "another program");
+    throw Error(ErrorKind::program, "Open Babel ended over it (" + describe(status) +
+                                        "); correct it, or convert it to SDF or XYZ with "
+                                        "another program");
 }
 
 void Babel::failConfused(const std::string &what) {
     companion_.reset();
-    throw BabelError(BabelErrorKind::confused, "the program saddlefit-babel does not answer as "
-                                               "agreed (" +
-                                                   what + "); install the one of this version");
+    throw Error(ErrorKind::program, "the program saddlefit-babel does not answer as "
+                                    "agreed (" +
+                                        what + "); install the one of this version");
 }
 
 Babel::Frame Babel::nextFrame(Time deadline) {
@@ -174,9 +179,8 @@ void Babel::start() {
     const auto program = program_.empty() ? findProgram() : program_;
     if (program.empty() || access(program.c_str(), X_OK) != 0) {
         const auto name = program.empty() ? std::string(programName) : program;
-        throw BabelError(BabelErrorKind::missing, "this takes Open Babel, and its program " + name +
-                                                      " is not there or must not be run; " +
-                                                      missingRemedy);
+        throw Error(ErrorKind::noProgram, "this takes Open Babel, and its program " + name +
+                                              " is not there or must not be run; " + missingRemedy);
     }
     companion_ = std::make_unique<Companion>(program, limits_.stack);
     try {
@@ -185,11 +189,11 @@ void Babel::start() {
         if (frame.kind != FrameKind::hello || hello.version != babel::protocolVersion) {
             throw babel::ProtocolError("version " + std::to_string(hello.version));
         }
-    } catch (const BabelError &error) {
-        if (error.kind() != BabelErrorKind::died) throw;
-        throw BabelError(BabelErrorKind::missing,
-                         "this takes Open Babel, and its program " + program +
-                             " cannot be loaded (is libopenbabel installed?); " + missingRemedy);
+    } catch (const Error &error) {
+        if (error.kind() != ErrorKind::program) throw;
+        throw Error(ErrorKind::noProgram, "this takes Open Babel, and its program " + program +
+                                              " cannot be loaded (is libopenbabel installed?); " +
+                                              missingRemedy);
     }
 }
 
@@ -201,7 +205,7 @@ std::string Babel::exchange(const std::string &frame, const TakePart &takePart) 
         if (answer.kind == FrameKind::done) return std::move(answer.body);
         if (answer.kind == FrameKind::failed) {
             const auto failure = babel::decoded<babel::Failure>(answer.body);
-            throw BabelError(BabelErrorKind::refused, explain(failure), failure);
+            throw BabelRefusal({kindOf(failure.kind), explain(failure)}, failure);
         }
         if (answer.kind != FrameKind::part) throw babel::ProtocolError("a frame out of place");
         if (takePart) takePart(answer.body);
@@ -219,7 +223,7 @@ Reply Babel::ask(FrameKind kind, const Request &request, const TakePart &takePar
         start();
         const auto end = exchange(frameOf(kind, limits, request), takePart);
         return babel::decoded<Reply>(end);
-    } catch (const BabelError &) {
+    } catch (const BabelRefusal &) {
         throw;
     } catch (const babel::ProtocolError &error) {
         failConfused(error.what());

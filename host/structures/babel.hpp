@@ -16,25 +16,16 @@ namespace saddlefit::host {
 
 class Companion;
 
-enum class BabelErrorKind {
-    missing,  ///< the program is not there, or cannot be loaded
-    died,     ///< it ended over the request
-    timedOut, ///< no answer within the time; it has been ended
-    confused, ///< what it sent is no answer
-    refused   ///< it answered that it cannot be done, see failure()
-};
-
-/// The message is complete but for the file and record that were asked about.
-class BabelError : public Error {
+/// The answer that it cannot be done, for those who asked: they know what it was about, and say
+/// what is to be done instead. It is the protocol's, with the title of a record that was not read.
+class BabelRefusal : public Error {
 public:
-    BabelError(BabelErrorKind kind, const std::string &message, babel::Failure failure = {})
-        : Error(message), kind_(kind), failure_(std::move(failure)) {}
+    BabelRefusal(const Error &error, babel::Failure failure)
+        : Error(error), failure_(std::move(failure)) {}
 
-    BabelErrorKind kind() const { return kind_; }
     const babel::Failure &failure() const { return failure_; }
 
 private:
-    BabelErrorKind kind_;
     babel::Failure failure_;
 };
 
@@ -50,7 +41,8 @@ struct BabelLimits {
 /// One process of the program saddlefit-babel. It starts with the first request and again when it
 /// has died. Threads may share an object (a request waits for the one before it) or have one each;
 /// a process that is forked off gets a program of its own when it asks. All requests throw
-/// BabelError.
+/// BabelRefusal, and Error where the program is not there (ErrorKind::noProgram), dies over the
+/// request or sends nonsense (program), or gives no answer in time (limit).
 class Babel {
 public:
     /// `program` is its path; empty: findProgram() looks for it.
@@ -63,7 +55,7 @@ public:
     std::vector<babel::Format> formats();
 
     /// Read a whole file. `take` gets each record as soon as it is there; a broken record ends the
-    /// reading with BabelErrorKind::refused.
+    /// reading with a refusal.
     babel::ReadEnd read(const babel::Read &request,
                         const std::function<void(babel::Molecule)> &take);
     std::string write(const babel::Write &request);

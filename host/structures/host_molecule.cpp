@@ -15,7 +15,7 @@ HostMolecule hostMolecule(const std::vector<StructureAtom> &atoms,
     HostMolecule mol(C_createMolecule(static_cast<int>(atoms.size()),
                                       static_cast<int>(bonds.size()), 0,
                                       static_cast<int>(transitions.size())));
-    if (!mol) throw Error("not enough memory; close other programs");
+    if (!mol) throw Error(ErrorKind::system, "not enough memory; close other programs");
     for (int i = 0; const auto &atom : atoms) {
         const auto &at = atom.position;
         C_setAtom(mol.get(), i, atom.element, 0, atomLabel(atom.element, i).c_str(), at.x, at.y,

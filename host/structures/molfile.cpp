@@ -17,13 +17,15 @@ constexpr double lowestCoordinate = -9999.9999;
 constexpr double highestCoordinate = 99999.9999;
 constexpr std::size_t chargesPerLine = 8;
 
-void requireFit(const std::string &origin, const std::vector<StructureAtom> &atoms) {
-    for (const auto &atom : atoms) {
-        const auto &at = atom.position;
+void requireFit(const Place &origin, const std::vector<StructureAtom> &atoms) {
+    for (std::size_t i = 0; i < atoms.size(); ++i) {
+        const auto &at = atoms[i].position;
         for (const double value : {at.x, at.y, at.z}) {
             if (value > lowestCoordinate && value < highestCoordinate) continue;
-            throw Error(origin + ": the finished structure has a coordinate that does not fit "
-                                 "an SD file; check the coordinates of the input");
+            throw Error(ErrorKind::limit, "the finished structure has a coordinate that does not "
+                                          "fit an SD file; check the coordinates of the input")
+                .about({static_cast<int>(i)})
+                .at(origin);
         }
     }
 }
@@ -110,7 +112,7 @@ std::string sdfLine(const std::string &text) {
     return text.starts_with(sdRecordEnd) ? "?" + text.substr(1) : text;
 }
 
-std::string molfile(const std::string &origin, const std::string &title,
+std::string molfile(const Place &origin, const std::string &title,
                     const std::vector<StructureAtom> &atoms,
                     const std::vector<StructureBond> &bonds) {
     requireFit(origin, atoms);

@@ -23,8 +23,8 @@ std::string sdfLine(const std::string &text);
 
 // From the title line to "M  END": a V2000 table, or a V3000 one beyond 999 atoms or bonds. Bonds
 // of type 0 have no MDL type and are left out.
-// Throws Error, with `origin` in front, if a coordinate does not fit the format.
-std::string molfile(const std::string &origin, const std::string &title,
+// Throws Error at `origin` if a coordinate does not fit the format.
+std::string molfile(const Place &origin, const std::string &title,
                     const std::vector<StructureAtom> &atoms,
                     const std::vector<StructureBond> &bonds);
 

@@ -20,11 +20,6 @@ namespace {
 
 constexpr int highestBondType = 3;
 
-std::string origin(const std::string &path, std::size_t record, const std::string &title) {
-    const std::string where = path + ", record " + std::to_string(record);
-    return title.empty() ? where : where + " (" + title + ")";
-}
-
 std::string oneLine(std::string text) {
     std::replace_if(
         text.begin(), text.end(), [](unsigned char c) { return c < ' '; }, ' ');
@@ -57,13 +52,14 @@ void checkBondTypes(const Structure &structure) {
         if (known) continue;
         throw Error("the bond of atoms " + std::to_string(bond.atom1 + 1) + " and " +
                     std::to_string(bond.atom2 + 1) + " has type " + std::to_string(bond.type) +
-                    "; only single, double, triple and aromatic bonds have a meaning here");
+                    "; only single, double, triple and aromatic bonds have a meaning here")
+            .about({bond.atom1, bond.atom2});
     }
 }
 
 // The structure that `read` makes, or its complaint with the place in front.
 template <class Read>
-Record finishedRecord(const std::string &where, BondSource source, bool drawnBonds, Read read) {
+Record finishedRecord(const Place &where, BondSource source, bool drawnBonds, Read read) {
     try {
         Structure structure = read();
         if (structure.atoms.empty()) {
@@ -77,7 +73,7 @@ Record finishedRecord(const std::string &where, BondSource source, bool drawnBon
         structure.origin = where;
         return structure;
     } catch (const Error &error) {
-        return Error(where + ": " + error.what());
+        return error.at(where);
     }
 }
 
@@ -98,11 +94,13 @@ void checkAtoms(const std::vector<StructureAtom> &atoms) {
         const auto &[element, charge, at] = atoms[i];
         if (element == 0) {
             throw Error("atom " + std::to_string(i + 1) +
-                        " is of no known element; name the element in the file");
+                        " is of no known element; name the element in the file")
+                .about({static_cast<int>(i)});
         }
         if (!std::isfinite(at.x + at.y + at.z)) {
             throw Error("atom " + std::to_string(i + 1) +
-                        " has no finite coordinates; correct the file");
+                        " has no finite coordinates; correct the file")
+                .about({static_cast<int>(i)});
         }
     }
 }
@@ -147,7 +145,7 @@ Record readMdl(const InputFile &file, const RecordPlace &place, std::size_t numb
                BondSource source) {
     const auto record = mdlRecordAt(file, place);
     const bool drawnBonds = source != BondSource::coordinates;
-    return finishedRecord(origin(file.path(), number, titleLine(record)), source, drawnBonds,
+    return finishedRecord({file.path(), number, titleLine(record)}, source, drawnBonds,
                           [&] { return readMdlRecord(drawnBonds, record); });
 }
 
@@ -158,8 +156,8 @@ Record readXyz(const InputFile &file, const RecordPlace &place, std::size_t numb
     const auto text = file.bytes(place.offset, place.size);
     const auto record = xyzRecordIn(text, place.firstLine);
     const auto title = oneLine(record.title);
-    const auto where = origin(file.path(), number, title);
-    if (!record.fault.empty()) throw Error(where + ": " + record.fault);
+    const Place where{file.path(), number, title};
+    if (!record.fault.empty()) throw Error(record.fault).at(where);
     return finishedRecord(where, source, false, [&] {
         Structure structure;
         structure.title = title;
@@ -193,26 +191,25 @@ Structure converted(const babel::Molecule &molecule) {
 }
 
 [[noreturn]] void failReading(const std::string &path, std::size_t record,
-                              const BabelError &error) {
+                              const BabelRefusal &refusal) {
     using enum babel::FailureKind;
-    const auto &failure = error.failure();
-    if (error.kind() != BabelErrorKind::refused) {
-        throw Error(origin(path, record, {}) + ": " + error.what());
-    }
+    const auto &failure = refusal.failure();
     switch (failure.kind) {
     case compressedFile:
-        throw Error(path + ": the file is compressed; unpack it with gunzip");
+        throw Error("the file is compressed; unpack it with gunzip").at({path});
     case unknownFormat:
-        throw Error(path + ": the extension names no format that Open Babel knows; use one such as "
-                           ".sdf, .mol2 or .xyz (\"obabel -L formats\" lists them)");
+        throw Error("the extension names no format that Open Babel knows; use one such as "
+                    ".sdf, .mol2 or .xyz (\"obabel -L formats\" lists them)")
+            .at({path});
     case notReadable:
-        throw Error(path + ": Open Babel writes this format but does not read it; convert the file "
-                           "to SDF with the program that made it");
+        throw Error("Open Babel writes this format but does not read it; convert the file "
+                    "to SDF with the program that made it")
+            .at({path});
     case brokenInput:
-        throw Error(origin(path, record, oneLine(failure.title)) +
-                    ": the record is broken: " + failure.text);
+        throw Error("the record is broken: " + failure.text)
+            .at({path, record, oneLine(failure.title)});
     default:
-        throw Error(origin(path, record, {}) + ": " + error.what());
+        throw Error(refusal).at({path, record});
     }
 }
 
@@ -223,12 +220,14 @@ std::vector<Record> readForeignFile(const std::string &path, BondSource source,
     try {
         end = sharedBabel().read({path, text, source != BondSource::coordinates},
                                  [&](babel::Molecule one) { molecules.push_back(std::move(one)); });
-    } catch (const BabelError &error) {
-        failReading(path, molecules.size() + 1, error);
+    } catch (const BabelRefusal &refusal) {
+        failReading(path, molecules.size() + 1, refusal);
+    } catch (const Error &error) {
+        throw error.at({path, molecules.size() + 1});
     }
     std::vector<Record> records;
     for (auto &molecule : molecules) {
-        const auto where = origin(path, records.size() + 1, oneLine(molecule.title));
+        const Place where{path, records.size() + 1, oneLine(molecule.title)};
         records.push_back(finishedRecord(where, source, end.hasBonds, [&] {
             if (end.isSmiles) prepareSmiles(molecule, source == BondSource::format);
             return converted(molecule);
@@ -277,8 +276,8 @@ RecordFile::RecordFile(const std::string &path, BondSource source) : file_(path)
         records_ = readForeignFile(path, source, file_.rest());
     }
     if (count() > 0) return;
-    throw Error(path + ": no structure was found in it; is it of the format that its "
-                       "extension says?");
+    throw Error("no structure was found in it; is it of the format that its extension says?")
+        .at({path});
 }
 
 Record RecordFile::read(std::size_t index) const {

@@ -26,18 +26,21 @@ std::vector<int> placesByMapNumber(const babel::Molecule &molecule) {
 }
 
 void requireWrittenHydrogens(const babel::Molecule &molecule) {
-    constexpr int mostNamed = 6;
+    constexpr std::size_t mostNamed = 6;
     std::string names;
-    int count = 0;
+    std::vector<int> bare;
     for (int index = 0; const auto &atom : molecule.atoms) {
         const int own = index++;
-        if (atom.hydrogens == 0 || ++count > mostNamed) continue;
+        if (atom.hydrogens == 0) continue;
+        bare.push_back(own);
+        if (bare.size() > mostNamed) continue;
         names += (names.empty() ? "" : ", ") + atomLabel(atom.element, own);
     }
-    if (count == 0) return;
-    if (count > mostNamed) names += ", ...";
+    if (bare.empty()) return;
+    if (bare.size() > mostNamed) names += ", ...";
     throw Error("hydrogens are not written at " + names +
-                "; write all hydrogens, as [H] with map numbers of their own");
+                "; write all hydrogens, as [H] with map numbers of their own")
+        .about(bare);
 }
 
 void reorder(babel::Molecule &molecule, const std::vector<int> &places) {
@@ -59,17 +62,19 @@ void reorder(babel::Molecule &molecule, const std::vector<int> &places) {
 
 } // namespace
 
-std::map<AtomPair, int> mappedSmilesBonds(const std::string &smiles, const std::string &origin) {
+std::map<AtomPair, int> mappedSmilesBonds(const std::string &smiles, const Place &origin) {
     babel::Molecule molecule;
     try {
         molecule = sharedBabel().parseSmiles({smiles, false, false});
-    } catch (const BabelError &error) {
-        if (error.kind() != BabelErrorKind::refused) throw Error(origin + ": " + error.what());
+    } catch (const BabelRefusal &) { // told below
+    } catch (const Error &error) {
+        throw error.at(origin);
     }
     const auto places = placesByMapNumber(molecule);
     if (places.empty()) {
-        throw Error(origin + ": the mapped SMILES cannot be read, or its map numbers are not "
-                             "1, 2, 3, ... for all atoms and hydrogens; correct it");
+        throw Error("the mapped SMILES cannot be read, or its map numbers are not 1, 2, 3, ... for "
+                    "all atoms and hydrogens; correct it")
+            .at(origin);
     }
     std::map<AtomPair, int> bonds;
     for (const auto &bond : molecule.bonds) {

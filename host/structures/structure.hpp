@@ -1,6 +1,8 @@
 // A structure as a file gives it, free of any program's own records.
 #pragma once
 
+#include "host/system/error.hpp"
+
 #include <algorithm>
 #include <cmath>
 #include <map>
@@ -41,7 +43,7 @@ using AtomPair = std::pair<int, int>;
 using Ring = std::vector<AtomPair>;
 
 struct Structure {
-    std::string origin; // "FILE, record 3 (TITLE)", for messages
+    Place origin; // of its record
     std::string title;
     std::vector<StructureAtom> atoms;
     std::vector<StructureBond> bonds;

@@ -23,7 +23,8 @@ using namespace std::chrono_literals;
 constexpr std::size_t bufferSize = 1 << 16;
 
 [[noreturn]] void failStarting(const std::string &program) {
-    throw Error(program + ": cannot be started (" + std::strerror(errno) + "); end other programs");
+    throw Error(ErrorKind::system,
+                program + ": cannot be started (" + std::strerror(errno) + "); end other programs");
 }
 
 /// One thread: several that wait for each other in a loop, as OpenMP's do, come to a standstill on

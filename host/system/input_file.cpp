@@ -16,7 +16,7 @@ namespace {
 constexpr std::size_t chunkSize = 1 << 20;
 
 [[noreturn]] void failReading(const std::string &path) {
-    throw Error(path + ": an error occurred while it was read");
+    throw Error(ErrorKind::system, "an error occurred while it was read").at({path});
 }
 
 std::size_t readOnce(int file, char *buffer, std::size_t size, const std::string &path) {
@@ -47,12 +47,13 @@ bool canBeReadAgain(const std::string &path) {
 InputFile::InputFile(const std::string &path) : path_(path) {
     std::error_code error;
     if (std::filesystem::is_directory(path, error)) {
-        throw Error(path + ": this is a folder; name a file in it");
+        throw Error("this is a folder; name a file in it").at({path});
     }
     file_ = Descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (!file_.isOpen()) {
-        throw Error(path + ": cannot be opened (" + std::strerror(errno) +
-                    "); check the name and your rights");
+        throw Error(ErrorKind::system, std::string("cannot be opened (") + std::strerror(errno) +
+                                           "); check the name and your rights")
+            .at({path});
     }
     isKept_ = !canBeReadAgain(path);
     if (isKept_) kept_ = everythingIn(file_.number(), path);
@@ -95,8 +96,9 @@ std::string InputFile::bytes(std::size_t offset, std::size_t size) const {
     for (std::size_t done = 0; done < size;) {
         const auto count = readAt(text.data() + done, size - done, offset + done);
         if (count == 0) {
-            throw Error(path_ + ": has become shorter while it was read; leave it alone until "
-                                "the run has ended");
+            throw Error(ErrorKind::system, "has become shorter while it was read; leave it alone "
+                                           "until the run has ended")
+                .at({path_});
         }
         done += count;
     }

@@ -19,8 +19,9 @@ namespace fs = std::filesystem;
 } // namespace
 
 void failWriting(const std::string &target, const std::string &reason) {
-    throw Error(target + ": cannot be written (" + reason +
-                "); check the folder, your rights and the room on the disk");
+    throw Error(ErrorKind::system, "cannot be written (" + reason +
+                                       "); check the folder, your rights and the room on the disk")
+        .at({target});
 }
 
 std::string resolvedTarget(const std::string &target) {

@@ -27,8 +27,10 @@ std::string temporaryPattern(const std::string &parent) {
 TemporaryFolder::TemporaryFolder(const std::string &parent)
     : path_(temporaryPattern(parent)), owner_(getpid()) {
     if (mkdtemp(path_.data()) != nullptr) return;
-    throw Error(path_ + ": a temporary folder cannot be made (" + std::strerror(errno) +
-                "); make room there, or set TMPDIR to another folder");
+    throw Error(ErrorKind::system, std::string("a temporary folder cannot be made (") +
+                                       std::strerror(errno) +
+                                       "); make room there, or set TMPDIR to another folder")
+        .at({path_});
 }
 
 TemporaryFolder::~TemporaryFolder() {

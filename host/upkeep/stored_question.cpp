@@ -81,10 +81,10 @@ BondType typeIn(const std::vector<StructureBond> &bonds, const AtomPair &atoms) 
 
 } // namespace
 
-std::optional<Reaction> reactionOf(const StoredRecord &record, const std::string &origin) {
+std::optional<Reaction> reactionOf(const StoredRecord &record, const std::string &path) {
     Reaction reaction;
     reaction.title = reaction.geometryTitle = record.name;
-    reaction.reactant.origin = origin;
+    reaction.reactant.origin = {path};
     reaction.reactant.title = record.name;
     reaction.reactant.atoms = record.atoms;
     reaction.reactant.bonds = record.bonds;

@@ -13,6 +13,6 @@ namespace saddlefit::host {
 // Several may, as half-way types leave open where a bond came from; those with the usual orders are
 // taken. Nothing if no order of some bond leads to the type that is stored.
 // A change's `after` is what the transitions leave of the bond at the end of the reaction.
-std::optional<Reaction> reactionOf(const StoredRecord &record, const std::string &origin);
+std::optional<Reaction> reactionOf(const StoredRecord &record, const std::string &path);
 
 } // namespace saddlefit::host
