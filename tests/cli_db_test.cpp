@@ -14,6 +14,7 @@
 #include <optional>
 #include <string>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <tuple>
 #include <unistd.h>
 #include <utility>
@@ -181,6 +182,15 @@ TEST_F(Upkeep, SalvageNeedsARecordAndANewFile) {
     EXPECT_TRUE(contains(db("salvage a.db new.db").err, "a.db: no record can be read"));
     EXPECT_TRUE(contains(db("check a.db").err, "it seems to be no reaction database"));
     EXPECT_EQ(contents("new.db"), "");
+}
+
+TEST_F(Upkeep, APipeIsNoDatabaseToWaitFor) {
+    ASSERT_EQ(mkfifo(file("pipe").c_str(), 0600), 0);
+    for (const std::string command : {"db list ", "db check ", "db compact "}) {
+        const auto call = "timeout 10 " SADDLEFIT_CLI " " + command + file("pipe") + " 2> ";
+        EXPECT_EQ(WEXITSTATUS(std::system((call + file("told")).c_str())), 1) << command;
+        EXPECT_TRUE(contains(contents("told"), "pipe: this is no reaction database")) << command;
+    }
 }
 
 TEST_F(Upkeep, PositionsToRemoveMeanWhatWasListed) {

@@ -204,7 +204,7 @@ TEST_F(Programs, EndInWaysThatAreToldApart) {
 }
 
 TEST_F(Programs, AreKilledWithTheirChildrenWhenTheTimeIsOver) {
-    auto one = call(script("(sleep 1; touch late) & wait"));
+    auto one = call(script("(sleep 1; touch late) & setsid sh -c 'sleep 1; touch late' & wait"));
     one.timeLimit = 0.2;
     EXPECT_EQ(runProgram(one).end, ProgramEnd::timedOut);
     std::this_thread::sleep_for(std::chrono::milliseconds(1200));

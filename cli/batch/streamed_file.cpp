@@ -85,6 +85,11 @@ bool lock(int file) {
 StreamedFile::StreamedFile(const std::string &target, PieceScanner scanner, Begin begin,
                            const TitleOf &titleOf)
     : target_(resolvedTarget(target)), path_(target_) {
+    if (target == standardOutput) {
+        file_ = Descriptor(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0));
+        if (!file_.isOpen()) failWriting("standard output", std::strerror(errno));
+        return;
+    }
     std::error_code error;
     if (fs::is_directory(target_, error)) failWriting(target, "it is a folder");
     if (!isReplaceable(target_)) {
@@ -112,21 +117,17 @@ StreamedFile::~StreamedFile() {
 }
 
 void StreamedFile::open() {
+    const int link = isRegular() ? O_NOFOLLOW : 0; // of the target itself they are resolved
     do {
-        file_ = Descriptor(
-            ::open(path_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, ownersUmaskDecides));
+        file_ = Descriptor(::open(path_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | link,
+                                  ownersUmaskDecides));
         if (!file_.isOpen()) failWriting(target_, std::strerror(errno));
         if (isRegular() && !lock(file_.number())) failLocked(target_);
     } while (isRegular() && !leadsTo(path_, file_.number()));
 }
 
 void StreamedFile::append(std::string_view piece) {
-    while (!piece.empty()) {
-        const auto count = ::write(file_.number(), piece.data(), piece.size());
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) failWriting(target_, std::strerror(errno));
-        piece.remove_prefix(static_cast<std::size_t>(count));
-    }
+    writeAll(file_, piece, target_);
 }
 
 void StreamedFile::cutAt(std::size_t size) {
@@ -151,11 +152,7 @@ void StreamedFile::commit() {
         file_.close();
         return;
     }
-    if (fs::exists(target_, error)) {
-        fs::permissions(path_, fs::status(target_, error).permissions(), error);
-    }
-    fs::rename(path_, target_, error);
-    if (error) failWriting(target_, error.message());
+    replaceFile(file_, path_, target_);
     file_.close();
 }
 

@@ -29,8 +29,8 @@ using TitleOf = std::function<std::optional<std::string>(std::size_t item)>;
 // Pieces are appended to the file TARGET.part, which commit() renames over the target, unless there
 // are none to put in the place of what is there. Until then the target stays as it was, and if
 // there is no commit() the unfinished file stays beside it. A
-// target that is no regular file (a terminal, /dev/null) is written to directly and always begins
-// anew.
+// target that is no regular file (a terminal, /dev/null), or "-" for the standard output, is
+// written to directly and always begins anew.
 class StreamedFile {
 public:
     // Throws Error if the file cannot be made or read, if another run has it open, and if a

@@ -1,6 +1,7 @@
 #include "cli/batch/worker.hpp"
 
 #include "cli/report.hpp"
+#include "host/system/process_tree.hpp"
 
 #include <array>
 #include <cerrno>
@@ -93,6 +94,7 @@ Worker::Worker(const Work &work, const std::function<void()> &leaveToParent) {
     setpgid(0, 0);
     keepSignalsToParent();
     dieWithParent(parent);
+    adoptOrphans();
     leaveToParent();
     socket_.close();
     serve(theirs.number(), work);
@@ -120,11 +122,7 @@ bool Worker::takeIn() {
 std::string Worker::end() {
     if (process_ < 0) return {};
     const auto process = std::exchange(process_, -1);
-    kill(-process, SIGKILL);
-    int status = 0;
-    while (waitpid(process, &status, 0) < 0 && errno == EINTR)
-        continue;
-    return describe(status);
+    return describe(endProcessTree(process));
 }
 
 } // namespace saddlefit::cli

@@ -12,8 +12,8 @@
 
 namespace saddlefit::cli {
 
-// The worker leads a process group, which the programs that it starts belong to, and all of it ends
-// with this object. Ctrl-C does not reach it: the parent decides. If the parent dies it dies too.
+// The programs that the worker starts, and what these start, end with it, and it ends with this
+// object. Ctrl-C does not reach it: the parent decides. If the parent dies it dies too.
 class Worker {
 public:
     // `leaveToParent` is called in the new process: it closes the files that are the parent's own.

@@ -65,6 +65,10 @@ OpenFile openRegularFile(const std::string &path) {
     if (std::filesystem::is_directory(path, error)) {
         throw Error("this is a folder; name a database file").at({path});
     }
+    // Before it is opened: that of a pipe waits for a writer.
+    if (std::filesystem::exists(path, error) && !std::filesystem::is_regular_file(path, error)) {
+        failAsNoDatabase(path);
+    }
     OpenFile file(std::fopen(path.c_str(), "rb"));
     if (!file) {
         throw Error(ErrorKind::system, std::string("the database cannot be opened (") +
@@ -72,7 +76,6 @@ OpenFile openRegularFile(const std::string &path) {
             .at({path})
             .with(Remedy::makeDatabase);
     }
-    if (!std::filesystem::is_regular_file(path, error)) failAsNoDatabase(path);
     return file;
 }
 

@@ -1,6 +1,7 @@
 #include "host/system/process.hpp"
 
 #include "host/system/descriptor.hpp"
+#include "host/system/process_tree.hpp"
 
 #include <algorithm>
 #include <array>
@@ -168,8 +169,7 @@ ProgramResult runProgram(const ProgramCall &call) {
     }
     if (call.timeLimit <= 0) return resultOf(statusOf(process));
     if (const auto status = statusInTime(process, call.timeLimit)) return resultOf(*status);
-    kill(-process, SIGKILL);
-    statusOf(process);
+    endProcessTree(process);
     return {ProgramEnd::timedOut, 0};
 }
 

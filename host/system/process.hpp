@@ -23,8 +23,9 @@ struct ProgramResult {
     int value = 0; // exit status, or signal, or errno of what was not started
 };
 
-// Run a program; its standard input is empty. It gets a process group of its own, which is killed
-// when the time is over, and it dies with the calling thread (on Linux).
+// Run a program; its standard input is empty. It gets a process group of its own. When the time is
+// over it is killed with what it has started, in whatever group; and it dies with the calling
+// thread (on Linux).
 ProgramResult runProgram(const ProgramCall &call);
 
 } // namespace saddlefit::host
