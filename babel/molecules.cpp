@@ -175,6 +175,11 @@ Molecule messageOf(OBMol &mol, bool wantsBonds, bool wantsStereo) {
         message.dataFields.emplace_back(data->GetAttribute(), data->GetValue());
     FOR_ATOMS_OF_MOL(atom, mol) message.atoms.push_back(messageOf(*atom));
     message.dimension = mol.GetDimension();
+    message.tellsCharge = mol.HasFlag(OB_TCHARGE_MOL);
+    if (message.tellsCharge) message.charge = mol.GetTotalCharge();
+    if (mol.HasFlag(OB_TSPIN_MOL)) {
+        message.spin = static_cast<std::int32_t>(mol.GetTotalSpinMultiplicity());
+    }
     if (wantsBonds) {
         FOR_BONDS_OF_MOL(bond, mol) message.bonds.push_back(messageOf(*bond));
         message.aromaticRings = aromaticRings(mol);

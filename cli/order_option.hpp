@@ -2,6 +2,7 @@
 #pragma once
 
 #include "cli/host.hpp"
+#include "host/reactions/bare_sides.hpp"
 #include "host/reactions/drawing.hpp"
 #include "host/reactions/pairing.hpp"
 #include "host/system/words.hpp"
@@ -28,10 +29,27 @@ void addChoice(CLI::App &command, const std::string &names, Value &value, const 
         ->type_name(list);
 }
 
+inline void addInputFormatOption(CLI::App &command, std::string &format) {
+    command
+        .add_option("--input-format", format,
+                    "Format of the standard input (\"-\") and of files without an extension: sdf, "
+                    "xyz, or what Open Babel reads")
+        ->type_name("EXT");
+}
+
 inline void addOrdersOption(CLI::App &command, Orders &orders) {
     addChoice(command, "--orders", orders,
               "Bond orders: as drawn, brought to one way of drawing (default), or from the data "
               "field MAPPED_SMILES");
+}
+
+inline void addBareSideOptions(CLI::App &command, BareSideOptions &bareSides) {
+    addChoice(command, "--bonds", bareSides.finder,
+              "Where a format has no bonds, find them by Open Babel (default) or by the library");
+    command
+        .add_option("--charge", bareSides.charge,
+                    "Charge of the molecules; default: by the records")
+        ->type_name("INT");
 }
 
 inline void addPairingOptions(CLI::App &command, PairOptions &pairing) {

@@ -12,6 +12,14 @@ const char *wordsOf(Remedy remedy) {
         break;
     case Remedy::charge:
         return ", --charge sets it";
+    case Remedy::spin:
+        return ", --uhf sets it";
+    case Remedy::chargeOrSpin:
+        return "; give --charge, or --uhf 1 if it is a radical";
+    case Remedy::bondsOfLibrary:
+        return ", or let --bonds saddlefit find them";
+    case Remedy::inputFormat:
+        return "; --input-format names that of \"-\" and of files without an extension";
     case Remedy::electrons:
         return "; correct --charge or --uhf";
     case Remedy::harmonisedOrders:

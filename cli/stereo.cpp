@@ -1,4 +1,5 @@
 #include "cli/json.hpp"
+#include "cli/order_option.hpp"
 #include "cli/report.hpp"
 #include "cli/subcommand.hpp"
 #include "host/structures/elements.hpp"
@@ -14,6 +15,7 @@ namespace {
 
 struct StereoOptions {
     std::string file;
+    std::string format;
     bool centresOnly = false;
     bool json = false;
 };
@@ -73,7 +75,7 @@ void printObject(const std::string &title, const std::vector<LabelledAtom> &atom
 }
 
 int stereo(const StereoOptions &options) {
-    const auto records = readRecords(options.file, BondSource::fileOrCoordinates);
+    const auto records = readRecords(options.file, BondSource::fileOrCoordinates, options.format);
     int failures = 0;
     for (std::size_t i = 0; i < records.size(); ++i) {
         try {
@@ -96,6 +98,7 @@ void addStereoCommand(CLI::App &program, Action &chosen) {
         addSubcommand(program, chosen, "stereo", "Print the R/S code of each atom", stereo);
     addArgument(command, "FILE", options.file, "Structures; bonds are found where none are given")
         ->type_name("");
+    addInputFormatOption(command, options.format);
     command.add_flag("--centres", options.centresOnly, "Leave out atoms that have no code");
     command.add_flag("--json", options.json, "Print a JSON object per record and line");
     command.footer(

@@ -328,19 +328,4 @@ TEST_F(Perception, MirrorImagesHaveOppositeCodes) {
     EXPECT_EQ(object.at("atoms").at(1), json({{"label", "C2"}, {"element", "C"}, {"code", "S"}}));
 }
 
-TEST_F(Perception, ReactionsOfPlainCoordinatesAreThoseOfDrawnBonds) {
-    for (const std::string side : {"parents_reactants", "parents_products", "parents_ts",
-                                   "queries_reactants", "queries_products"})
-        writeAsXyz(side + ".xyz", "b3lyp/" + side + ".sdf");
-    const auto added =
-        run("db add parents.db parents_reactants.xyz parents_products.xyz parents_ts.xyz");
-    EXPECT_TRUE(contains(added.out, "enol-vinylalcohol\tH-C C-O H-O C-C\n")) << added.out;
-    const auto answer = run("react queries_reactants.xyz queries_products.xyz --db parents.db");
-    EXPECT_EQ(answer.status, 0) << answer.err;
-    for (const std::string line :
-         {"q-enol-propenol\tH-C C-O H-O C-C\tpartial enol-vinylalcohol\t7 constraints\t4 atoms",
-          "q-sn2-cl-c2h5cl\tC-Cl C-Cl\tpartial sn2-cl-ch3cl\t"})
-        EXPECT_TRUE(contains(answer.out, line)) << answer.out;
-}
-
 } // namespace

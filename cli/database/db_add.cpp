@@ -4,6 +4,7 @@
 #include "cli/order_option.hpp"
 #include "cli/report.hpp"
 #include "host/reactions/doubts.hpp"
+#include "host/reactions/electrons.hpp"
 #include "host/search/search.hpp"
 #include "host/store/database_writer.hpp"
 #include "host/system/file_lock.hpp"
@@ -21,6 +22,7 @@ struct AddOptions : DbOptions {
     ReactionFiles files;
     Orders orders = Orders::harmonised;
     PairOptions pairing;
+    BareSideOptions bareSides;
     bool force = false;
 };
 
@@ -73,7 +75,7 @@ class Adding {
 public:
     Adding(const AddOptions &options, DatabaseWriter &writer)
         : options_(options),
-          reader_(options.files, Start::file, options.orders, options.pairing),
+          reader_(options.files, Start::file, options.orders, options.pairing, options.bareSides),
           index_(options.database),
           writer_(writer) {}
 
@@ -107,6 +109,12 @@ public:
 private:
     void add(const Reaction &reaction) {
         auto doubts = doubtsAbout(reaction.reactant, reaction.product);
+        if (!reaction.reactant.namesBonds || !reaction.product.namesBonds) {
+            const auto electrons =
+                electronsOf(reaction.reactant, reaction.product, {options_.bareSides.charge, {}});
+            for (const auto &[text, remedy] : electrons.doubts)
+                report(Error("warning: " + text).with(remedy).at(reaction.reactant.origin));
+        }
         doubts.insert(doubts.begin(), reaction.pairingNotes.begin(), reaction.pairingNotes.end());
         for (const auto &doubt : doubts)
             report(Error("warning: " + doubt).at(reaction.reactant.origin));
@@ -169,8 +177,10 @@ void addDbAddCommand(CLI::App &db, Action &chosen) {
     addArgument(command, "PRODUCTS", options.files.products, "File with the products");
     addArgument(command, "TS", options.files.geometries,
                 "File with the transition states; its coordinates are stored");
+    addInputFormatOption(command, options.files.format);
     addOrdersOption(command, options.orders);
     addPairingOptions(command, options.pairing);
+    addBareSideOptions(command, options.bareSides);
     command.add_flag("--force", options.force,
                      "Store records that are refused otherwise; they are reported all the same");
     command.footer(

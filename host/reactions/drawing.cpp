@@ -13,40 +13,6 @@ namespace {
 
 constexpr int tripleType = 3;
 
-// Bonds that an uncharged atom of the main group commonly has; 0 for an element that is left alone.
-int usualValence(int element) {
-    constexpr int carbon = 6, nitrogen = 7, oxygen = 8, fluorine = 9;
-    switch (element) {
-    case 1:
-    case fluorine:
-        return 1;
-    case carbon:
-        return 4;
-    case nitrogen:
-        return 3;
-    case oxygen:
-        return 2;
-    default:
-        return 0;
-    }
-}
-
-// What an atom could still bind as it is drawn. A charge is a bond more for nitrogen and oxygen
-// that carry it positively, and a bond less in every other case.
-int valenceLeft(const Structure &structure, int atom) {
-    const auto &[element, charge, position] = structure.atoms[static_cast<std::size_t>(atom)];
-    int left = usualValence(element);
-    if (left == 0) return 0;
-    const bool gains = charge > 0 && left < usualValence(6) && element != 1;
-    left += gains ? charge : -std::abs(charge);
-    for (const auto &bond : structure.bonds) {
-        if (bond.atom1 != atom && bond.atom2 != atom) continue;
-        if (bond.type == aromaticType) return 0;
-        left -= bond.type;
-    }
-    return left;
-}
-
 bool carryOppositeCharges(const StructureAtom &a, const StructureAtom &b) {
     return (a.charge > 0 && b.charge < 0) || (a.charge < 0 && b.charge > 0);
 }
@@ -54,6 +20,15 @@ bool carryOppositeCharges(const StructureAtom &a, const StructureAtom &b) {
 void joinCharges(StructureAtom &a, StructureAtom &b) {
     a.charge += a.charge < 0 ? 1 : -1;
     b.charge += b.charge < 0 ? 1 : -1;
+}
+
+// Those of two neighbouring radicals, where they are marked.
+void pairElectrons(Structure &side, const StructureBond &bond) {
+    if (side.radicals.empty()) return;
+    for (const int atom : {bond.atom1, bond.atom2}) {
+        auto &unpaired = side.radicals[static_cast<std::size_t>(atom)];
+        unpaired = std::max(unpaired - 1, 0);
+    }
 }
 
 // The bonds that the other side has too, by ascending atom pair.
@@ -117,6 +92,38 @@ private:
 
 } // namespace
 
+int usualValence(int element) {
+    constexpr int carbon = 6, nitrogen = 7, oxygen = 8, fluorine = 9;
+    switch (element) {
+    case 1:
+    case fluorine:
+        return 1;
+    case carbon:
+        return 4;
+    case nitrogen:
+        return 3;
+    case oxygen:
+        return 2;
+    default:
+        return 0;
+    }
+}
+
+int valenceLeft(const Structure &structure, int atom, int moreCharge) {
+    const auto &[element, ownCharge, position] = structure.atoms[static_cast<std::size_t>(atom)];
+    const int charge = ownCharge + moreCharge;
+    int left = usualValence(element);
+    if (left == 0) return 0;
+    const bool gains = charge > 0 && left < usualValence(6) && element != 1;
+    left += gains ? charge : -std::abs(charge);
+    for (const auto &bond : structure.bonds) {
+        if (bond.atom1 != atom && bond.atom2 != atom) continue;
+        if (bond.type == aromaticType) return 0;
+        left -= bond.type;
+    }
+    return left;
+}
+
 void joinSeparatedElectrons(Structure &side, const Structure &otherSide) {
     const auto bonds = lastingBonds(side.bonds, otherSide.bonds);
     const auto atomAt = [&](int index) -> StructureAtom & {
@@ -133,6 +140,7 @@ void joinSeparatedElectrons(Structure &side, const Structure &otherSide) {
         while (bond->type < tripleType && valenceLeft(side, bond->atom1) > 0 &&
                valenceLeft(side, bond->atom2) > 0) {
             ++bond->type;
+            pairElectrons(side, *bond);
         }
     }
 }

@@ -20,6 +20,14 @@ template <>
 inline constexpr auto wordsFor<Orders> = std::to_array<Word<Orders>>(
     {{Orders::drawn, "drawn"}, {Orders::harmonised, "harmonised"}, {Orders::smiles, "smiles"}});
 
+/// Bonds that an uncharged atom of the main group commonly has; 0 for an element that is left
+/// alone.
+int usualValence(int element);
+
+/// What an atom could still bind as it is drawn, with `moreCharge` beside its own. A charge is a
+/// bond more for nitrogen and oxygen that carry it positively, and a bond less in every other case.
+int valenceLeft(const Structure &structure, int atom, int moreCharge = 0);
+
 // Draw a side without separated charges and without neighbouring radicals: each bond that the other
 // side has too rises by one order as long as its atoms carry opposite formal charges, or both have
 // a valence left, but not beyond a triple bond. By ascending atom pair.

@@ -29,6 +29,7 @@ Structure reordered(const Structure &product, const std::vector<int> &productAto
         place[from] = static_cast<int>(i);
         sorted.atoms[i] = product.atoms[from];
         if (!product.mapNumbers.empty()) sorted.mapNumbers[i] = product.mapNumbers[from];
+        if (!product.radicals.empty()) sorted.radicals[i] = product.radicals[from];
     }
     for (auto &bond : sorted.bonds)
         bond = {place[index(bond.atom1)], place[index(bond.atom2)], bond.type};

@@ -1,6 +1,7 @@
 #include "host/reactions/reaction_files.hpp"
 
 #include "host/reactions/doubts.hpp"
+#include "host/reactions/settled_drawing.hpp"
 #include "host/reactions/start_geometry.hpp"
 #include "host/structures/elements.hpp"
 #include "host/structures/labels.hpp"
@@ -108,16 +109,17 @@ std::vector<int> centreOf(const std::vector<BondChange> &changes) {
 }
 
 ReactionReader::ReactionReader(const ReactionFiles &files, Start start, Orders orders,
-                               const PairOptions &pairing)
+                               const PairOptions &pairing, const BareSideOptions &bareSides)
     : start_(start),
       orders_(orders),
       pairing_(pairing),
+      bareSides_(bareSides),
       path_(files.reactants),
-      reactants_(files.reactants),
-      products_(files.products) {
+      reactants_(files.reactants, BondSource::formatOnly, files.format),
+      products_(files.products, BondSource::formatOnly, files.format) {
     requireSameCount(files.products, products_, files.reactants, reactants_);
     if (start != Start::file) return;
-    geometries_.emplace(files.geometries);
+    geometries_.emplace(files.geometries, BondSource::formatOnly, files.format);
     requireSameCount(files.geometries, *geometries_, files.reactants, reactants_);
 }
 
@@ -161,6 +163,9 @@ Reaction ReactionReader::reactionOf(std::size_t index, const Structure &reactant
     reaction.reactant = reactant;
     reaction.product = std::move(pairing.product);
     reaction.productAtoms = std::move(pairing.productAtoms);
+    if (bareSides_.finder == BondFinder::openBabel) {
+        settleDrawings(reaction.reactant, reaction.product);
+    }
     bringToOneDrawing(reaction.reactant, reaction.product, orders_);
     reaction.changes = changedBonds(reaction.reactant, reaction.product);
     if (orders_ != Orders::drawn) reaction.changes = withoutRedrawnRings(reaction.changes);
@@ -172,6 +177,7 @@ Reaction ReactionReader::reactionOf(std::size_t index, const Structure &reactant
 
 std::vector<Reaction> ReactionReader::readChanges(std::size_t index) const {
     auto reactant = structureIn(reactants_, index), product = structureIn(products_, index);
+    findBonds(reactant, product, bareSides_);
     if (orders_ == Orders::smiles) { // these name the atoms by their places in the record
         takeSmilesOrders(reactant);
         takeSmilesOrders(product);

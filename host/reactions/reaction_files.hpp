@@ -1,6 +1,7 @@
 // Reactions out of files that belong together record by record.
 #pragma once
 
+#include "host/reactions/bare_sides.hpp"
 #include "host/reactions/drawing.hpp"
 #include "host/reactions/pairing.hpp"
 #include "host/reactions/transitions.hpp"
@@ -18,6 +19,7 @@ struct ReactionFiles {
     std::string reactants;
     std::string products;
     std::string geometries; // for Start::file only
+    std::string format;     // of files without an extension, and of the standard input
 };
 
 // Where the coordinates of a reaction are from.
@@ -56,7 +58,7 @@ class ReactionReader {
 public:
     // Throws Error when the files as such cannot be read or do not fit together.
     ReactionReader(const ReactionFiles &files, Start start, Orders orders,
-                   const PairOptions &pairing = {});
+                   const PairOptions &pairing = {}, const BareSideOptions &bareSides = {});
 
     std::size_t count() const { return reactants_.count(); }
 
@@ -82,6 +84,7 @@ private:
     Start start_;
     Orders orders_;
     PairOptions pairing_;
+    BareSideOptions bareSides_;
     std::string path_; // of the reactants
     RecordFile reactants_;
     RecordFile products_;

@@ -19,7 +19,7 @@
 namespace saddlefit::babel {
 
 constexpr std::uint32_t protocolMagic = 0x4C424653; // "SFBL"
-constexpr std::uint32_t protocolVersion = 1;
+constexpr std::uint32_t protocolVersion = 2;
 constexpr std::uint64_t largestBody = std::uint64_t{1} << 31;
 
 enum class FrameKind : std::uint32_t {
@@ -227,10 +227,14 @@ struct Molecule {
     std::vector<TetrahedralCentre> centres;
     std::vector<DoubleBond> doubleBonds;
     std::int32_t dimension = 0; ///< of the coordinates: 0 (none), 2 or 3
+    bool tellsCharge = false;   ///< of molecules that were read: their format has one for the whole
+    std::int32_t charge = 0;    ///< which is this
+    std::int32_t spin = 0;      ///< multiplicity of the whole; 0: not given
 
     template <class Self, class Archive> static void fields(Self &self, Archive &archive) {
         archive(self.title, self.dataFields, self.atoms, self.bonds, self.aromaticRings,
-                self.centres, self.doubleBonds, self.dimension);
+                self.centres, self.doubleBonds, self.dimension, self.tellsCharge, self.charge,
+                self.spin);
     }
 };
 
@@ -329,7 +333,8 @@ struct Write {
     }
 };
 
-/// Bonds that the molecule has are replaced. Reply: Molecule in `done`.
+/// Bonds that the molecule has are replaced, and so are its formal charges. They add up to
+/// `charge`, or are all 0 where no such drawing was found. Reply: Molecule in `done`.
 struct PerceiveBonds {
     Molecule molecule;
     std::int32_t charge = 0;

@@ -138,6 +138,12 @@ int radicalElectrons(int code) {
     return code == 2 ? 1 : 2;
 }
 
+void countUnpaired(MdlTable &table, const std::vector<int> &radicals) {
+    constexpr int doublet = 2, triplet = 3;
+    for (const int code : radicals)
+        table.unpaired.push_back(code == doublet ? 1 : code == triplet ? 2 : 0);
+}
+
 // A valence that the record names: 0 where it names none, 15 (in V3000 -1) for an atom without
 // bonds.
 int hydrogensByValence(int valence, int sum) {
@@ -314,6 +320,7 @@ MdlTable readV2000(const Lines &lines) {
     for (std::size_t atom = 0; atom < atoms; ++atom)
         table.atoms[atom].charge = properties.charges[atom];
     countHydrogens(table, properties.radicals, properties.valences);
+    countUnpaired(table, properties.radicals);
     return table;
 }
 
@@ -413,6 +420,7 @@ MdlTable readV3000(const Lines &lines) {
     const auto line = readV30Lines(lines, read);
     readFields(lines, line, read.table);
     countHydrogens(read.table, read.radicals, read.valences);
+    countUnpaired(read.table, read.radicals);
     return std::move(read.table);
 }
 

@@ -29,6 +29,7 @@ struct MdlTable {
     std::vector<StructureBond> bonds; // types as drawn; 4 is aromatic here
     std::vector<int> mapNumbers;      // per atom; 0 for none
     std::vector<int> hydrogens;       // per atom, those that are not drawn
+    std::vector<int> unpaired;        // per atom, electrons of the radicals that are marked
     std::map<std::string, std::string> fields;
     bool hasIsotopes = false;
 };

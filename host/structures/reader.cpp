@@ -65,11 +65,12 @@ Record finishedRecord(const Place &where, BondSource source, bool drawnBonds, Re
         if (structure.atoms.empty()) {
             throw Error("the record holds no atoms; is it of this format?");
         }
+        structure.namesBonds = drawnBonds;
         const bool bare = structure.bonds.empty() && source == BondSource::fileOrCoordinates;
-        if (bare || !drawnBonds)
-            perceiveBonds(structure, source);
-        else
+        if (drawnBonds && !bare)
             checkBondTypes(structure);
+        else if (source != BondSource::formatOnly)
+            perceiveBonds(structure, source);
         structure.origin = where;
         return structure;
     } catch (const Error &error) {
@@ -112,6 +113,12 @@ std::vector<int> completeNumbers(const std::vector<int> &numbers) {
     return complete ? numbers : std::vector<int>{};
 }
 
+// Empty where there is none.
+std::vector<int> unlessNone(const std::vector<int> &unpaired) {
+    const bool any = std::any_of(unpaired.begin(), unpaired.end(), [](int n) { return n != 0; });
+    return any ? unpaired : std::vector<int>{};
+}
+
 void checkDrawnType(int drawn, std::size_t bond) {
     // 5 stands for a query in MDL files, not for an aromatic bond as in ours.
     if (drawn <= mdlAromaticType) return;
@@ -128,6 +135,7 @@ Structure readMdlRecord(bool drawnBonds, const MdlRecord &record) {
     structure.fields = std::move(table.fields);
     structure.mapNumbers = completeNumbers(table.mapNumbers);
     structure.hasIsotopes = table.hasIsotopes;
+    structure.radicals = unlessNone(table.unpaired);
     if (drawnBonds) {
         structure.bonds = std::move(table.bonds);
         for (std::size_t i = 0; i < structure.bonds.size(); ++i) {
@@ -163,6 +171,9 @@ Record readXyz(const InputFile &file, const RecordPlace &place, std::size_t numb
         structure.title = title;
         structure.atoms = readXyzAtoms(record);
         structure.hasIsotopes = namesIsotopes(record);
+        const auto told = electronsInTitle(title);
+        structure.charge = told.charge;
+        structure.unpaired = told.unpaired;
         return structure;
     });
 }
@@ -174,13 +185,17 @@ Structure converted(const babel::Molecule &molecule) {
     structure.title = oneLine(molecule.title);
     for (const auto &[name, value] : molecule.dataFields)
         structure.fields.emplace(name, value);
-    std::vector<int> numbers;
+    std::vector<int> numbers, unpaired;
     for (const auto &atom : molecule.atoms) {
         const auto &[x, y, z] = atom.position;
         structure.atoms.push_back({atom.element, atom.charge, {x, y, z}});
         if (atom.isotope != 0) structure.hasIsotopes = true;
         numbers.push_back(atom.mapNumber);
+        unpaired.push_back(std::max(atom.spin - 1, 0));
     }
+    structure.radicals = unlessNone(unpaired);
+    if (molecule.tellsCharge) structure.charge = molecule.charge;
+    if (molecule.spin > 0) structure.unpaired = molecule.spin - 1;
     checkAtoms(structure.atoms);
     structure.mapNumbers = completeNumbers(numbers);
     for (const auto &bond : molecule.bonds)
@@ -195,12 +210,11 @@ Structure converted(const babel::Molecule &molecule) {
     using enum babel::FailureKind;
     const auto &failure = refusal.failure();
     switch (failure.kind) {
-    case compressedFile:
-        throw Error("the file is compressed; unpack it with gunzip").at({path});
     case unknownFormat:
-        throw Error("the extension names no format that Open Babel knows; use one such as "
-                    ".sdf, .mol2 or .xyz (\"obabel -L formats\" lists them)")
-            .at({path});
+        throw Error("Open Babel knows no format of this name; use one such as sdf, mol2 or xyz "
+                    "(\"obabel -L formats\" lists them)")
+            .at({path})
+            .with(Remedy::inputFormat);
     case notReadable:
         throw Error("Open Babel writes this format but does not read it; convert the file "
                     "to SDF with the program that made it")
@@ -213,12 +227,13 @@ Structure converted(const babel::Molecule &molecule) {
     }
 }
 
-std::vector<Record> readForeignFile(const std::string &path, BondSource source,
-                                    const std::string &text) {
+std::vector<Record> readForeignFile(const InputFile &file, const std::string &format,
+                                    BondSource source) {
+    const auto &path = file.path();
     std::vector<babel::Molecule> molecules;
     babel::ReadEnd end;
     try {
-        end = sharedBabel().read({path, text, source != BondSource::coordinates},
+        end = sharedBabel().read({path, file.rest(), source != BondSource::coordinates, format},
                                  [&](babel::Molecule one) { molecules.push_back(std::move(one)); });
     } catch (const BabelRefusal &refusal) {
         failReading(path, molecules.size() + 1, refusal);
@@ -238,13 +253,29 @@ std::vector<Record> readForeignFile(const std::string &path, BondSource source,
 
 // ---- the file -----------------------------------------------------------------------------------
 
-/// In lower case, for programs elsewhere write "X.SDF".
-std::string extensionOf(const std::string &path) {
-    const auto point = path.rfind('.');
-    std::string extension = point == std::string::npos ? "" : path.substr(point + 1);
-    std::transform(extension.begin(), extension.end(), extension.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return extension;
+/// xtb and other programs write files for Turbomole that are called so.
+bool isCoordFile(const std::string &path) {
+    return extensionOf(path) == "coord" || path.substr(path.rfind('/') + 1) == "coord";
+}
+
+/// Of programs that call whatever they print so. Trajectories of xtb are XYZ files, and its
+/// vibrations, like those of other programs, are written as Gaussian writes them.
+std::string formatOfOutput(const InputFile &file, const std::string &extension) {
+    const auto text = file.rest();
+    if (countsAtoms(text.substr(0, text.find('\n')))) return "xyz";
+    return text.starts_with(" Entering Gaussian System") ? "g09" : extension;
+}
+
+/// By the extension, or as it is told for a file without one.
+std::string formatOf(const InputFile &file, const std::string &path, const std::string &told) {
+    const auto extension = extensionOf(path);
+    if (isCoordFile(path)) return "tmol";
+    if (extension == "log" || extension == "out") return formatOfOutput(file, extension);
+    if (extension.empty() && !told.empty()) return told;
+    if (path == standardInput) {
+        throw Error("its format is not known").at({file.path()}).with(Remedy::inputFormat);
+    }
+    return extension.empty() ? path.substr(path.rfind('/') + 1) : extension; // such as POSCAR
 }
 
 bool isOneOf(const std::string &extension, std::initializer_list<std::string_view> names) {
@@ -252,6 +283,15 @@ bool isOneOf(const std::string &extension, std::initializer_list<std::string_vie
 }
 
 } // namespace
+
+std::string extensionOf(const std::string &path) {
+    auto name = path.substr(path.rfind('/') + 1);
+    std::transform(name.begin(), name.end(), name.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    if (name.ends_with(".gz")) name.resize(name.size() - 3);
+    const auto point = name.rfind('.');
+    return point == std::string::npos ? "" : name.substr(point + 1);
+}
 
 const Structure &structureOf(const Record &record) {
     if (const auto *error = std::get_if<Error>(&record)) throw *error;
@@ -262,30 +302,32 @@ std::string titleOf(const Structure &structure, std::size_t index) {
     return structure.title.empty() ? "record " + std::to_string(index + 1) : structure.title;
 }
 
-RecordFile::RecordFile(const std::string &path, BondSource source) : file_(path), source_(source) {
-    const auto extension = extensionOf(path);
-    if (isOneOf(extension, {"sdf", "sd", "mol", "mdl"})) {
+RecordFile::RecordFile(const std::string &path, BondSource source, const std::string &format)
+    : file_(path), source_(source) {
+    const auto known = formatOf(file_, path, format);
+    if (isOneOf(known, {"sdf", "sd", "mol", "mdl"})) {
         readOne_ = readMdl;
         places_ = placesOfMdlRecords(file_);
-    } else if (extension == "xyz") {
+    } else if (known == "xyz") {
         readOne_ = readXyz;
         places_ = placesOfXyzRecords(file_);
         // Faults of counts are told at once; there can be one in the last place only.
         if (!places_.empty()) read(places_.size() - 1);
     } else {
-        records_ = readForeignFile(path, source, file_.rest());
+        records_ = readForeignFile(file_, known, source);
     }
     if (count() > 0) return;
     throw Error("no structure was found in it; is it of the format that its extension says?")
-        .at({path});
+        .at({file_.path()});
 }
 
 Record RecordFile::read(std::size_t index) const {
     return readOne_ ? readOne_(file_, places_[index], index + 1, source_) : records_[index];
 }
 
-std::vector<Record> readRecords(const std::string &path, BondSource source) {
-    const RecordFile file(path, source);
+std::vector<Record> readRecords(const std::string &path, BondSource source,
+                                const std::string &format) {
+    const RecordFile file(path, source, format);
     std::vector<Record> records;
     for (std::size_t i = 0; i < file.count(); ++i)
         records.push_back(file.read(i));

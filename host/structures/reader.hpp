@@ -22,16 +22,20 @@ const Structure &structureOf(const Record &record);
 // What to call a structure in output: its title, or "record 3".
 std::string titleOf(const Structure &structure, std::size_t index);
 
+/// What tells the format of a file, in lower case: "sdf" for "X.SDF", and for "X.SDF.gz" as well.
+std::string extensionOf(const std::string &path);
+
 // Where a structure's bonds come from.
 enum class BondSource {
     format,            // the file; the coordinates where its format has no bonds
+    formatOnly,        // the file; none where its format has no bonds
     fileOrCoordinates, // the record; the coordinates where it names no bond
     coordinates        // the coordinates; contacts (type 0) are among them in this case only
 };
 
-/// The records of a file, whose format follows from its extension. Of SD and XYZ files only the
-/// places of the records are kept, and each record is read when it is asked for; others are read
-/// as a whole. Processes that were forked may read from the same one.
+/// The records of a file, whose format follows from its extension; "-" is the standard input. Of SD
+/// and XYZ files only the places of the records are kept, and each record is read when it is asked
+/// for; others are read as a whole. Processes that were forked may read from the same one.
 ///
 /// Atoms keep the file's order (those of a SMILES the order of its map numbers), no hydrogens are
 /// added, and bonds keep the orders that are drawn in the file: a Kekule structure stays as it is,
@@ -42,7 +46,9 @@ class RecordFile {
 public:
     /// Throws Error for a file that cannot be read, and for one in which no record can be found
     /// behind a broken one: an XYZ file with a wrong count, any other format than SD and XYZ.
-    explicit RecordFile(const std::string &path, BondSource source = BondSource::format);
+    /// `format` is an extension, for a file that has none.
+    explicit RecordFile(const std::string &path, BondSource source = BondSource::format,
+                        const std::string &format = {});
 
     std::size_t count() const { return readOne_ ? places_.size() : records_.size(); }
 
@@ -61,6 +67,7 @@ private:
 };
 
 /// Every record of a file, as RecordFile gives them.
-std::vector<Record> readRecords(const std::string &path, BondSource source = BondSource::format);
+std::vector<Record> readRecords(const std::string &path, BondSource source = BondSource::format,
+                                const std::string &format = {});
 
 } // namespace saddlefit::host

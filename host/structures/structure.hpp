@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -50,7 +51,11 @@ struct Structure {
     std::vector<Ring> aromaticRings;
     std::map<std::string, std::string> fields;
     std::vector<int> mapNumbers; // per atom; empty unless each has one of its own
+    std::vector<int> radicals;   // unpaired electrons that are marked, per atom; empty for none
     bool hasIsotopes = false;    // in the record; the atoms here have elements only
+    bool namesBonds = true;      // false where the format has none, wherever those here are from
+    std::optional<int> charge;   // of the whole, where the record tells it by itself
+    std::optional<int> unpaired; // electrons, likewise
 };
 
 inline double distanceBetween(const Position &a, const Position &b) {

@@ -5,6 +5,7 @@
 #include "host/system/text.hpp"
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <limits>
@@ -112,7 +113,57 @@ StructureAtom atomIn(std::string_view text, std::size_t line) {
     return atom;
 }
 
+bool isLetterOrDigit(char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_';
+}
+
+// What stands behind "key=", blanks allowed; nothing where the key is not there.
+std::optional<std::string_view> wordBehind(std::string_view title, std::string_view key) {
+    const auto sameLetter = [](char a, char b) {
+        return std::tolower(static_cast<unsigned char>(a)) == b;
+    };
+    for (auto at = title.begin();; ++at) {
+        at = std::search(at, title.end(), key.begin(), key.end(), sameLetter);
+        if (at == title.end()) return std::nullopt;
+        if (at != title.begin() && isLetterOrDigit(*(at - 1))) continue;
+        std::string_view rest(at + static_cast<std::ptrdiff_t>(key.size()), title.end());
+        rest.remove_prefix(std::min(rest.find_first_not_of(blanks), rest.size()));
+        if (!rest.starts_with('=')) continue;
+        rest.remove_prefix(1);
+        rest.remove_prefix(std::min(rest.find_first_not_of(" \t\"'"), rest.size()));
+        return rest.substr(0, rest.find_first_of(" \t\"',;"));
+    }
+}
+
+std::optional<int> wholeNumberBehind(std::string_view title, std::string_view key) {
+    const auto word = wordBehind(title, key);
+    if (!word) return std::nullopt;
+    const auto value = numberIn<double>(*word);
+    constexpr double most = 999;
+    if (value && *value == std::round(*value) && std::abs(*value) <= most) {
+        return static_cast<int>(*value);
+    }
+    throw Error("the title says " + std::string(key) + "=" + std::string(*word) +
+                ", which is no whole number; correct it, or take it out");
+}
+
 } // namespace
+
+ToldElectrons electronsInTitle(std::string_view title) {
+    ToldElectrons told{wholeNumberBehind(title, "charge"), wholeNumberBehind(title, "uhf")};
+    const auto multiplicity = wholeNumberBehind(title, "mult");
+    if (multiplicity && told.unpaired.value_or(*multiplicity - 1) != *multiplicity - 1) {
+        throw Error("the title's mult and uhf contradict each other; correct them, or leave one "
+                    "out (mult is uhf and one)");
+    }
+    if (multiplicity) told.unpaired = *multiplicity - 1;
+    if (told.unpaired.value_or(0) >= 0) return told;
+    throw Error("the title tells of fewer than no unpaired electrons; correct mult or uhf");
+}
+
+bool countsAtoms(std::string_view line) {
+    return countIn(line).has_value();
+}
 
 std::vector<RecordPlace> placesOfXyzRecords(const InputFile &file) {
     std::vector<RecordPlace> places;

@@ -6,6 +6,7 @@
 #include "host/system/input_file.hpp"
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,6 +25,9 @@ struct XyzRecord {
 /// last one and reaches to the end of the file: what is behind it cannot be found.
 std::vector<RecordPlace> placesOfXyzRecords(const InputFile &file);
 
+/// Whether a record can begin with this line: a number stands there, alone.
+bool countsAtoms(std::string_view line);
+
 /// The record in the text of its place, which must outlive it.
 XyzRecord xyzRecordIn(std::string_view text, std::size_t firstLine);
 
@@ -34,6 +38,15 @@ std::vector<StructureAtom> readXyzAtoms(const XyzRecord &record);
 
 // Whether an atom is called D or T.
 bool namesIsotopes(const XyzRecord &record);
+
+/// What a title tells by "charge=-1", "mult=2" or "uhf=1", in any case and anywhere between other
+/// words: the charge, and the unpaired electrons.
+struct ToldElectrons {
+    std::optional<int> charge, unpaired;
+};
+
+/// Throws Error where no whole number stands behind such a word, or they contradict each other.
+ToldElectrons electronsInTitle(std::string_view title);
 
 // A record for such a file.
 std::string xyzRecord(const std::string &title, const std::vector<StructureAtom> &atoms);

@@ -24,7 +24,11 @@ enum class ErrorKind {
 enum class Remedy {
     none,
     charge,              ///< give the charge
+    spin,                ///< give the number of unpaired electrons
     electrons,           ///< correct the charge or the number of unpaired electrons
+    chargeOrSpin,        ///< give the charge, or say that it is a radical
+    bondsOfLibrary,      ///< let the library find the bonds
+    inputFormat,         ///< name the format of the input
     harmonisedOrders,    ///< compare the drawings harmonised
     noRelaxation,        ///< leave the structure unrelaxed
     otherRelaxation,     ///< relax by xtb, or not at all

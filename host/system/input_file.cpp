@@ -1,8 +1,10 @@
 #include "host/system/input_file.hpp"
 
 #include "host/system/error.hpp"
+#include "host/system/gzip.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -42,21 +44,30 @@ bool canBeReadAgain(const std::string &path) {
            std::filesystem::file_size(path, error) > 0 && !error;
 }
 
-} // namespace
-
-InputFile::InputFile(const std::string &path) : path_(path) {
+Descriptor opened(const std::string &path) {
+    if (path == standardInput) return Descriptor(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0));
     std::error_code error;
     if (std::filesystem::is_directory(path, error)) {
         throw Error("this is a folder; name a file in it").at({path});
     }
-    file_ = Descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    return Descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+}
+
+} // namespace
+
+InputFile::InputFile(const std::string &path)
+    : path_(path == standardInput ? "standard input" : path), file_(opened(path)) {
     if (!file_.isOpen()) {
         throw Error(ErrorKind::system, std::string("cannot be opened (") + std::strerror(errno) +
                                            "); check the name and your rights")
-            .at({path});
+            .at({path_});
     }
-    isKept_ = !canBeReadAgain(path);
-    if (isKept_) kept_ = everythingIn(file_.number(), path);
+    isKept_ = path == standardInput || !canBeReadAgain(path);
+    if (isKept_) kept_ = everythingIn(file_.number(), path_);
+    std::array<char, 2> begin{};
+    if (!isPacked({begin.data(), readAt(begin.data(), begin.size(), 0)})) return;
+    kept_ = unpacked(rest(), path_);
+    isKept_ = true;
 }
 
 std::size_t InputFile::readAt(char *buffer, std::size_t size, std::size_t offset) const {

@@ -10,6 +10,9 @@
 
 namespace saddlefit::host {
 
+/// The name of a file that stands for what comes in by the standard input.
+inline constexpr const char *standardInput = "-";
+
 /// A line without its newline, and where it stands.
 struct InputLine {
     std::string_view text;
@@ -17,13 +20,15 @@ struct InputLine {
     std::size_t end = 0; ///< behind the newline
 };
 
-/// Nothing of it is kept in memory, but for what can be read only once, as a pipe. Processes that
-/// were forked may read from the same one.
+/// Nothing of it is kept in memory, but for what can be read only once, as a pipe, and for what was
+/// packed by gzip, which is read as it was before. Processes that were forked may read from the
+/// same one.
 class InputFile {
 public:
     /// Throws Error for a folder, and for what cannot be opened or read.
     explicit InputFile(const std::string &path);
 
+    /// "standard input" for that.
     const std::string &path() const { return path_; }
 
     /// Calls `visit` with one line after another, the last one with or without its newline.
