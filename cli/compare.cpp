@@ -18,6 +18,7 @@ namespace {
 struct CompareOptions {
     std::string predicted;
     std::string actual;
+    bool byRecord = false;
 };
 
 struct Totals {
@@ -87,10 +88,25 @@ std::string matchOf(const Structure &predicted) {
     return fieldOf(predicted, outcomeField) + " " + fieldOf(predicted, matchField);
 }
 
+// That of the reaction in the files that "react" read; 0 where the field does not tell.
+std::size_t recordNumberOf(const Structure &predicted) {
+    std::size_t number = 0;
+    std::istringstream(fieldOf(predicted, recordField)) >> number;
+    return number;
+}
+
+const Structure &withNumber(const std::vector<Record> &records, const Structure &predicted,
+                            const std::string &path) {
+    const auto number = recordNumberOf(predicted);
+    if (number >= 1 && number <= records.size()) return structureOf(records[number - 1]);
+    throw Error("its number in the field " + std::string(recordField) +
+                " is that of no record in " + path + "; compare by title, without --by-record")
+        .at(predicted.origin);
+}
+
 // "react" calls an untitled record by its number.
 const Structure *untitledRecord(const std::vector<Record> &records, const Structure &wanted) {
-    std::size_t number = 0;
-    std::istringstream(fieldOf(wanted, recordField)) >> number;
+    const auto number = recordNumberOf(wanted);
     if (number < 1 || number > records.size()) return nullptr;
     const auto *structure = std::get_if<Structure>(&records[number - 1]);
     if (structure == nullptr || !structure->title.empty()) return nullptr;
@@ -104,8 +120,7 @@ const Structure &withTitle(const std::vector<Record> &records, const Structure &
         const auto *structure = std::get_if<Structure>(&record);
         if (structure == nullptr || structure->title != wanted.title) continue;
         if (found != nullptr) {
-            throw Error("a second record of this title; titles must differ, for records are "
-                        "compared by title")
+            throw Error("a second record of this title; titles must differ, or compare --by-record")
                 .at(structure->origin);
         }
         found = structure;
@@ -151,7 +166,8 @@ int compare(const CompareOptions &options) {
     for (const auto &record : predictions) {
         try {
             const auto &predicted = structureOf(record);
-            const auto &truth = withTitle(actual, predicted, options.actual);
+            const auto &truth =
+                (options.byRecord ? withNumber : withTitle)(actual, predicted, options.actual);
             requireSameAtoms(truth, predicted);
             printRows(predicted, truth, totals);
         } catch (const Error &error) {
@@ -173,6 +189,8 @@ void addCompareCommand(CLI::App &program, Action &chosen) {
         program, chosen, "compare", "Compare predicted with known transition states", compare);
     addArgument(command, "PREDICTED", options.predicted, "File that \"react -o\" wrote");
     addArgument(command, "TRUE", options.actual, "File with the known transition states");
+    command.add_flag("--by-record", options.byRecord,
+                     "Pair the records by their numbers, whatever their titles are");
     command.footer(
         "Prints the lengths of each reaction's changing bonds in both, in angstrom, and their\n"
         "change of order. Records are paired by title, untitled ones by their number. Where a\n"

@@ -1,5 +1,6 @@
 #include "cli/commands.hpp"
 #include "cli/report.hpp"
+#include "cli/suggestion.hpp"
 #include "host/structures/babel.hpp"
 
 #include <CLI/CLI.hpp>
@@ -10,6 +11,7 @@
 #include <exception>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 namespace saddlefit::cli {
 
@@ -18,10 +20,66 @@ namespace {
 constexpr std::array commands{addReactCommand, addCompareCommand, addDbCommand, addPerceiveCommand,
                               addStereoCommand};
 
+// The command that the line has come to.
+const CLI::App &parsedCommand(const CLI::App &program) {
+    const auto *command = &program;
+    for (auto below = command->get_subcommands(); !below.empty();
+         below = command->get_subcommands())
+        command = below.front();
+    return *command;
+}
+
+// "saddlefit db add".
+std::string fullName(const CLI::App &command) {
+    const auto *parent = command.get_parent();
+    return (parent == nullptr ? "" : fullName(*parent) + " ") + command.get_name();
+}
+
+std::vector<std::string> commandsOf(const CLI::App &command) {
+    std::vector<std::string> names;
+    for (const auto *one : command.get_subcommands([](const CLI::App *) { return true; }))
+        names.push_back(one->get_name());
+    return names;
+}
+
+std::vector<std::string> optionsOf(const CLI::App &command) {
+    std::vector<std::string> names;
+    for (const auto *option : command.get_options())
+        for (const auto &name : option->get_lnames())
+            names.push_back("--" + name);
+    return names;
+}
+
+std::string joined(const std::vector<std::string> &words) {
+    std::string text;
+    for (const auto &word : words)
+        text += (text.empty() ? "" : ", ") + word;
+    return text;
+}
+
+// About a word that is no command or option here; empty where there is none.
+std::string aboutUnknownWord(const CLI::App &command) {
+    const auto unknown = command.remaining();
+    if (unknown.empty()) return {};
+    const auto word = unknown.front().substr(0, unknown.front().find('='));
+    const bool isOption = word.starts_with('-');
+    const auto known = isOption ? optionsOf(command) : commandsOf(command);
+    if (known.empty()) return {};
+    const auto nearest = nearestWord(word, known);
+    const auto hint = !nearest.empty() ? "; did you mean \"" + nearest + "\"?"
+                      : isOption       ? std::string{}
+                                       : "; the commands are " + joined(known);
+    return "\"" + word + "\" is no " + (isOption ? "option" : "command") + " of \"" +
+           fullName(command) + "\"" + hint;
+}
+
 // One line in the style of our own messages, whatever the parser found wrong.
-std::string usageMessage(const CLI::App *, const CLI::Error &error) {
-    return std::string("saddlefit: ") + error.what() +
-           "; \"saddlefit --help\" explains the usage\n";
+std::string usageMessage(const CLI::App *program, const CLI::Error &error) {
+    const auto &command = parsedCommand(*program);
+    auto about = aboutUnknownWord(command);
+    if (about.empty()) about = error.what();
+    return "saddlefit: " + about + (about.ends_with('?') ? " \"" : "; \"") + fullName(command) +
+           " --help\" explains the usage\n";
 }
 
 int parseAndRun(int argc, char **argv) {

@@ -1,10 +1,12 @@
+#include "cli/answer_output.hpp"
 #include "cli/json.hpp"
+#include "cli/order_option.hpp"
 #include "cli/report.hpp"
+#include "cli/result_file.hpp"
 #include "cli/subcommand.hpp"
 #include "host/structures/elements.hpp"
 #include "host/structures/molfile.hpp"
 #include "host/structures/reader.hpp"
-#include "host/system/output_file.hpp"
 
 #include <array>
 #include <cstdio>
@@ -18,6 +20,7 @@ constexpr const char *contactsField = "CONTACTS";
 
 struct PerceiveOptions {
     std::string file;
+    std::string format;
     std::string output;
     bool json = false;
 };
@@ -62,15 +65,17 @@ std::string sdfRecordOf(const Structure &structure) {
 }
 
 int perceive(const PerceiveOptions &options) {
-    const auto records = readRecords(options.file, BondSource::coordinates);
-    std::optional<OutputFile> output;
+    requireSdf(options.output);
+    const auto records = readRecords(options.file, BondSource::coordinates, options.format);
+    const bool prints = options.output != standardOutput;
+    std::optional<ResultFile> output;
     if (!options.output.empty()) output.emplace(options.output);
     std::size_t finished = 0;
     for (std::size_t i = 0; i < records.size(); ++i) {
         try {
             const auto &structure = structureOf(records[i]);
             if (output) output->write(sdfRecordOf(structure));
-            (options.json ? printObject : printText)(titleOf(structure, i), structure);
+            if (prints) (options.json ? printObject : printText)(titleOf(structure, i), structure);
             ++finished;
         } catch (const Error &error) {
             report(error);
@@ -87,6 +92,7 @@ void addPerceiveCommand(CLI::App &program, Action &chosen) {
         program, chosen, "perceive", "Find bonds and their orders by coordinates", perceive);
     addArgument(command, "FILE", options.file, "Structures; bonds in the file are ignored")
         ->type_name("");
+    addInputFormatOption(command, options.format);
     command.add_option("-o,--output", options.output, "Write the structures with bonds (SDF)")
         ->type_name("FILE");
     command.add_flag("--json", options.json, "Print a JSON object per record and line");

@@ -6,7 +6,6 @@
 #include "cli/report.hpp"
 #include "host/answers/best_map.hpp"
 #include "host/answers/expected_error.hpp"
-#include "host/answers/formats.hpp"
 #include "host/programs/constraint_files.hpp"
 #include "host/store/database_file.hpp"
 #include "host/system/output_file.hpp"
@@ -15,6 +14,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
@@ -24,31 +24,21 @@ namespace saddlefit::cli {
 
 namespace {
 
-struct Output {
-    std::string path;
-    const AnswerFormat *format;
-};
-
-// The output files that are wanted.
-std::vector<Output> outputsOf(const ReactOptions &options) {
-    std::vector<Output> outputs{
-        {options.output, &sdfFormat}, {options.xyz, &xyzFormat}, {options.json, &jsonFormat}};
-    std::erase_if(outputs, [](const Output &output) { return output.path.empty(); });
-    return outputs;
-}
-
 // The files of one run, in the order in which deliveries have their pieces.
 class OutputFiles {
 public:
-    OutputFiles(const ReactOptions &options, const ReactionReader &reader) {
-        const auto begin = options.resume ? Begin::resume : Begin::anew;
-        for (const auto &[path, format] : outputsOf(options)) {
+    OutputFiles(const std::vector<AnswerOutput> &outputs, bool resume,
+                const ReactionReader &reader) {
+        for (const auto &output : outputs) {
+            const auto *format = output.format;
+            const auto begin = resume ? Begin::resume : Begin::anew;
             const auto titleOf = [&reader,
                                   form = format](std::size_t item) -> std::optional<std::string> {
                 if (item > reader.count()) return std::nullopt;
                 return form->writtenTitle(reader.title(item - 1));
             };
-            files_.push_back(std::make_unique<StreamedFile>(path, format->scan, begin, titleOf));
+            files_.push_back(
+                std::make_unique<StreamedFile>(output.path, format->scan, begin, titleOf));
         }
     }
     std::vector<StreamedFile *> all() const {
@@ -76,18 +66,14 @@ std::string resultLine(const Reaction &reaction, const Answer &answer) {
            std::to_string(answer.constraints.size()) + " constraints\t" +
            std::to_string(answer.frozen.size()) + " atoms frozen\t" +
            (answer.stage ? wordOf(*answer.stage) : "-") + "\t" +
-           expectedErrorText(reaction, answer) + "\n";
+           expectedErrorText(reaction, answer) + "\tconfidence " + confidenceOf(reaction, answer) +
+           "\n";
 }
 
-std::string warningLines(const Reaction &reaction, const Answer &answer) {
-    std::string text;
-    for (const auto &list : {answer.warningTexts(), answer.strains}) {
-        for (const auto &warning : list) {
-            text +=
-                "saddlefit: " + reaction.reactant.origin.text() + ": warning: " + warning + "\n";
-        }
-    }
-    return text;
+// What an answer counts as at the end.
+std::string outcomeWord(const Answer &answer) {
+    if (answer.outcome != Outcome::noMatch) return wordOf(answer.outcome);
+    return answer.stage == Stage::lengths ? "lengths" : "without an answer";
 }
 
 // Where atoms are frozen, angles come from other atoms' surroundings: the structure does not keep
@@ -117,8 +103,13 @@ void writeConstraintFile(const ReactOptions &options, const Reaction &reaction,
 class ReactionWork {
 public:
     ReactionWork(const ReactOptions &options, const AnswerOptions &answerOptions,
-                 const ReactionReader &reader, const StoredReactions &stored)
-        : options_(options), answerOptions_(answerOptions), reader_(reader), stored_(stored) {}
+                 const std::vector<AnswerOutput> &outputs, const ReactionReader &reader,
+                 const StoredReactions &stored)
+        : options_(options),
+          answerOptions_(answerOptions),
+          outputs_(outputs),
+          reader_(reader),
+          stored_(stored) {}
 
     Delivery operator()(std::size_t item) const {
         try {
@@ -134,10 +125,10 @@ public:
         Delivery delivery;
         delivery.failed = true;
         delivery.messages = "saddlefit: " + what + "\n";
-        for (const auto &[path, format] : outputsOf(options_)) {
+        for (const auto &output : outputs_) {
             auto &piece = delivery.pieces.emplace_back();
-            if (format->writeFailure)
-                piece = format->writeFailure(item + 1, reader_.title(item), what);
+            if (output.format->writeFailure)
+                piece = output.format->writeFailure(item + 1, reader_.title(item), what);
         }
         return delivery;
     }
@@ -148,15 +139,21 @@ private:
         if (!options_.constraintProgram.empty()) writeConstraintFile(options_, reaction, answer);
         Delivery delivery;
         delivery.line = resultLine(reaction, answer);
-        delivery.messages = warningLines(reaction, answer);
-        if (options_.verbose) delivery.messages += explanation(reaction, answer);
-        for (const auto &[path, format] : outputsOf(options_))
-            delivery.pieces.push_back(format->write(reaction, answer));
+        delivery.outcome = outcomeWord(answer);
+        delivery.origin = reaction.reactant.origin.text();
+        for (const auto &warning : answer.warnings)
+            delivery.warnings.push_back(messageOf(warning));
+        delivery.warnings.insert(delivery.warnings.end(), answer.strains.begin(),
+                                 answer.strains.end());
+        if (options_.verbose) delivery.messages = explanation(reaction, answer);
+        for (const auto &output : outputs_)
+            delivery.pieces.push_back(output.text(reaction, answer));
         return delivery;
     }
 
     const ReactOptions &options_;
     const AnswerOptions &answerOptions_;
+    const std::vector<AnswerOutput> &outputs_;
     const ReactionReader &reader_;
     const StoredReactions &stored_;
 };
@@ -171,14 +168,34 @@ std::vector<std::size_t> itemsOf(const ReactOptions &options, std::size_t count,
 }
 
 // What the workers would each find out for themselves, and in the time of their first reaction.
-void prepare(const StoredReactions &stored) {
-    stored.noteCodes();
-    stored.survey();
+// False if it takes longer than a reaction may.
+bool prepare(const StoredReactions &stored, double timeout) {
+    constexpr double aCentury = 3.2e9; // more would overflow the clock
+    std::optional<Deadline> deadline;
+    if (timeout > 0) deadline.emplace(std::min(timeout, aCentury));
+    try {
+        stored.noteCodes();
+        stored.surveyUntil(deadline);
+    } catch (const Deadline::Passed &) {
+        return false;
+    }
+    return true;
 }
 
 void reportInterrupt(const BatchResult &result, std::size_t count, bool resumable) {
     std::fprintf(stderr, "saddlefit: interrupted, %zu of %zu reactions done%s\n", result.done,
                  count, resumable ? "; --resume goes on behind them" : "");
+}
+
+// "saddlefit: 240 reactions: 12 exact, 108 partial, 112 lengths, 8 failed".
+void reportOutcomes(const BatchResult &result) {
+    std::string text = formatted("saddlefit: %zu reactions: ", result.done);
+    auto outcomes = result.outcomes;
+    for (const char *word : {"exact", "partial", "lengths"})
+        text += formatted("%zu %s, ", outcomes[word], word);
+    if (const auto count = outcomes["without an answer"])
+        text += formatted("%zu without an answer, ", count);
+    std::fprintf(stderr, "%s%zu failed\n", text.c_str(), result.failed);
 }
 
 void makeFolder(const std::string &path) {
@@ -188,6 +205,12 @@ void makeFolder(const std::string &path) {
     if (!std::filesystem::is_directory(path, ignored)) failWriting(path, error.message());
 }
 
+std::string tooLate(const ReactOptions &options, const ReactionReader &reader, std::size_t item) {
+    return reader.origin(item).text() + formatted(": took longer than %g s, for to go through the "
+                                                  "database takes that long; allow more time",
+                                                  options.batch.timeout);
+}
+
 void reportEmpty(const std::string &database) {
     report(Error("warning: the database holds no records, so nothing can match; \"saddlefit db "
                  "add\" stores some")
@@ -195,30 +218,37 @@ void reportEmpty(const std::string &database) {
 }
 
 int react(const ReactOptions &options) {
-    const ReactionReader reader(options.files, options.start, options.orders, options.pairing);
+    const ReactionReader reader(options.files, options.start, options.orders, options.pairing,
+                                options.bareSides);
     const StoredReactions stored(options.database);
     if (stored.empty()) reportEmpty(options.database);
     options.requireOtherFiles();
 
     if (!options.constraintProgram.empty()) makeFolder(options.constraintFolder);
-    OutputFiles outputs(options, reader);
+    const auto wanted = options.outputs(reader.count());
+    OutputFiles outputs(wanted, options.resume, reader);
     const std::size_t doneBefore = options.resume ? resumeAfter(outputs.all()) : 0;
     const auto items = itemsOf(options, reader.count(), doneBefore);
-    if (items.size() > 1 || options.batch.timeout > 0) prepare(stored);
+    const bool prepares = items.size() > 1 || options.batch.timeout > 0;
+    const bool inTime = !prepares || prepare(stored, options.batch.timeout);
 
     // Workers may be ended at any moment; what they leave behind goes with this folder.
     std::optional<TemporaryFolder> scratch;
     auto answerOptions = options.answer;
     if (options.answer.relax == Relax::xtb) answerOptions.xtb.folder = scratch.emplace().path();
-    const ReactionWork work(options, answerOptions, reader, stored);
+    const ReactionWork answering(options, answerOptions, wanted, reader, stored);
+    const auto work = [&](std::size_t item) {
+        return inTime ? answering(item) : answering.failure(item, tooLate(options, reader, item));
+    };
     const auto mishap = [&](std::size_t item, const std::string &what) {
-        return work.failure(item, reader.origin(item).text() + ": " + what);
+        return answering.failure(item, reader.origin(item).text() + ": " + what);
     };
     const auto result = runBatch(items, work, mishap, options.batch, outputs.all());
     if (result.interrupted)
         reportInterrupt(result, items.size(), !outputs.all().empty());
     else
         outputs.commit();
+    if (!options.batch.quiet && result.done > 1) reportOutcomes(result);
     return result.failed == 0 && !result.interrupted ? allDone : somethingFailed;
 }
 

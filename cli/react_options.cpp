@@ -10,11 +10,13 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
 #include <set>
 #include <sstream>
+#include <utility>
 
 namespace saddlefit::cli {
 
@@ -84,9 +86,18 @@ void addInputs(CLI::App &command, ReactOptions &options) {
         ->type_name("");
     command.add_option("--db", options.database, "Database of transition states")
         ->required()
+        ->envname("SADDLEFIT_DB")
         ->type_name("FILE");
+    addInputFormatOption(command, options.files.format);
     addOrdersOption(command, options.orders);
     addPairingOptions(command, options.pairing);
+    addBareSideOptions(command, options.bareSides);
+    command
+        .add_option("--uhf", options.answer.unpaired,
+                    "Unpaired electrons; default: by the records, else 0, or 1 for an odd number "
+                    "of electrons")
+        ->check(CLI::NonNegativeNumber)
+        ->type_name("INT");
     command
         .add_option("--start", options.startText,
                     "Begin with the geometry of the reactant, the product, their mean (default), "
@@ -126,14 +137,6 @@ void addRelaxation(CLI::App &command, ReactOptions &options) {
     command.add_option("--xtb-time", answer.xtb.timeLimit, "Seconds for one run of xtb")
         ->check(complaintAboutSeconds)
         ->capture_default_str();
-    command
-        .add_option("--charge", answer.charge, "Charge of the molecules; default: by the records")
-        ->type_name("INT");
-    command
-        .add_option("--uhf", answer.unpaired,
-                    "Unpaired electrons; default: 0, or 1 for an odd number of electrons")
-        ->check(CLI::NonNegativeNumber)
-        ->type_name("INT");
 }
 
 void addResults(CLI::App &command, ReactOptions &options) {
@@ -143,7 +146,10 @@ void addResults(CLI::App &command, ReactOptions &options) {
                     "reactant, like the product")
         ->check(CLI::Range(1, 3))
         ->capture_default_str();
-    command.add_option("-o,--output", options.output, "Write the structures (SDF)")
+    command
+        .add_option("-o,--output", options.output,
+                    "Write the structures in the format that the extension names: sdf, xyz, or "
+                    "what Open Babel writes; SDF to the standard output (\"-\")")
         ->type_name("FILE");
     command.add_option("--xyz", options.xyz, "Write the structures (XYZ)")->type_name("FILE");
     command
@@ -161,6 +167,8 @@ void addResults(CLI::App &command, ReactOptions &options) {
         ->type_name("DIR");
     command.add_flag("-v,--verbose", options.verbose,
                      "Explain each answer on standard error: candidates, matches, roles");
+    command.add_flag("-q,--quiet", options.batch.quiet,
+                     "Print nothing but failures: no lines, no warnings, no counts");
 }
 
 void addBatch(CLI::App &command, ReactOptions &options) {
@@ -200,6 +208,20 @@ void ReactOptions::requireOtherFiles() const {
     }
 }
 
+std::vector<AnswerOutput> ReactOptions::outputs(std::size_t reactions) const {
+    std::vector<AnswerOutput> list;
+    if (!output.empty()) list.push_back(structureOutput(output, reactions * answer.guesses));
+    if (!xyz.empty()) list.push_back({xyz, &xyzFormat});
+    if (!json.empty()) list.push_back({json, &jsonFormat});
+    for (const auto &one : list) {
+        if (one.foreign.empty() || !resume) continue;
+        throw Error("cannot be gone on with, for records of this format bear no numbers; take .sdf "
+                    "or .xyz")
+            .at({one.path});
+    }
+    return list;
+}
+
 std::string ReactOptions::constraintStem(const Reaction &reaction) const {
     return formatted("%04zu-", reaction.number) + asFileName(reaction.title);
 }
@@ -211,6 +233,9 @@ std::string ReactOptions::constraintPath(const Reaction &reaction) const {
 
 void ReactOptions::settle() {
     answer.stages = stagesIn(stagesText);
+    answer.charge = bareSides.charge;
+    for (const auto &path : {output, xyz, json})
+        if (path == standardOutput) batch.linesAreMessages = true;
     if (resume && answer.guesses > 1) {
         throw CLI::ValidationError("--resume",
                                    "several guesses per reaction cannot be gone on with; "
@@ -222,15 +247,20 @@ void ReactOptions::settle() {
 }
 
 void addReactOptions(CLI::App &command, ReactOptions &options) {
-    addInputs(command, options);
-    addAsking(command, options);
-    addRelaxation(command, options);
-    addResults(command, options);
-    addBatch(command, options);
+    constexpr std::array<std::pair<const char *, void (*)(CLI::App &, ReactOptions &)>, 5> groups{
+        {{"Input options", addInputs},
+         {"Search options", addAsking},
+         {"Relaxation options", addRelaxation},
+         {"Output options", addResults},
+         {"Batch options", addBatch}}};
+    for (const auto &[name, add] : groups) {
+        command.option_defaults()->group(name);
+        add(command, options);
+    }
     command.footer(
         "Prints a line per reaction, its columns parted by tabs: title, elements of the changed\n"
         "bonds, match, constraints and frozen atoms of the finished structure, stage,\n"
-        "expected error of made and broken bonds in angstrom.\n\n"
+        "expected error of made and broken bonds in angstrom, confidence in it.\n\n"
         "Examples:\n"
         "  saddlefit react reactants.sdf products.sdf --db reactions.db -o guess.sdf\n"
         "  saddlefit react r.sdf p.sdf --db reactions.db --relax xtb --json guess.jsonl -j 8\n"

@@ -1,11 +1,13 @@
 // The options of "saddlefit react".
 #pragma once
 
+#include "cli/answer_output.hpp"
 #include "cli/batch/batch.hpp"
 #include "cli/host.hpp"
 #include "host/answers/answer.hpp"
 
 #include <string>
+#include <vector>
 
 namespace CLI {
 class App;
@@ -19,6 +21,7 @@ struct ReactOptions {
     Start start = Start::mean;
     Orders orders = Orders::harmonised;
     PairOptions pairing;
+    BareSideOptions bareSides;
     AnswerOptions answer;
     std::string output; // these three are empty where no such file is wanted
     std::string xyz;
@@ -33,6 +36,9 @@ struct ReactOptions {
 
     // Throws Error if two outputs, or an output and the database, are the same file.
     void requireOtherFiles() const;
+
+    // Where the answers go. Throws Error for an output in a format that is not written.
+    std::vector<AnswerOutput> outputs(std::size_t reactions) const;
 
     // "0007-title", the name of a reaction's input file without its suffix
     std::string constraintStem(const Reaction &reaction) const;

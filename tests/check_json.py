@@ -83,6 +83,9 @@ def check_consistency(answer):
     for change in answer["changes"]:
         assert math.isclose(change["length"], distance(*change["atoms"]), abs_tol=1e-9), change
         ends = (change["before"] > 0 and change["after"] == 0, change["before"] == 0)
+        by_match = answer["placement"] == "match" or answer["outcome"] == "exact"
+        assert (change["source"] in ("match", "start")) == by_match, change
+        assert change["source"] in ("match", "start", "library", change["usualSource"]), change
         assert SIGMA_ROLES.get(change["role"], (False, False)) == ends, change
     held = [c for c in answer["constraints"] if c["kind"] == "distance"]
     numbers = answer["frozen"] + [n for c in held for n in c["atoms"]]

@@ -9,13 +9,18 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <fcntl.h>
+#include <filesystem>
 #include <numeric>
+#include <sys/stat.h>
+#include <sys/syscall.h>
 #include <thread>
 #include <unistd.h>
 
 namespace saddlefit::cli {
 namespace {
 
+namespace fs = std::filesystem;
 using std::chrono::milliseconds;
 
 // Written by hand in the three formats. Item 3 failed with a piece in one file, item 5 without any.
@@ -164,7 +169,10 @@ TEST_F(BatchTest, CrashesAndTimeoutsCostOneItemEach) {
     const auto work = [this](std::size_t item) {
         if (item == 2) std::signal(SIGSEGV, SIG_DFL), raise(SIGSEGV);
         if (item == 4) exit(7);
-        if (item == 6) std::system(("echo $$ > " + file("pid") + "; exec sleep 100").c_str());
+        if (item == 6) {
+            const auto orphan = "(setsid sh -c 'echo $$ > " + file("orphan") + "; sleep 100' &); ";
+            std::system((orphan + "echo $$ > " + file("pid") + "; exec sleep 100").c_str());
+        }
         return Delivery{false, std::to_string(item) + "\n", "", {}};
     };
     for (const int jobs : {1, 3}) {
@@ -175,8 +183,27 @@ TEST_F(BatchTest, CrashesAndTimeoutsCostOneItemEach) {
                                       "item 6 took longer than 1 s\n7\n8\n");
         EXPECT_EQ(contents("o.json"), json(2) + json(4) + json(6));
         EXPECT_EQ(contents("stderr"), ""); // no bar where there is no terminal
-        EXPECT_TRUE(dies(std::stoi(contents("pid"))));
+        for (const char *process : {"pid", "orphan"})
+            EXPECT_TRUE(dies(std::stoi(contents(process)))) << process;
     }
+}
+
+TEST_F(BatchTest, AWarningIsSaidOnceAndCounted) {
+    const auto work = [](std::size_t item) {
+        Delivery delivery{item == 4, "line\n", "", {}};
+        delivery.outcome = item == 4 ? "" : "partial";
+        delivery.origin = "item " + std::to_string(item);
+        delivery.warnings = {"often"};
+        if (item == 2) delivery.warnings.push_back("seldom");
+        return delivery;
+    };
+    EXPECT_EQ(statusOf(start(Begin::anew, {2, 0}, 4, work)), 1);
+    EXPECT_EQ(contents("stderr"), "saddlefit: item 1: warning: often\n"
+                                  "saddlefit: item 2: warning: seldom\n"
+                                  "saddlefit: warning for 3 more: often\n");
+    EXPECT_EQ(statusOf(start(Begin::anew, {2, 0, false, true}, 4, work)), 1);
+    EXPECT_EQ(contents("stderr"), "saddlefit: item 4: warning: often\n") << "of what has failed";
+    EXPECT_EQ(contents("stdout"), "begin\nline\n");
 }
 
 TEST_F(BatchTest, WorkersDieWithAKilledRun) {
@@ -351,6 +378,68 @@ TEST_F(BatchTest, StreamedFileReplacesItsTargetAtTheEnd) {
     nowhere.commit();
     EXPECT_EQ(contents("o.json"), json(3));
     EXPECT_FALSE(std::filesystem::is_regular_file("/dev/null"));
+}
+
+// The order of what a crash of the machine could come between.
+std::string diskOrder;
+
+} // namespace
+
+extern "C" int fsync(int file) {
+    struct stat status {};
+    fstat(file, &status);
+    diskOrder += S_ISDIR(status.st_mode) ? "folder " : "file ";
+    return static_cast<int>(syscall(SYS_fsync, file));
+}
+
+extern "C" int rename(const char *from, const char *to) noexcept {
+    diskOrder += "rename ";
+    return static_cast<int>(syscall(SYS_renameat, AT_FDCWD, from, AT_FDCWD, to));
+}
+
+namespace {
+
+TEST_F(BatchTest, EveryOutputIsOnTheDiskBeforeItReplacesAnother) {
+    const auto keepsModeAndOwner = [&](const std::string &name, const auto &writing) {
+        write(name, "before");
+        fs::permissions(file(name), fs::perms{0640});
+        const bool isRoot = geteuid() == 0 && chown(file(name).c_str(), 1234, 1234) == 0;
+        diskOrder.clear();
+        writing(file(name));
+        EXPECT_EQ(diskOrder, "file rename folder ") << name;
+        EXPECT_EQ(contents(name), "after") << name;
+        struct stat status {};
+        stat(file(name).c_str(), &status);
+        EXPECT_EQ(status.st_mode & 07777, 0640U) << name;
+        EXPECT_EQ(status.st_uid, isRoot ? 1234 : geteuid()) << name;
+    };
+    keepsModeAndOwner("whole", [](const std::string &path) {
+        OutputFile output(path);
+        output.write("after");
+        output.commit();
+    });
+    keepsModeAndOwner("streamed", [](const std::string &path) {
+        StreamedFile output(path, sdfPieces, Begin::anew);
+        output.append("after");
+        output.commit();
+    });
+}
+
+TEST_F(BatchTest, WhatStandsBesideATargetIsNoDanger) {
+    write("victim", "precious");
+    write("x.saddlefit-new", "of a killed run, longer than what is written now");
+    {
+        OutputFile output(file("x"));
+        output.write("new");
+        EXPECT_THROW(OutputFile(file("x")), Error) << "two at once";
+        output.commit();
+    }
+    EXPECT_EQ(contents("x"), "new");
+    for (const char *link : {"x.saddlefit-new", "x.part"})
+        fs::create_symlink(file("victim"), file(link));
+    EXPECT_THROW(OutputFile(file("x")), Error);
+    EXPECT_THROW(StreamedFile(file("x"), sdfPieces, Begin::anew), Error);
+    EXPECT_EQ(contents("victim"), "precious");
 }
 
 TEST_F(BatchTest, ProgressTellsTheTimeLeft) {

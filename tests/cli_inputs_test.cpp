@@ -376,7 +376,7 @@ TEST_F(Inputs, TheExtensionNamesWhatIsWritten) {
     }
     EXPECT_EQ(readRecords(file("o.mol2")).size(), 11U);
     for (const auto &[name, told] :
-         {std::pair{"o.json", "(JSON goes with --json)"}, std::pair{"o", "names no format"},
+         {std::pair{"o.json", "take --json"}, std::pair{"o", "names no format"},
           std::pair{"o.sdf.gz", "no packed files are written"},
           std::pair{"o.cml", "holds one structure"},
           std::pair{"o.mol2 --resume", "cannot be gone on"}}) {

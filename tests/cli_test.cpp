@@ -159,6 +159,22 @@ TEST_F(CommandLine, WrongUsageEndsWithStatusTwo) {
     }
 }
 
+TEST_F(CommandLine, WrongWordsAreAnsweredWithTheNearestOnes) {
+    for (const auto &[arguments, told] :
+         {std::pair{"raect", "did you mean \"react\"? \"saddlefit --help\""},
+          std::pair{"nonsense",
+                    "\"nonsense\" is no command of \"saddlefit\"; the commands are react"},
+          std::pair{"db lsit", "did you mean \"list\"? \"saddlefit db --help\""},
+          std::pair{"react @a @b --db @c --realx uff",
+                    "did you mean \"--relax\"? \"saddlefit react --"},
+          std::pair{"react @a", "PRODUCTS is required; \"saddlefit react --help\""},
+          std::pair{"db add @a @b", "\"saddlefit db add --help\""}}) {
+        const auto answer = run(arguments);
+        EXPECT_EQ(answer.status, 2);
+        EXPECT_TRUE(contains(answer.err, told)) << answer.err;
+    }
+}
+
 TEST_F(CommandLine, HelpShowsAnExampleForEachCommand) {
     EXPECT_EQ(run("--version").status, 0);
     for (const std::string command :
@@ -220,7 +236,7 @@ TEST_F(CommandLine, ErrorsNameFileRecordAndFault) {
         {"@p.sdf --uhf 1", {"r.sdf, record 1 (x): a charge of 0 leaves 8 electrons, of which 1"}},
         {"@p.sdf --uhf 10", {"r.sdf, record 1 (x): a charge of 0 leaves 8 electrons, of which 10"}},
         {"@p.sdf --charge 9", {"r.sdf, record 1 (x): a charge of 9 leaves -1 electrons"}},
-        {"@p.sdf --timeout 1e-9", {"r.sdf, record 1 (x): took longer than 1e-09 s"}},
+        {"@p.sdf --timeout 1e-9", {"r.sdf, record 1 (x): took longer than 1e-09 s", "database"}},
         {"@p.sdf --db @missing.db", {"missing.db: the database cannot be opened", "db add"}},
         {"@p.sdf --db @r.sdf", {"r.sdf: this is no reaction database"}},
         {"@p.sdf -o @nowhere/o.sdf", {"nowhere/o.sdf: cannot be written"}},
@@ -292,6 +308,31 @@ TEST_F(CommandLine, DoubtfulRecordsAreWarnedOfOnce) {
         EXPECT_TRUE(contains(answer.err, "r.sdf, record 1 (x): warning: ")) << answer.err;
         EXPECT_NE(at, std::string::npos) << answer.err;
         EXPECT_EQ(answer.err.find(warning, at + 1), std::string::npos) << answer.err;
+    }
+}
+
+TEST_F(CommandLine, ABatchIsCountedAndXtbMayBeMissing) {
+    run("db add --force @some.db " + parentsOf + " %b3lyp/parents_ts.sdf");
+    setenv("SADDLEFIT_DB", file("some.db").c_str(), 1);
+    const std::string path = getenv("PATH");
+    setenv("PATH", "/nowhere", 1);
+    const auto answer = run("react " + queriesOf + " --relax xtb -o @x.sdf");
+    setenv("PATH", path.c_str(), 1);
+    EXPECT_EQ(answer.status, 0) << answer.err;
+    EXPECT_TRUE(
+        contains(answer.err, "warning: relaxed by distances, for the program xtb is not there"));
+    EXPECT_TRUE(contains(answer.err, "warning for 2 more: relaxed by distances")) << answer.err;
+    EXPECT_TRUE(
+        contains(answer.err, "saddlefit: 3 reactions: 0 exact, 3 partial, 0 lengths, 0 failed\n"));
+    EXPECT_TRUE(contains(answer.out, "\tconfidence ")) << answer.out;
+    const auto plain = run("react -q " + queriesOf + " -o @plain.sdf");
+    EXPECT_EQ(plain.out + plain.err, "");
+    unsetenv("SADDLEFIT_DB");
+    const auto relaxed = records(file("x.sdf")), wanted = records(file("plain.sdf"));
+    for (std::size_t i = 0; i < wanted.size(); ++i) {
+        EXPECT_EQ(relaxed.at(i).field("RELAXED"), "distances\n");
+        EXPECT_EQ(relaxed.at(i).atom(1), wanted.at(i).atom(1));
+        EXPECT_TRUE(contains(wanted.at(i).field("LENGTH_SOURCES"), " match\n"));
     }
 }
 
@@ -406,6 +447,10 @@ TEST_F(CommandLine, UntitledRecordsAreComparedByNumber) {
     const auto answer = run("compare @o.sdf @r.sdf");
     EXPECT_EQ(answer.status, 0) << answer.err;
     EXPECT_TRUE(contains(answer.out, "\nrecord 2 ")) << answer.out;
+    write("t.sdf", sdf("other", atoms, {}) + sdf("titles", atoms, {}));
+    EXPECT_EQ(run("compare @o.sdf @t.sdf").status, 1);
+    EXPECT_EQ(run("compare @o.sdf @t.sdf --by-record").out, answer.out);
+    EXPECT_TRUE(contains(run("compare --by-record @o.sdf @one.sdf").err, "one.sdf"));
 }
 
 // ---- the main road, on transition states of the example data ----------------------------------

@@ -51,7 +51,7 @@ public:
           outputs_(outputs),
           take_(take),
           slots_(std::min(static_cast<std::size_t>(std::max(options.jobs, 1)), items.size())),
-          bar_(items.size()) {}
+          bar_(options.quiet ? 0 : items.size()) {}
 
     BatchResult run() {
         std::signal(SIGPIPE, SIG_IGN); // from here on: temporary files are to be removed
@@ -66,6 +66,8 @@ public:
         }
         result_.interrupted = result_.done < items_.size();
         slots_.clear();
+        bar_.erase();
+        print(repeatedWarnings(), stderr);
         return result_;
     }
 
@@ -151,6 +153,7 @@ private:
             write(first->second);
             ++result_.done;
             if (first->second.failed) ++result_.failed;
+            if (!first->second.outcome.empty()) ++result_.outcomes[first->second.outcome];
         }
     }
 
@@ -160,10 +163,31 @@ private:
         for (std::size_t i = 0; i < count; ++i)
             outputs_[i]->append(delivery.pieces[i]);
         if (take_) take_(delivery);
+        if (options_.quiet && !delivery.failed) return;
         const bool lineIsSeen = !delivery.line.empty() && isatty(STDOUT_FILENO) == 1;
-        if (lineIsSeen || !delivery.messages.empty()) bar_.erase();
-        if (!print(delivery.line, stdout)) failPrinting();
-        print(delivery.messages, stderr);
+        const auto messages = newWarnings(delivery) + delivery.messages;
+        if (lineIsSeen || !messages.empty()) bar_.erase();
+        if (!print(delivery.line, options_.linesAreMessages ? stderr : stdout)) failPrinting();
+        print(messages, stderr);
+    }
+
+    std::string newWarnings(const Delivery &delivery) {
+        std::string text;
+        for (const auto &warning : delivery.warnings) {
+            if (warned_[warning]++ == 0) {
+                text += "saddlefit: " + delivery.origin + ": warning: " + warning + "\n";
+            }
+        }
+        return text;
+    }
+
+    std::string repeatedWarnings() const {
+        std::string text;
+        for (const auto &[warning, count] : warned_) {
+            if (count < 2) continue;
+            text += formatted("saddlefit: warning for %zu more: ", count - 1) + warning + "\n";
+        }
+        return text;
     }
 
     static bool print(const std::string &text, std::FILE *stream) {
@@ -191,6 +215,7 @@ private:
     std::size_t next_ = 0;                         // the first item that nobody has got
     std::map<std::size_t, Delivery> waiting_;      // by place: those before it are missing
     std::size_t arrived_ = 0, failedArrivals_ = 0; // written or waiting
+    std::map<std::string, std::size_t> warned_;    // how many items have each warning
     BatchResult result_;
 };
 

@@ -49,6 +49,11 @@ Delivery deliveryIn(std::string_view bytes) {
     delivery.pieces.resize(takeCount(bytes));
     for (auto &piece : delivery.pieces)
         piece = takeText(bytes);
+    delivery.outcome = takeText(bytes);
+    delivery.origin = takeText(bytes);
+    delivery.warnings.resize(takeCount(bytes));
+    for (auto &warning : delivery.warnings)
+        warning = takeText(bytes);
     return delivery;
 }
 
@@ -74,6 +79,11 @@ std::string frameOf(const Delivery &delivery) {
     appendCount(contents, delivery.pieces.size());
     for (const auto &piece : delivery.pieces)
         appendText(contents, piece);
+    appendText(contents, delivery.outcome);
+    appendText(contents, delivery.origin);
+    appendCount(contents, delivery.warnings.size());
+    for (const auto &warning : delivery.warnings)
+        appendText(contents, warning);
     std::string frame;
     appendText(frame, contents);
     return frame;

@@ -13,9 +13,12 @@ namespace saddlefit::cli {
 // Texts only, so that a worker process can send it.
 struct Delivery {
     bool failed = false;
-    std::string line;                // for standard output, whole lines
-    std::string messages;            // for standard error, whole lines
-    std::vector<std::string> pieces; // one for each output file, in their order; none: nothing
+    std::string line;                    // for standard output, whole lines
+    std::string messages;                // for standard error, whole lines
+    std::vector<std::string> pieces;     // one for each output file, in their order; none: nothing
+    std::string outcome{};               // a word to count by; empty if it is not to be counted
+    std::string origin{};                // of the item, where there are warnings
+    std::vector<std::string> warnings{}; // for standard error, before the messages
 };
 
 // Called in a worker process. It prints nothing itself: what it has to say stands in the delivery.

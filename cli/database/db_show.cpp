@@ -1,12 +1,13 @@
+#include "cli/answer_output.hpp"
 #include "cli/database/db_commands.hpp"
 #include "cli/report.hpp"
+#include "cli/result_file.hpp"
 #include "host/answers/sdf.hpp"
 #include "host/reactions/transitions.hpp"
 #include "host/store/database_file.hpp"
 #include "host/structures/elements.hpp"
 #include "host/structures/labels.hpp"
 #include "host/structures/molfile.hpp"
-#include "host/system/output_file.hpp"
 #include "host/system/text.hpp"
 
 #include <cstdio>
@@ -86,10 +87,12 @@ int show(const ShowOptions &options) {
     const auto record = recordIn(options.database, options.position);
     if (!options.output.empty()) {
         requireOtherFile(options.output, options.database);
-        OutputFile file(options.output);
+        requireSdf(options.output);
+        ResultFile file(options.output);
         file.write(asSdf(options, record));
         file.commit();
     }
+    if (options.output == standardOutput) return allDone;
     if (options.json) printJson(asJson(options, record));
     if (!options.json) print(record);
     return allDone;

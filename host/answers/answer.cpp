@@ -2,15 +2,14 @@
 
 #include "saddlefit/reaction.h"
 
+#include "host/reactions/electrons.hpp"
 #include "host/reactions/relaxation.hpp"
 #include "host/search/direction.hpp"
 #include "host/structures/elements.hpp"
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <map>
-#include <numeric>
 #include <utility>
 
 namespace saddlefit::host {
@@ -24,16 +23,6 @@ constexpr double shrinkageUnmatched = 3.0;
 constexpr double hintFactor = 10.0;
 constexpr double equalLengths = 0.02;  // angstrom
 constexpr std::size_t fewestBonds = 3; // behind a usual length that goes before a match's
-
-int formalCharge(const Structure &structure) {
-    return std::accumulate(structure.atoms.begin(), structure.atoms.end(), 0,
-                           [](int sum, const auto &atom) { return sum + atom.charge; });
-}
-
-int electrons(const Structure &structure, int charge) {
-    return std::accumulate(structure.atoms.begin(), structure.atoms.end(), -charge,
-                           [](int sum, const auto &atom) { return sum + atom.element; });
-}
 
 // The bonds of both sides; orders that change are those of the reactant.
 std::vector<StructureBond> bondsOfBothSides(const Reaction &reaction) {
@@ -80,13 +69,15 @@ private:
     std::vector<Position> relaxed(const std::vector<Position> &from,
                                   const std::vector<Position> &model,
                                   const std::vector<Constraint> &constraints,
-                                  const std::vector<int> &fixed) const;
+                                  const std::vector<int> &fixed);
+    void warnOnce(const std::string &text);
 
     const Reaction &reaction_;
     const StoredReactions &stored_;
     const AnswerOptions &options_;
     Answer answer_;
     SpecialDistances hints_; // of the centre, where no atom of it is placed
+    bool xtbFailed_ = false;
 };
 
 Answer Asking::answer() {
@@ -110,21 +101,12 @@ Answer Asking::answer() {
 }
 
 void Asking::settleElectrons() {
-    const int before = formalCharge(reaction_.reactant), after = formalCharge(reaction_.product);
-    if (!options_.charge && before != after) {
-        answer_.warnings.push_back({"the formal charges add up to " + std::to_string(before) +
-                                        " in the reactant and to " + std::to_string(after) +
-                                        " in the product; the reactant's is taken",
-                                    Remedy::charge});
-    }
-    answer_.charge = options_.charge.value_or(before);
-    const int count = electrons(reaction_.reactant, answer_.charge);
-    answer_.unpaired = options_.unpaired.value_or(std::abs(count % 2));
-    if (answer_.unpaired <= count && (count - answer_.unpaired) % 2 == 0) return;
-    throw Error("a charge of " + std::to_string(answer_.charge) + " leaves " +
-                std::to_string(count) + " electrons, of which " + std::to_string(answer_.unpaired) +
-                " cannot be unpaired")
-        .with(Remedy::electrons);
+    const auto electrons =
+        electronsOf(reaction_.reactant, reaction_.product, {options_.charge, options_.unpaired});
+    answer_.charge = electrons.charge;
+    answer_.unpaired = electrons.unpaired;
+    answer_.warnings.insert(answer_.warnings.end(), electrons.doubts.begin(),
+                            electrons.doubts.end());
 }
 
 bool Asking::findsMatch(Stage stage) {
@@ -278,7 +260,7 @@ void Asking::addFlank(const char *like, const Structure &side) {
 }
 
 std::string Asking::relaxationName() const {
-    if (options_.relax == Relax::xtb) return options_.xtb.method;
+    if (options_.relax == Relax::xtb && !xtbFailed_) return options_.xtb.method;
     return options_.relax == Relax::uff ? "uff" : "distances";
 }
 
@@ -286,7 +268,7 @@ std::string Asking::relaxationName() const {
 std::vector<Position> Asking::relaxed(const std::vector<Position> &from,
                                       const std::vector<Position> &model,
                                       const std::vector<Constraint> &constraints,
-                                      const std::vector<int> &fixed) const {
+                                      const std::vector<int> &fixed) {
     Relaxation task{placedAtoms(reaction_, from),
                     model,
                     bondsOfBothSides(reaction_),
@@ -298,10 +280,25 @@ std::vector<Position> Asking::relaxed(const std::vector<Position> &from,
     task.atoms = placedAtoms(reaction_, positions);
     if (!hints_.empty()) task.fixed = centreOf(reaction_.changes); // it stands now
     if (options_.relax == Relax::uff) return relaxByForceField(task);
-    return optimiseWithXtb({reaction_.title, answer_.charge, answer_.unpaired, task.atoms,
-                            task.fixed.empty() ? constraints : std::vector<Constraint>{},
-                            task.fixed},
-                           options_.xtb);
+    try {
+        return optimiseWithXtb({reaction_.title, answer_.charge, answer_.unpaired, task.atoms,
+                                task.fixed.empty() ? constraints : std::vector<Constraint>{},
+                                task.fixed},
+                               options_.xtb);
+    } catch (const Error &error) {
+        xtbFailed_ = true;
+        std::string reason = error.what();
+        std::replace(reason.begin(), reason.end(), '\n', ' ');
+        warnOnce("relaxed by distances, for " + reason);
+        return positions;
+    }
+}
+
+void Asking::warnOnce(const std::string &text) {
+    auto &warnings = answer_.warnings;
+    const bool said = std::any_of(warnings.begin(), warnings.end(),
+                                  [&](const Warning &warning) { return warning.text == text; });
+    if (!said) warnings.push_back({text});
 }
 
 } // namespace

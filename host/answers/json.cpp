@@ -1,6 +1,7 @@
 #include "host/answers/json.hpp"
 
 #include "host/answers/expected_error.hpp"
+#include "host/answers/length_source.hpp"
 #include "host/search/direction.hpp"
 #include "host/structures/elements.hpp"
 #include "host/system/json.hpp"
@@ -62,7 +63,9 @@ Json changesOf(const Reaction &reaction, const Answer &answer) {
              {"role", wordOf(roleOf(change))},
              {"length", distanceBetween(answer.coordinates[static_cast<std::size_t>(a)],
                                         answer.coordinates[static_cast<std::size_t>(b)])},
-             {"usual", answer.usual[i].length}});
+             {"source", wordOf(lengthSource(answer, i))},
+             {"usual", answer.usual[i].length},
+             {"usualSource", wordOf(sourceOf(answer.usual[i]))}});
     }
     return changes;
 }

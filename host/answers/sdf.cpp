@@ -1,6 +1,7 @@
 #include "host/answers/sdf.hpp"
 
 #include "host/answers/expected_error.hpp"
+#include "host/answers/length_source.hpp"
 #include "host/structures/molfile.hpp"
 #include "host/system/text.hpp"
 
@@ -12,30 +13,20 @@ namespace saddlefit::host {
 
 namespace {
 
-// What a reader of the file can make a molecule of: bonds that neither break nor form, as they are
-// in the reactant. Orders between two orders, which MDL files do not have, would be taken for
-// aromatic ones.
-std::vector<StructureBond> lastingBonds(const Reaction &reaction, const Answer &answer) {
-    std::map<AtomPair, int> before, after;
-    for (const auto &[a, b, type] : reaction.reactant.bonds)
-        before[orderedPair(a, b)] = type;
-    for (const auto &[a, b, type] : reaction.product.bonds)
-        after[orderedPair(a, b)] = type;
-    auto bonds = answer.bonds;
-    std::erase_if(bonds, [&](const StructureBond &bond) {
-        const auto atoms = orderedPair(bond.atom1, bond.atom2);
-        return bond.type == 0 || !before.contains(atoms) || !after.contains(atoms);
-    });
-    for (auto &bond : bonds)
-        bond.type = before[orderedPair(bond.atom1, bond.atom2)];
-    return bonds;
-}
-
 std::string changeLines(const std::vector<BondChange> &changes) {
     std::string text;
     for (const auto &change : changes) {
         text += formatted("%d %d %d %d\n", change.atoms.first + 1, change.atoms.second + 1,
                           mdlType(change.before), mdlType(change.after));
+    }
+    return text;
+}
+
+std::string sourceLines(const Reaction &reaction, const Answer &answer) {
+    std::string text;
+    for (std::size_t i = 0; i < reaction.changes.size(); ++i) {
+        const auto &[a, b] = reaction.changes[i].atoms;
+        text += formatted("%d %d %s\n", a + 1, b + 1, wordOf(lengthSource(answer, i)));
     }
     return text;
 }
@@ -111,6 +102,7 @@ std::string recordOf(const Reaction &reaction, const Answer &answer, const std::
            field("RIVAL_MAPS", rivalLines(answer)) + field("TRANSITION_CODE", answer.code) +
            field("TRANSITIONS", transitionLines(reaction.transitions)) +
            field(changedBondsField, changeLines(reaction.changes)) +
+           field("LENGTH_SOURCES", sourceLines(reaction, answer)) +
            field("PARTIAL_BONDS", untypedBondLines(answer.bonds)) +
            field(constraintsField, constraintLines(answer.constraints)) +
            field("START_CONSTRAINTS",
@@ -119,6 +111,22 @@ std::string recordOf(const Reaction &reaction, const Answer &answer, const std::
 }
 
 } // namespace
+
+std::vector<StructureBond> lastingBonds(const Reaction &reaction, const Answer &answer) {
+    std::map<AtomPair, int> before, after;
+    for (const auto &[a, b, type] : reaction.reactant.bonds)
+        before[orderedPair(a, b)] = type;
+    for (const auto &[a, b, type] : reaction.product.bonds)
+        after[orderedPair(a, b)] = type;
+    auto bonds = answer.bonds;
+    std::erase_if(bonds, [&](const StructureBond &bond) {
+        const auto atoms = orderedPair(bond.atom1, bond.atom2);
+        return bond.type == 0 || !before.contains(atoms) || !after.contains(atoms);
+    });
+    for (auto &bond : bonds)
+        bond.type = before[orderedPair(bond.atom1, bond.atom2)];
+    return bonds;
+}
 
 std::string transitionLines(const std::vector<Transition> &transitions) {
     std::string text;

@@ -42,6 +42,7 @@ inline constexpr const char *constraintsField = "CONSTRAINTS";
 ///   TRANSITION_CODE    element pairs of the changed bonds, "C-N C-O"
 ///   TRANSITIONS        a line per transition: falling bond, rising bond, 0 0 for none
 ///   CHANGED_BONDS      a line per bond: atoms, MDL type in the reactant, in the product
+///   LENGTH_SOURCES     a line per bond of these: atoms, where its length is from (LengthSource)
 ///   PARTIAL_BONDS      a line per bond: atoms
 ///   CONSTRAINTS        a line per constraint of the finished molecule: kind, atoms, value, unit
 ///   START_CONSTRAINTS  with a partial match, the distances that held until the finish
@@ -49,6 +50,11 @@ inline constexpr const char *constraintsField = "CONSTRAINTS";
 ///
 /// Throws Error if the structure does not fit the format.
 std::string sdfRecords(const Reaction &reaction, const Answer &answer);
+
+/// What a reader of a file can make a molecule of: bonds that neither break nor form, as they are
+/// in the reactant. Orders between two orders, which such files do not have, would be taken for
+/// aromatic ones.
+std::vector<StructureBond> lastingBonds(const Reaction &reaction, const Answer &answer);
 
 /// SD records; the number stands in the data field RECORD, the title in the first line.
 std::vector<Piece> sdfPieces(std::string_view text);

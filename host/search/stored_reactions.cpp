@@ -29,9 +29,14 @@ void StoredReactions::noteCodes() const {
     forEachStored(*file_, anyCode, [](const HostMolecule &, int) {});
 }
 
-void StoredReactions::survey() const {
-    std::call_once(surveyed_, [this] {
-        forEachStored(*file_, nullptr, [this](const HostMolecule &mol, int) { count(*mol); });
+void StoredReactions::surveyUntil(const std::optional<Deadline> &deadline) const {
+    std::call_once(surveyed_, [&] {
+        lengths_ = {}; // of a survey that was given up
+        codesBySigma_.clear();
+        forEachStored(*file_, nullptr, [&](const HostMolecule &mol, int) {
+            if (deadline) deadline->check();
+            count(*mol);
+        });
         lengths_.finish();
     });
 }

@@ -1,12 +1,14 @@
 /// The database as the stages need it.
 #pragma once
 
+#include "host/reactions/deadline.hpp"
 #include "host/search/length_estimate.hpp"
 #include "host/search/open_search.hpp"
 #include "host/search/stages.hpp"
 
 #include <map>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -28,7 +30,10 @@ public:
     /// later have what is found. Codes lead to their records; a survey is what the stage "sigma"
     /// and usual lengths need.
     void noteCodes() const;
-    void survey() const;
+    void survey() const { surveyUntil({}); }
+
+    /// A survey that throws Deadline::Passed if it has not come to its end by then.
+    void surveyUntil(const std::optional<Deadline> &deadline) const;
 
     const LengthEstimate &lengths() const;
 
