@@ -26,6 +26,7 @@ try:
 except ImportError:
     rdDetermineBonds = None
 
+import bare_reactions
 import perceive_scaling
 from chiral_molecules import CHIRAL_MOLECULES
 
@@ -408,6 +409,16 @@ The systematic differences:
 - C-C is bonded up to 1.99 angstrom, which joins carbons across the smallest cages.
 """
 
+REACTIONS = """
+## Reactions from coordinates
+
+Both sides of reactions are given as XYZ, with the charge in the title, and asked for their transition
+code, which has to be the one that the drawn bonds give (`bench/bare_reactions.py saddlefit`, which
+names the others with `--list`). Open Babel's bonds get the triple bonds that it misses where there is no
+angle to see them by (carbon monoxide, hydrogen isocyanide), by their lengths; then double bonds are
+shifted so that the fewest orders change between the sides. `react --bonds` chooses.
+"""
+
 STEREO = """
 ## R/S codes
 
@@ -508,6 +519,8 @@ def document(program, reactions, folder):
     yield BOND_DIFFERENCES
     yield from difference_table(differences)
     yield BOND_REASONS.rstrip("\n")
+    yield REACTIONS
+    yield from bare_reactions.table(program, reactions.parent if with_reactions else None, folder)
     sets = stereo_sets()
     shipped = " and ".join(f"`{name}`" for name, _ in sets[1:])
     files = f"{shipped} come with RDKit and bring their own coordinates.\n" if shipped else ""
