@@ -65,6 +65,8 @@ TEST(SettledDrawing, ChangesAsFewOrdersAsItCan) {
     auto anion = allyl;
     anion[2].charge = -1;
     const std::vector<StructureAtom> carboxylate{{C, 0, {}}, {O, 0, {}}, {O, -1, {}}};
+    const std::vector<StructureAtom> amide{
+        {O, 0, {}}, {C, 0, {}}, {N, 0, {}}, {H, 0, {}}, {H, 0, {}}};
     const std::vector<StructureAtom> six(6, {C, 0, {}});
     const auto ring = [&](int first) {
         std::vector<StructureBond> bonds;
@@ -79,11 +81,8 @@ TEST(SettledDrawing, ChangesAsFewOrdersAsItCan) {
          drawing(anion, {{0, 1, 2}, {1, 2, 1}}), "12-"},
         {"carboxylates", drawing(carboxylate, {{0, 1, 1}, {0, 2, 2}}),
          drawing(carboxylate, {{0, 1, 2}, {0, 2, 1}}), "12-"},
-        {"no charges out of nothing",
-         drawing({{O, 0, {}}, {C, 0, {}}, {N, 0, {}}}, {{0, 1, 1}, {1, 2, 2}}),
-         drawing({{O, 0, {}}, {C, 0, {}}, {N, 0, {}}, {H, 0, {}}, {H, 0, {}}},
-                 {{0, 1, 2}, {1, 2, 1}, {2, 3, 1}, {2, 4, 1}}),
-         "2111"},
+        {"no charges out of nothing", drawing(amide, {{0, 1, 1}, {1, 2, 2}, {2, 3, 1}, {2, 4, 1}}),
+         drawing(amide, {{0, 1, 2}, {1, 2, 1}, {2, 3, 1}, {2, 4, 1}}), "2111"},
         {"rings", ring(0), ring(1), "121212"},
     };
     for (auto [name, reactant, product, settled] : rows) {
@@ -305,6 +304,8 @@ TEST_F(Inputs, PipesAndPackedFilesAreReadLikeOthers) {
           std::pair{"r", "r: Open Babel knows no format of this name"}}) {
         EXPECT_TRUE(contains(run("perceive " + std::string(input) + " < r").err, told)) << input;
     }
+    EXPECT_TRUE(
+        contains(run("react - - --input-format sdf < r" + quickly).err, "only one of the files"));
     write("cut.sdf.gz", contents("one").substr(0, 100));
     EXPECT_TRUE(contains(run("perceive cut.sdf.gz").err, "cut.sdf.gz: the packed file is damaged"));
 }

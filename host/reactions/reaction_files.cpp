@@ -28,6 +28,16 @@ void requireSameCount(const std::string &path, const RecordFile &file, const std
         .about(Place{path});
 }
 
+// The standard input can be read once only.
+const ReactionFiles &requireOneStandardInput(const ReactionFiles &files) {
+    int count = 0;
+    for (const auto *path : {&files.reactants, &files.products, &files.geometries})
+        count += *path == standardInput ? 1 : 0;
+    if (count < 2) return files;
+    throw Error("only one of the files can come in by the standard input; name the others")
+        .at({standardInput});
+}
+
 /// The structure of a record; throws the reason if there is none.
 Structure structureIn(const RecordFile &file, std::size_t index) {
     return structureOf(file.read(index));
@@ -114,7 +124,7 @@ ReactionReader::ReactionReader(const ReactionFiles &files, Start start, Orders o
       orders_(orders),
       pairing_(pairing),
       bareSides_(bareSides),
-      path_(files.reactants),
+      path_(requireOneStandardInput(files).reactants),
       reactants_(files.reactants, BondSource::formatOnly, files.format),
       products_(files.products, BondSource::formatOnly, files.format) {
     requireSameCount(files.products, products_, files.reactants, reactants_);
