@@ -4,6 +4,7 @@
 #include "cli/json.hpp"
 #include "cli/react_options.hpp"
 #include "cli/report.hpp"
+#include "cli/saddle_text.hpp"
 #include "host/answers/best_map.hpp"
 #include "host/answers/expected_error.hpp"
 #include "host/answers/formats.hpp"
@@ -76,7 +77,8 @@ std::string resultLine(const Reaction &reaction, const Answer &answer) {
            std::to_string(answer.constraints.size()) + " constraints\t" +
            std::to_string(answer.frozen.size()) + " atoms frozen\t" +
            (answer.stage ? wordOf(*answer.stage) : "-") + "\t" +
-           expectedErrorText(reaction, answer) + "\n";
+           expectedErrorText(reaction, answer) +
+           (answer.saddle ? "\t" + saddleColumns(*answer.saddle) : "") + "\n";
 }
 
 std::string warningLines(const Reaction &reaction, const Answer &answer) {
@@ -87,6 +89,9 @@ std::string warningLines(const Reaction &reaction, const Answer &answer) {
                 "saddlefit: " + reaction.reactant.origin.text() + ": warning: " + warning + "\n";
         }
     }
+    if (answer.saddle && !answer.saddle->reason.empty())
+        text += "saddlefit: " + reaction.reactant.origin +
+                ": saddle point: " + answer.saddle->outcome + ", " + answer.saddle->reason + "\n";
     return text;
 }
 
@@ -199,6 +204,7 @@ int react(const ReactOptions &options) {
     const StoredReactions stored(options.database);
     if (stored.empty()) reportEmpty(options.database);
     options.requireOtherFiles();
+    if (options.answer.saddle) requireMethod(options.answer.saddle->method);
 
     if (!options.constraintProgram.empty()) makeFolder(options.constraintFolder);
     OutputFiles outputs(options, reader);

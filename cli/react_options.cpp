@@ -2,6 +2,7 @@
 
 #include "cli/host.hpp"
 #include "cli/order_option.hpp"
+#include "cli/saddle_options.hpp"
 #include "host/programs/constraint_files.hpp"
 #include "host/store/database_file.hpp"
 #include "host/system/output_file.hpp"
@@ -136,6 +137,21 @@ void addRelaxation(CLI::App &command, ReactOptions &options) {
         ->type_name("INT");
 }
 
+void addSaddle(CLI::App &command, ReactOptions &options) {
+    auto *search = command
+                       .add_option("--saddle", options.saddle.method,
+                                   "Search for the saddle point from the guess and verify it, by "
+                                   "gfn2 (default), gfn1 or gfnff; give it behind the files")
+                       ->expected(0, 1)
+                       ->default_str(options.saddle.method)
+                       ->check(CLI::IsMember({"gfn2", "gfn1", "gfnff"}))
+                       ->each([&options](const std::string &) { options.searchesSaddle = true; })
+                       ->type_name("gfn2|gfn1|gfnff");
+    addLadderOptions(command, options.saddle);
+    for (const char *option : {"--attempts", "--steps", "--check"})
+        command.get_option(option)->needs(search);
+}
+
 void addResults(CLI::App &command, ReactOptions &options) {
     command
         .add_option("--guesses", options.answer.guesses,
@@ -211,6 +227,7 @@ std::string ReactOptions::constraintPath(const Reaction &reaction) const {
 
 void ReactOptions::settle() {
     answer.stages = stagesIn(stagesText);
+    if (searchesSaddle) answer.saddle = saddle;
     if (resume && answer.guesses > 1) {
         throw CLI::ValidationError("--resume",
                                    "several guesses per reaction cannot be gone on with; "
@@ -225,15 +242,18 @@ void addReactOptions(CLI::App &command, ReactOptions &options) {
     addInputs(command, options);
     addAsking(command, options);
     addRelaxation(command, options);
+    addSaddle(command, options);
     addResults(command, options);
     addBatch(command, options);
     command.footer(
         "Prints a line per reaction, its columns parted by tabs: title, elements of the changed\n"
         "bonds, match, constraints and frozen atoms of the finished structure, stage,\n"
-        "expected error of made and broken bonds in angstrom.\n\n"
+        "expected error of made and broken bonds in angstrom; with --saddle also its outcome,\n"
+        "energy, barrier, imaginary mode and gradients.\n\n"
         "Examples:\n"
         "  saddlefit react reactants.sdf products.sdf --db reactions.db -o guess.sdf\n"
         "  saddlefit react r.sdf p.sdf --db reactions.db --relax xtb --json guess.jsonl -j 8\n"
+        "  saddlefit react r.sdf p.sdf --db reactions.db --saddle -o saddles.sdf\n"
         "  saddlefit react r.sdf p.sdf --db reactions.db --constraints orca -d inputs");
 }
 

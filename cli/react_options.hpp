@@ -45,6 +45,8 @@ struct ReactOptions {
     std::string startText = "mean";
     std::string stagesText = "full,sigma,lengths";
     std::string shardText;
+    bool searchesSaddle = false;
+    SaddleOptions saddle; // taken over into `answer` if it searches
 };
 
 void addReactOptions(CLI::App &command, ReactOptions &options);

@@ -101,6 +101,7 @@ private:
         const bool missesProduct = first.endThatIs(Side::reactant) >= 0;
         const auto &wrong = first.ends[static_cast<std::size_t>(first.endThatIs(Side::neither))];
         auto &missing = missesProduct ? sides_.product : sides_.reactant;
+        report_.followsToReactant = !missesProduct;
         ReactionSides step(surface_, {wrong.minimum.coordinates, wrong.bonds}, missing.drawn());
         try {
             const auto peaks =

@@ -31,6 +31,7 @@ struct SaddleReport {
     std::vector<NamedAttempt> attempts; ///< in their order
     std::vector<std::size_t> route;     ///< attempts whose saddles lead from reactant to product
     double depth = 0.0; ///< of the intermediate of two steps below the lower saddle, hartree
+    bool followsToReactant = false; ///< whether "follow" went from the wrong end to the reactant
     int gradients = 0;
 
     /// What there is to show: the route's highest saddle or, without a route, the first attempt.

@@ -57,60 +57,94 @@ XtbMethod methodNamed(const std::string &name) {
     throw Error("\"" + name + "\" is no method for saddle points; give gfn2, gfn1 or gfnff");
 }
 
-const char *wordFor(Side side) {
-    constexpr std::array words{"reactant", "product", "neither"};
-    return words[static_cast<std::size_t>(side)];
-}
+/// Makes the summary of a report.
+class Summary {
+public:
+    Summary(const SaddleReport &report, const BondGraph &reactant)
+        : report_(report), reactant_(reactant) {}
 
-SaddleTry summaryOf(const NamedAttempt &attempt) {
-    const auto &[start, result] = attempt;
-    SaddleTry summary{start, nameOf(result.outcome), {}, {}, result.gradients};
-    if (result.saddle.converged) {
-        summary.energy = result.saddle.energy;
-        summary.wavenumber = result.saddle.vibrations.wavenumbers[0];
+    void fill(ReactionSaddle &saddle) const {
+        saddle.outcome = outcomeWords(report_);
+        saddle.reason = report_.reason;
+        saddle.verified = !report_.route.empty();
+        saddle.gradients = report_.gradients;
+        saddle.route = report_.route;
+        if (report_.route.size() > 1) saddle.depth = report_.depth * kcalPerHartree;
+        for (std::size_t i = 0; i < report_.attempts.size(); ++i) {
+            saddle.attempts.push_back(summaryOf(i));
+            if (&report_.attempts[i] == &report_.shown()) saddle.shown = i;
+        }
+        if (const auto *found = saddle.found()) describe(*found, saddle);
     }
-    return summary;
-}
 
-void describeEnds(const Attempt &attempt, const BondGraph &reactant, ReactionSaddle &saddle) {
-    for (std::size_t i = 0; i < attempt.ends.size(); ++i) {
-        auto changed = bondsChanged(reactant, attempt.ends[i].bonds);
-        saddle.ends.push_back({wordFor(attempt.sides[i]), attempt.ends[i].minimum.value.energy,
-                               std::move(changed.made), std::move(changed.broken)});
-        const double rise = attempt.saddle.energy - saddle.ends.back().energy;
-        if (rise * kcalPerHartree < flatBarrier) saddle.flat = true;
+private:
+    SaddleTry summaryOf(std::size_t index) const {
+        const auto &[start, result] = report_.attempts[index];
+        const auto &point = result.saddle;
+        SaddleTry summary;
+        summary.start = start;
+        summary.outcome = nameOf(result.outcome);
+        summary.reason = result.reason;
+        summary.gradients = result.gradients;
+        summary.toSaddle = point.gradients;
+        if (!point.converged) return summary;
+        summary.energy = point.energy;
+        summary.wavenumber = point.vibrations.wavenumbers[0];
+        summary.modeShare = result.modeShare;
+        if (!point.isFirstOrder()) return summary;
+        summary.coordinates = inAngstrom(point.coordinates);
+        for (std::size_t end = 0; end < result.ends.size(); ++end)
+            summary.ends.push_back(endOf(index, end));
+        return summary;
     }
-}
 
-/// The energy of the reactant's end, where the shown saddle or the route's first one has it.
-std::optional<double> reactantEnergy(const SaddleReport &report) {
-    const auto &first =
-        report.route.empty() ? report.shown() : report.attempts[report.route.front()];
-    if (report.route.size() > 1 && first.start == "follow") {
-        // That search was between the intermediate and the reactant, which was its product.
-        const int end = first.result.endThatIs(Side::product);
-        return first.result.ends[static_cast<std::size_t>(end)].minimum.value.energy;
+    SaddleEnd endOf(std::size_t index, std::size_t end) const {
+        const auto &result = report_.attempts[index].result;
+        const auto &[minimum, bonds] = result.ends[end];
+        auto changed = bondsChanged(reactant_, bonds);
+        return {sideWord(index, result.sides[end]), minimum.value.energy, std::move(changed.made),
+                std::move(changed.broken), inAngstrom(minimum.coordinates)};
     }
-    const int end = first.result.endThatIs(Side::reactant);
-    if (end < 0) return std::nullopt;
-    return first.result.ends[static_cast<std::size_t>(end)].minimum.value.energy;
-}
 
-void describeSaddle(const SaddleReport &report, const BondGraph &reactant, ReactionSaddle &saddle) {
-    const auto &attempt = report.shown().result;
-    const auto &point = attempt.saddle;
-    if (!point.converged) return;
-    saddle.energy = point.energy;
-    saddle.wavenumber = point.vibrations.wavenumbers[0];
-    saddle.flat = std::abs(*saddle.wavenumber) < flatMode;
-    saddle.modeShare = attempt.modeShare;
-    saddle.coordinates = inAngstrom(point.coordinates);
-    if (const auto from = reactantEnergy(report))
-        saddle.barrier = (point.energy - *from) * kcalPerHartree;
-    describeEnds(attempt, reactant, saddle);
-}
+    /// A search that follows another lies between that one's wrong end, as its reactant, and the
+    /// side that is missing there, as its product.
+    std::string sideWord(std::size_t index, Side side) const {
+        constexpr std::array words{"reactant", "product", "neither"};
+        const auto &route = report_.route;
+        const bool onRoute = std::find(route.begin(), route.end(), index) != route.end();
+        const bool inSteps = onRoute && route.size() > 1;
+        if (report_.attempts[index].start == "follow") {
+            if (side == Side::reactant) return inSteps ? "intermediate" : "neither";
+            if (side == Side::product) return report_.followsToReactant ? "reactant" : "product";
+        }
+        if (inSteps && side == Side::neither) return "intermediate";
+        return words[static_cast<std::size_t>(side)];
+    }
+
+    void describe(const SaddleTry &shown, ReactionSaddle &saddle) const {
+        saddle.flat = std::abs(*shown.wavenumber) < flatMode;
+        for (const auto &end : shown.ends)
+            if ((*shown.energy - end.energy) * kcalPerHartree < flatBarrier) saddle.flat = true;
+        const auto first = saddle.route.empty() ? saddle.shown : saddle.route.front();
+        for (const auto &end : saddle.attempts[first].ends)
+            if (end.side == "reactant")
+                saddle.barrier = (*shown.energy - end.energy) * kcalPerHartree;
+    }
+
+    const SaddleReport &report_;
+    const BondGraph &reactant_;
+};
 
 } // namespace
+
+const SaddleTry *ReactionSaddle::found() const {
+    if (shown >= attempts.size() || attempts[shown].coordinates.empty()) return nullptr;
+    return &attempts[shown];
+}
+
+void requireMethod(const std::string &method) {
+    xtbSurface({{1, 1}, 0, 0}, methodNamed(method));
+}
 
 ReactionSaddle saddleOf(const Reaction &reaction, const std::vector<StartGeometry> &starts,
                         int charge, int unpaired, const SaddleOptions &options) {
@@ -120,11 +154,11 @@ ReactionSaddle saddleOf(const Reaction &reaction, const std::vector<StartGeometr
     LadderOptions ladder;
     ladder.attempts = options.attempts;
     ladder.steps = options.steps;
-    ladder.attempt.descent = options.fine ? Descent::fine : Descent::quick;
+    ladder.attempt.descent = options.check;
 
     ReactionSaddle saddle;
     saddle.level = surface->level();
-    saddle.check = nameOf(ladder.attempt.descent);
+    saddle.check = options.check;
     if (sides.changed.none()) {
         saddle.outcome = nameOf(SaddleOutcome::failed);
         saddle.reason =
@@ -135,14 +169,7 @@ ReactionSaddle saddleOf(const Reaction &reaction, const std::vector<StartGeometr
     for (const auto &[name, positions] : starts)
         named.push_back({name, inBohr(positions)});
     const auto report = climbLadder(*surface, named, sides, ladder);
-    saddle.outcome = outcomeWords(report);
-    saddle.reason = report.reason;
-    saddle.verified = !report.route.empty();
-    saddle.gradients = report.gradients;
-    saddle.route = report.route;
-    for (const auto &attempt : report.attempts)
-        saddle.attempts.push_back(summaryOf(attempt));
-    if (!report.attempts.empty()) describeSaddle(report, sides.reactant.drawn().bonds, saddle);
+    Summary(report, sides.reactant.drawn().bonds).fill(saddle);
     return saddle;
 }
 
