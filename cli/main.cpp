@@ -15,7 +15,8 @@ namespace saddlefit::cli {
 
 namespace {
 
-constexpr std::array commands{addReactCommand, addCompareCommand, addDbCommand, addPerceiveCommand,
+constexpr std::array commands{addReactCommand,   addSaddleCommand, addVerifyCommand,
+                              addCompareCommand, addDbCommand,     addPerceiveCommand,
                               addStereoCommand};
 
 // One line in the style of our own messages, whatever the parser found wrong.

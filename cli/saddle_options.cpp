@@ -4,6 +4,13 @@
 
 namespace saddlefit::cli {
 
+void addMethodOption(CLI::App &command, SaddleOptions &options) {
+    command.add_option("--method", options.method, "Method of energies and geometries")
+        ->check(CLI::IsMember({"gfn2", "gfn1", "gfnff"}))
+        ->type_name("gfn2|gfn1|gfnff")
+        ->capture_default_str();
+}
+
 void addCheckOption(CLI::App &command, SaddleOptions &options) {
     addChoice(command, "--check", options.check,
               "Come to the ends of a saddle point as fast as the curvature allows (quick, "

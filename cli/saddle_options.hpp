@@ -10,6 +10,9 @@ class Option;
 
 namespace saddlefit::cli {
 
+/// --method.
+void addMethodOption(CLI::App &command, host::SaddleOptions &options);
+
 /// --check.
 void addCheckOption(CLI::App &command, host::SaddleOptions &options);
 

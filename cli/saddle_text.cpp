@@ -2,6 +2,7 @@
 
 #include "host/answers/answer_saddle.hpp"
 #include "host/structures/labels.hpp"
+#include "host/structures/units.hpp"
 #include "host/system/text.hpp"
 
 #include <algorithm>
@@ -27,7 +28,6 @@ std::string bondList(const std::vector<StructureAtom> &atoms, const std::vector<
 
 std::string endText(const std::vector<StructureAtom> &atoms, const SaddleTry &attempt,
                     const SaddleEnd &end) {
-    constexpr double kcalPerHartree = 627.5094740631;
     return "      " + end.side +
            formatted(", %.1f kcal/mol below", (*attempt.energy - end.energy) * kcalPerHartree) +
            bondList(atoms, end.made, "made") + bondList(atoms, end.broken, "broken") +
@@ -40,7 +40,8 @@ std::string attemptText(const std::vector<StructureAtom> &atoms, const SaddleTry
                        attempt.outcome + formatted(", %d gradients", attempt.gradients);
     if (attempt.energy)
         text += formatted(", %.6f hartree, ", *attempt.energy) + modeText(attempt.wavenumber) +
-                formatted(", %.0f %% of the mode in changing bonds", 100 * attempt.modeShare);
+                formatted(", %d imaginary, %.0f %% of the lowest mode in changing bonds",
+                          attempt.imaginaryModes, 100 * attempt.modeShare);
     if (!attempt.reason.empty()) text += ": " + attempt.reason;
     text += "\n";
     for (const auto &end : attempt.ends)

@@ -117,6 +117,36 @@ TEST_F(SaddleCommandTest, DoesNotDependOnTheNumberOfWorkers) {
     }
 }
 
+TEST_F(SaddleCommandTest, GoesOnFromAGivenGeometryAndVerifiesIt) {
+    struct Row {
+        const char *arguments, *outcome, *said;
+    };
+    react("hnc.sdf", "turn.sdf", "-o ts.sdf --xyz ts.xyz");
+    react("hnc.sdf", "top.sdf", "--attempts 1 -o failed.sdf");
+    write("heavy.xyz", "2\nheavy\nU 0 0 0\nH 0 0 2\n");
+    const std::string sides = " --reactants hcn.sdf --products hnc.sdf";
+    const std::pair<std::string, Row> rows[] = {
+        {"", {"verify ts.sdf", "verified", ""}}, // the sides are in its fields
+        {"", {"verify ts.xyz --check fine", "verified", ""}},
+        {sides, {"verify ts.sdf", "verified", ""}},
+        {sides, {"verify turn.sdf", "not converged", "gradient"}},
+        {sides, {"saddle turn.sdf -o out.sdf", "verified", ""}},
+        {"", {"saddle turn.sdf --method gfn1", "verified", ""}},
+        {"", {"saddle failed.sdf", "failed", "angstrom apart"}},
+        {"", {"verify ts.sdf --charge 1 --uhf 2", "", "cannot be unpaired"}},
+        {"", {"verify heavy.xyz", "failed", "element 92"}},
+        {"", {"saddle turn.sdf --timeout 1e-4", "", "took longer"}},
+    };
+    for (const auto &[more, row] : rows) {
+        SCOPED_TRACE(row.arguments + more);
+        const auto answer = run(row.arguments + more);
+        const auto outcome = std::string("\t") + row.outcome + "\t";
+        EXPECT_TRUE(*row.outcome == '\0' || contains(answer.out, outcome)) << answer.out;
+        EXPECT_TRUE(contains(answer.err, row.said)) << answer.err;
+    }
+    EXPECT_TRUE(contains(contents("out.sdf"), "> <SADDLE>\nverified\n"));
+}
+
 TEST_F(SaddleCommandTest, SaysWhereTheLibraryIsNone) {
     std::filesystem::create_directory(file("broken"));
     write("broken/libxtb.so.6", "");

@@ -2,15 +2,14 @@
 
 #include "saddlefit/reaction.h"
 
+#include "host/answers/electrons.hpp"
 #include "host/reactions/relaxation.hpp"
 #include "host/search/direction.hpp"
 #include "host/structures/elements.hpp"
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <map>
-#include <numeric>
 #include <utility>
 
 namespace saddlefit::host {
@@ -24,16 +23,6 @@ constexpr double shrinkageUnmatched = 3.0;
 constexpr double hintFactor = 10.0;
 constexpr double equalLengths = 0.02;  // angstrom
 constexpr std::size_t fewestBonds = 3; // behind a usual length that goes before a match's
-
-int formalCharge(const Structure &structure) {
-    return std::accumulate(structure.atoms.begin(), structure.atoms.end(), 0,
-                           [](int sum, const auto &atom) { return sum + atom.charge; });
-}
-
-int electrons(const Structure &structure, int charge) {
-    return std::accumulate(structure.atoms.begin(), structure.atoms.end(), -charge,
-                           [](int sum, const auto &atom) { return sum + atom.element; });
-}
 
 // The bonds of both sides; orders that change are those of the reactant.
 std::vector<StructureBond> bondsOfBothSides(const Reaction &reaction) {
@@ -117,14 +106,9 @@ void Asking::settleElectrons() {
                                         " in the product; the reactant's is taken",
                                     Remedy::charge});
     }
-    answer_.charge = options_.charge.value_or(before);
-    const int count = electrons(reaction_.reactant, answer_.charge);
-    answer_.unpaired = options_.unpaired.value_or(std::abs(count % 2));
-    if (answer_.unpaired <= count && (count - answer_.unpaired) % 2 == 0) return;
-    throw Error("a charge of " + std::to_string(answer_.charge) + " leaves " +
-                std::to_string(count) + " electrons, of which " + std::to_string(answer_.unpaired) +
-                " cannot be unpaired")
-        .with(Remedy::electrons);
+    const auto electrons = electronsOf(reaction_.reactant, options_.charge, options_.unpaired);
+    answer_.charge = electrons.charge;
+    answer_.unpaired = electrons.unpaired;
 }
 
 bool Asking::findsMatch(Stage stage) {

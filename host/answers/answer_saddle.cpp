@@ -28,11 +28,15 @@ bool hasKnownEnds(const SaddleTry &one) {
     });
 }
 
-void nameEnds(const Reaction &reaction, int charge, SaddleTry &one) {
-    if (hasKnownEnds(one)) return;
+void nameEnds(const SaddleTask &task, SaddleTry &one) {
+    if (task.sides && hasKnownEnds(one)) return;
     try {
-        for (auto &end : one.ends)
-            end.smiles = perceivedSmiles(placedAtoms(reaction, end.coordinates), charge);
+        for (auto &end : one.ends) {
+            std::vector<StructureAtom> atoms;
+            for (std::size_t i = 0; i < task.elements.size(); ++i)
+                atoms.push_back({task.elements[i], 0, end.coordinates[i]});
+            end.smiles = perceivedSmiles(atoms, task.charge);
+        }
     } catch (const BabelError &) {
         for (auto &end : one.ends) // names are a courtesy
             end.smiles.clear();
@@ -51,15 +55,20 @@ ReactionSaddle failedSaddle(const std::string &method, const std::string &reason
 
 ReactionSaddle saddleFor(const Reaction &reaction, const Answer &answer,
                          const StoredReactions &stored, const AnswerOptions &options) {
-    requireMethod(options.saddle->method);
+    const auto task =
+        saddleTask(reaction, startsFor(reaction, answer, stored), answer.charge, answer.unpaired);
+    return namedSaddle(task, *options.saddle, true);
+}
+
+ReactionSaddle namedSaddle(const SaddleTask &task, const SaddleOptions &options, bool searches) {
+    requireMethod(options.method);
     try {
-        auto saddle = saddleOf(reaction, startsFor(reaction, answer, stored), answer.charge,
-                               answer.unpaired, *options.saddle);
+        auto saddle = searches ? saddleOf(task, options) : verificationOf(task, options);
         for (auto &attempt : saddle.attempts)
-            nameEnds(reaction, answer.charge, attempt);
+            nameEnds(task, attempt);
         return saddle;
     } catch (const Error &error) { // of the surface: elements that it does not know
-        return failedSaddle(options.saddle->method, error.what());
+        return failedSaddle(options.method, error.what());
     }
 }
 

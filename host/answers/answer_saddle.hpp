@@ -16,6 +16,9 @@ namespace saddlefit::host {
 ReactionSaddle saddleFor(const Reaction &reaction, const Answer &answer,
                          const StoredReactions &stored, const AnswerOptions &options);
 
+/// The same for a task of one's own: searched for, or verified as its first start stands.
+ReactionSaddle namedSaddle(const SaddleTask &task, const SaddleOptions &options, bool searches);
+
 /// "C#N>>[C-]#[NH+]", of the ends of a saddle; empty where they have no names.
 std::string reactionOver(const SaddleTry &saddle);
 

@@ -4,6 +4,9 @@
 #include "host/structures/molfile.hpp"
 #include "host/system/text.hpp"
 
+#include <algorithm>
+#include <array>
+
 namespace saddlefit::host {
 
 namespace {
@@ -32,6 +35,13 @@ std::string saddleFields(const ReactionSaddle &saddle) {
                 field("SADDLE_REACTION", sdfLine(reactionOver(*found)));
     }
     return text + field("GRADIENTS", std::to_string(saddle.gradients));
+}
+
+bool isSaddleField(const std::string &name) {
+    constexpr std::array names{saddleField, "SADDLE_REASON", "STRUCTURE",      "LEVEL",
+                               "CHECK",     "ENERGY",        "BARRIER",        "WAVENUMBER",
+                               "FLAT",      "GRADIENTS",     "SADDLE_REACTION"};
+    return std::find(names.begin(), names.end(), name) != names.end();
 }
 
 std::string saddleWords(const ReactionSaddle &saddle) {

@@ -27,6 +27,9 @@ inline constexpr const char *saddleField = "SADDLE";
 ///   SMILES>>SMILES
 std::string saddleFields(const ReactionSaddle &saddle);
 
+/// Whether saddleFields() may write a field of this name.
+bool isSaddleField(const std::string &name);
+
 /// " saddle=\"other ends\" level=gfn2 energy_hartree=-10.1 barrier_kcal=23.4 wavenumber_cm=-1425.5
 /// gradients=110"
 std::string saddleWords(const ReactionSaddle &saddle);

@@ -1,8 +1,8 @@
 #include "host/saddle/reaction_saddle.hpp"
 
 #include "host/saddle/ladder.hpp"
-#include "host/saddle/units.hpp"
 #include "host/saddle/xtb_surface.hpp"
+#include "host/structures/units.hpp"
 
 #include <algorithm>
 #include <array>
@@ -34,21 +34,18 @@ std::vector<Position> inAngstrom(const Eigen::VectorXd &coordinates) {
     return positions;
 }
 
-DrawnSide drawnSide(const Structure &structure) {
-    std::vector<Position> positions;
-    for (const auto &atom : structure.atoms)
-        positions.push_back(atom.position);
-    DrawnSide side{inBohr(positions), {}};
-    for (const auto &bond : structure.bonds)
-        if (bond.type != 0) side.bonds.insert(orderedPair(bond.atom1, bond.atom2));
-    return side;
+DrawnSide drawnSide(const SaddleSide &side) {
+    return {inBohr(side.coordinates), {side.bonds.begin(), side.bonds.end()}};
 }
 
-Species speciesOf(const Structure &structure, int charge, int unpaired) {
-    Species species{{}, charge, unpaired};
+SaddleSide sideOf(const Structure &structure) {
+    SaddleSide side;
     for (const auto &atom : structure.atoms)
-        species.elements.push_back(atom.element);
-    return species;
+        side.coordinates.push_back(atom.position);
+    if (!hasCoordinates(structure.atoms)) side.coordinates.clear();
+    for (const auto &bond : structure.bonds)
+        if (bond.type != 0) side.bonds.push_back(orderedPair(bond.atom1, bond.atom2));
+    return side;
 }
 
 XtbMethod methodNamed(const std::string &name) {
@@ -60,7 +57,8 @@ XtbMethod methodNamed(const std::string &name) {
 /// Makes the summary of a report.
 class Summary {
 public:
-    Summary(const SaddleReport &report, const BondGraph &reactant)
+    /// @param reactant the bonds that those of ends are told by; null: the first end's
+    Summary(const SaddleReport &report, const BondGraph *reactant)
         : report_(report), reactant_(reactant) {}
 
     void fill(ReactionSaddle &saddle) const {
@@ -87,12 +85,15 @@ private:
         summary.reason = result.reason;
         summary.gradients = result.gradients;
         summary.toSaddle = point.gradients;
-        if (!point.converged) return summary;
+        if (point.vibrations.wavenumbers.size() == 0) return summary;
         summary.energy = point.energy;
+        summary.gradient = point.largestGradient;
         summary.wavenumber = point.vibrations.wavenumbers[0];
+        summary.imaginaryModes = point.vibrations.order();
         summary.modeShare = result.modeShare;
         if (!point.isFirstOrder()) return summary;
         summary.coordinates = inAngstrom(point.coordinates);
+        summary.hessian.assign(point.hessian.data(), point.hessian.data() + point.hessian.size());
         for (std::size_t end = 0; end < result.ends.size(); ++end)
             summary.ends.push_back(endOf(index, end));
         return summary;
@@ -101,7 +102,7 @@ private:
     SaddleEnd endOf(std::size_t index, std::size_t end) const {
         const auto &result = report_.attempts[index].result;
         const auto &[minimum, bonds] = result.ends[end];
-        auto changed = bondsChanged(reactant_, bonds);
+        auto changed = bondsChanged(reactant_ ? *reactant_ : result.ends.front().bonds, bonds);
         return {sideWord(index, result.sides[end]), minimum.value.energy, std::move(changed.made),
                 std::move(changed.broken), inAngstrom(minimum.coordinates)};
     }
@@ -132,10 +133,57 @@ private:
     }
 
     const SaddleReport &report_;
-    const BondGraph &reactant_;
+    const BondGraph *reactant_;
 };
 
+/// A surface for the task, and what the answer says of it.
+std::unique_ptr<EnergySurface> surfaceFor(const SaddleTask &task, const SaddleOptions &options) {
+    return xtbSurface({task.elements, task.charge, task.unpaired}, methodNamed(options.method));
+}
+
+AttemptOptions attemptOptions(const SaddleOptions &options) {
+    AttemptOptions attempt;
+    attempt.descent = options.check;
+    attempt.search.largestGradient = options.largestGradient;
+    return attempt;
+}
+
+ReactionSaddle emptyAnswer(const SaddleOptions &options) {
+    ReactionSaddle saddle;
+    saddle.level = nameOf(methodNamed(options.method));
+    saddle.check = options.check;
+    return saddle;
+}
+
+ReactionSaddle summarised(const SaddleReport &report, const BondGraph *reactant,
+                          const SaddleOptions &options) {
+    auto saddle = emptyAnswer(options);
+    Summary(report, reactant).fill(saddle);
+    return saddle;
+}
+
+ReactionSaddle withoutChanges(const SaddleOptions &options) {
+    auto saddle = emptyAnswer(options);
+    saddle.outcome = nameOf(SaddleOutcome::failed);
+    saddle.reason = "no bond is made or broken, so that the sides cannot be told apart by bonds";
+    return saddle;
+}
+
+bool havePlaces(const SaddleTask &task) {
+    return std::none_of(task.sides->begin(), task.sides->end(),
+                        [](const SaddleSide &side) { return side.coordinates.empty(); });
+}
+
 } // namespace
+
+SaddleTask saddleTask(const Reaction &reaction, std::vector<StartGeometry> starts, int charge,
+                      int unpaired) {
+    SaddleTask task{{}, charge, unpaired, {}, std::move(starts)};
+    for (const auto &atom : reaction.reactant.atoms)
+        task.elements.push_back(atom.element);
+    task.sides = {sideOf(reaction.reactant), sideOf(reaction.product)};
+    return task;
+}
 
 const SaddleTry *ReactionSaddle::found() const {
     if (shown >= attempts.size() || attempts[shown].coordinates.empty()) return nullptr;
@@ -146,31 +194,35 @@ void requireMethod(const std::string &method) {
     xtbSurface({{1, 1}, 0, 0}, methodNamed(method));
 }
 
-ReactionSaddle saddleOf(const Reaction &reaction, const std::vector<StartGeometry> &starts,
-                        int charge, int unpaired, const SaddleOptions &options) {
-    const auto surface =
-        xtbSurface(speciesOf(reaction.reactant, charge, unpaired), methodNamed(options.method));
-    ReactionSides sides(*surface, drawnSide(reaction.reactant), drawnSide(reaction.product));
-    LadderOptions ladder;
-    ladder.attempts = options.attempts;
-    ladder.steps = options.steps;
-    ladder.attempt.descent = options.check;
-
-    ReactionSaddle saddle;
-    saddle.level = surface->level();
-    saddle.check = options.check;
-    if (sides.changed.none()) {
-        saddle.outcome = nameOf(SaddleOutcome::failed);
-        saddle.reason =
-            "no bond is made or broken, so that the sides cannot be told apart by bonds";
-        return saddle;
+ReactionSaddle saddleOf(const SaddleTask &task, const SaddleOptions &options) {
+    const auto surface = surfaceFor(task, options);
+    std::vector<NamedStart> starts;
+    for (const auto &[name, positions] : task.starts)
+        starts.push_back({name, inBohr(positions)});
+    LadderOptions ladder{attemptOptions(options), options.attempts, options.steps};
+    if (!task.sides) {
+        const auto attempt = attemptFrom(*surface, {starts.at(0).coordinates, {}, {}}, anyDirection,
+                                         nullptr, ladder.attempt);
+        return summarised(reportOf({starts[0].name, attempt}), nullptr, options);
     }
-    std::vector<NamedStart> named;
-    for (const auto &[name, positions] : starts)
-        named.push_back({name, inBohr(positions)});
-    const auto report = climbLadder(*surface, named, sides, ladder);
-    Summary(report, sides.reactant.drawn().bonds).fill(saddle);
-    return saddle;
+    ReactionSides sides(*surface, drawnSide(task.sides->front()), drawnSide(task.sides->back()));
+    if (sides.changed.none()) return withoutChanges(options);
+    if (!havePlaces(task)) ladder.attempts = ladder.steps = 1;
+    const auto report = climbLadder(*surface, starts, sides, ladder);
+    return summarised(report, &sides.reactant.drawn().bonds, options);
+}
+
+ReactionSaddle verificationOf(const SaddleTask &task, const SaddleOptions &options) {
+    const auto surface = surfaceFor(task, options);
+    const auto &[name, positions] = task.starts.at(0);
+    const auto judge = [&](ReactionSides *sides) {
+        return reportOf(
+            {name, judged(*surface, inBohr(positions), sides, attemptOptions(options))});
+    };
+    if (!task.sides) return summarised(judge(nullptr), nullptr, options);
+    ReactionSides sides(*surface, drawnSide(task.sides->front()), drawnSide(task.sides->back()));
+    if (sides.changed.none()) return withoutChanges(options);
+    return summarised(judge(&sides), &sides.reactant.drawn().bonds, options);
 }
 
 } // namespace saddlefit::host

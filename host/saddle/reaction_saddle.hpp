@@ -4,6 +4,7 @@
 #include "host/reactions/reaction_files.hpp"
 #include "host/saddle/descent.hpp"
 
+#include <array>
 #include <optional>
 #include <string>
 #include <vector>
@@ -15,6 +16,7 @@ struct SaddleOptions {
     int attempts = 3;            ///< searches for one saddle between both sides
     int steps = 2;               ///< saddles that the reaction may go over
     Descent check = Descent::quick;
+    double largestGradient = 5e-4; ///< component of a stationary point, hartree per bohr
 };
 
 /// Coordinates to search from, angstrom, with a word for them.
@@ -22,6 +24,25 @@ struct StartGeometry {
     std::string name;
     std::vector<Position> positions;
 };
+
+/// A side of the reaction as it is drawn.
+struct SaddleSide {
+    std::vector<AtomPair> bonds;
+    std::vector<Position> coordinates; ///< angstrom; empty where they are not known
+};
+
+/// What a saddle is searched for.
+struct SaddleTask {
+    std::vector<int> elements;
+    int charge = 0;
+    int unpaired = 0;
+    std::optional<std::array<SaddleSide, 2>> sides; ///< without, any reaction will do
+    std::vector<StartGeometry> starts;              ///< the best first
+};
+
+/// The task of a reaction.
+SaddleTask saddleTask(const Reaction &reaction, std::vector<StartGeometry> starts, int charge,
+                      int unpaired);
 
 /// A minimum beside a saddle. Its bonds are told by what became of the reactant's.
 struct SaddleEnd {
@@ -40,12 +61,15 @@ struct SaddleTry {
     std::string outcome;
     std::string reason;               ///< why it failed, a sentence; empty otherwise
     std::optional<double> energy;     ///< hartree
+    double gradient = 0.0;            ///< largest component there, hartree per bohr
     std::optional<double> wavenumber; ///< cm-1, of the lowest mode; imaginary ones are negative
-    double modeShare = 0.0;           ///< of that mode in the changing bonds, 0 to 1
-    int gradients = 0;                ///< used in all
-    int toSaddle = 0;                 ///< used until the search came to its end for the first time
+    int imaginaryModes = 0;
+    double modeShare = 0.0; ///< of that mode in the changing bonds, 0 to 1
+    int gradients = 0;      ///< used in all
+    int toSaddle = 0;       ///< used until the search came to its end for the first time
     std::vector<SaddleEnd> ends;
     std::vector<Position> coordinates; ///< angstrom
+    std::vector<double> hessian; ///< there, hartree per square bohr, of 3 N coordinates row by row
 };
 
 struct ReactionSaddle {
@@ -69,9 +93,14 @@ struct ReactionSaddle {
 /// Throws Error if the method is unknown or cannot be used on this machine.
 void requireMethod(const std::string &method);
 
-/// Search for a reaction's saddle point from these starts, the best first, and say what was found.
+/// Search for the saddle point from the starts, and say what was found. Without sides, or where
+/// these have no coordinates, from the first start alone; without sides the reaction is the one
+/// that the ends tell.
 /// Throws Error where the method cannot be used: no libxtb, elements beyond it, impossible charges.
-ReactionSaddle saddleOf(const Reaction &reaction, const std::vector<StartGeometry> &starts,
-                        int charge, int unpaired, const SaddleOptions &options);
+ReactionSaddle saddleOf(const SaddleTask &task, const SaddleOptions &options);
+
+/// Verify the first start as it stands, without a search.
+/// Throws Error as saddleOf().
+ReactionSaddle verificationOf(const SaddleTask &task, const SaddleOptions &options);
 
 } // namespace saddlefit::host

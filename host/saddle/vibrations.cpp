@@ -1,9 +1,9 @@
 #include "host/saddle/vibrations.hpp"
 
-#include "host/saddle/element_data.hpp"
 #include "host/saddle/internal_space.hpp"
 #include "host/saddle/saddle_mode.hpp"
-#include "host/saddle/units.hpp"
+#include "host/structures/element_data.hpp"
+#include "host/structures/units.hpp"
 
 #include <cmath>
 
