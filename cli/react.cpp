@@ -9,6 +9,7 @@
 #include "host/answers/expected_error.hpp"
 #include "host/answers/formats.hpp"
 #include "host/programs/constraint_files.hpp"
+#include "host/programs/saddle_inputs.hpp"
 #include "host/store/database_file.hpp"
 #include "host/system/output_file.hpp"
 #include "host/system/temporary_folder.hpp"
@@ -104,6 +105,12 @@ std::vector<Constraint> constraintsToKeep(const Answer &answer) {
     return kept;
 }
 
+void writeFile(const std::string &path, const std::string &text) {
+    OutputFile file(path);
+    file.write(text);
+    file.commit();
+}
+
 void writeConstraintFile(const ReactOptions &options, const Reaction &reaction,
                          const Answer &answer) {
     const ConstrainedMolecule molecule{reaction.title,
@@ -113,9 +120,41 @@ void writeConstraintFile(const ReactOptions &options, const Reaction &reaction,
                                        constraintsToKeep(answer),
                                        answer.frozen,
                                        options.constraintStem(reaction)};
-    OutputFile file(options.constraintPath(reaction));
-    file.write(constraintFile(options.constraintProgram, molecule));
-    file.commit();
+    writeFile(options.constraintPath(reaction, constraintFormat(options.constraintProgram).suffix),
+              constraintFile(options.constraintProgram, molecule));
+}
+
+// Of a side in space.
+std::vector<Position> positionsOf(const Structure &structure) {
+    std::vector<Position> positions;
+    if (!hasCoordinates(structure.atoms)) return positions;
+    for (const auto &atom : structure.atoms)
+        positions.push_back(atom.position);
+    return positions;
+}
+
+void writeSaddleInputs(const ReactOptions &options, const Reaction &reaction,
+                       const Answer &answer) {
+    SaddleGuess guess{reaction.title,
+                      answer.charge,
+                      answer.unpaired,
+                      placedAtoms(reaction, answer.bestCoordinates()),
+                      positionsOf(reaction.reactant),
+                      positionsOf(reaction.product),
+                      {},
+                      options.constraintStem(reaction)};
+    if (const auto *found = answer.saddle ? answer.saddle->found() : nullptr)
+        guess.hessian = found->hessian;
+    for (const auto &[suffix, text] : saddleInputs(options.constraintProgram, guess))
+        writeFile(options.constraintPath(reaction, suffix), text);
+}
+
+void writeInputs(const ReactOptions &options, const Reaction &reaction, const Answer &answer) {
+    if (options.constraintProgram.empty()) return;
+    if (options.job == Job::ts)
+        writeSaddleInputs(options, reaction, answer);
+    else
+        writeConstraintFile(options, reaction, answer);
 }
 
 // What is done for one reaction, in a worker process.
@@ -150,7 +189,7 @@ public:
 private:
     Delivery answered(const MappedAnswer &mapped) const {
         const auto &[reaction, answer] = mapped;
-        if (!options_.constraintProgram.empty()) writeConstraintFile(options_, reaction, answer);
+        writeInputs(options_, reaction, answer);
         Delivery delivery;
         delivery.line = resultLine(reaction, answer);
         delivery.messages = warningLines(reaction, answer);

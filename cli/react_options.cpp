@@ -166,15 +166,18 @@ void addResults(CLI::App &command, ReactOptions &options) {
         .add_option("--json", options.json,
                     "Write everything about each answer, a JSON object per line")
         ->type_name("FILE");
-    auto *format =
-        command
-            .add_option("--constraints", options.constraintProgram,
-                        "Write an input file per reaction that keeps the centre in place")
-            ->check(CLI::IsMember(programsWithConstraints()))
-            ->type_name("PROGRAM");
+    auto *format = command
+                       .add_option("--constraints", options.constraintProgram,
+                                   "Write an input per reaction that keeps the centre in place")
+                       ->check(CLI::IsMember(programsWithConstraints()))
+                       ->type_name("PROGRAM");
     command.add_option("-d,--directory", options.constraintFolder, "Folder for those files")
         ->needs(format)
         ->type_name("DIR");
+    addChoice(command, "--job", options.job,
+              "What those inputs do: optimise under constraints (opt, default), or search for the "
+              "saddle point (ts; not xtb)");
+    command.get_option("--job")->needs(format);
     command.add_flag("-v,--verbose", options.verbose,
                      "Explain each answer on standard error: candidates, matches, roles");
 }
@@ -220,14 +223,18 @@ std::string ReactOptions::constraintStem(const Reaction &reaction) const {
     return formatted("%04zu-", reaction.number) + asFileName(reaction.title);
 }
 
-std::string ReactOptions::constraintPath(const Reaction &reaction) const {
-    return std::filesystem::path(constraintFolder) /
-           (constraintStem(reaction) + constraintFormat(constraintProgram).suffix);
+std::string ReactOptions::constraintPath(const Reaction &reaction,
+                                         const std::string &suffix) const {
+    return std::filesystem::path(constraintFolder) / (constraintStem(reaction) + suffix);
 }
 
 void ReactOptions::settle() {
     answer.stages = stagesIn(stagesText);
     if (searchesSaddle) answer.saddle = saddle;
+    if (job == Job::ts && constraintProgram == "xtb") {
+        throw CLI::ValidationError("--job",
+                                   "xtb has no search for saddle points; --saddle has one");
+    }
     if (resume && answer.guesses > 1) {
         throw CLI::ValidationError("--resume",
                                    "several guesses per reaction cannot be gone on with; "
