@@ -31,11 +31,11 @@ class Way:
         self.label, self.key, self.add, self.knows, self.ask = label, key, add, knows, ask
 
 
+LADDER = Way("the default guess", "ladder", [], False, [])  # its first attempts are those of the guess alone
 WAYS = [
     Way("published state", "published", ["--force"], True, FIRST),
-    Way("the default guess", "guess", [], False, FIRST),
+    LADDER,
     Way("half-way lengths, no database", "halfway", None, False, ["--stages", "full", *FIRST]),
-    Way("the default guess, with the ladder", "ladder", [], False, []),
 ]
 
 
@@ -106,14 +106,15 @@ def spread(values):
     return f"{np.median(values):.0f} ({np.percentile(values, 90):.0f})" if len(values) else ""
 
 
-def first_row(label, answers, seconds):
+def first_row(label, answers, seconds_per_gradient=None):
     firsts = [first_of(a) for a in answers]
     found = [a for a in firsts if is_first_order(a)]
     right = [a for a in firsts if a["outcome"] == "verified"]
-    total = spread([a["gradients"] for a in firsts])
+    used = [a["gradients"] for a in firsts]
+    seconds = f"{np.mean(used) * seconds_per_gradient:.2f}" if seconds_per_gradient else ""
     return (
         f"| {label} | {len(answers)} | {percent(len(found), len(firsts))} | {percent(len(right), len(firsts))} "
-        f"| {spread([a['gradientsToSaddle'] for a in found])} | {total} | {seconds} |"
+        f"| {spread([a['gradientsToSaddle'] for a in found])} | {spread(used)} | {seconds} |"
     )
 
 
@@ -123,15 +124,18 @@ FIRST_HEADER = (
 )
 
 
+def gradients_in(answers):
+    return sum(saddle_of(a)["gradients"] for a in answers)
+
+
 def first_table(runs):
     print(FIRST_HEADER)
     for way, answers, seconds in runs:
-        if way.key != "ladder":
-            print(first_row(way.label, answers, f"{seconds:.2f}"))
-    answers = next(answers for way, answers, _ in runs if way.key == "guess")
+        print(first_row(way.label, answers, seconds * len(answers) / gradients_in(answers)))
+    answers = next(answers for way, answers, _ in runs if way is LADDER)
     for kind, values in (("stage", ("full", "sigma", "lengths")), ("confidence", ("high", "low"))):
         for value in values:
-            print(first_row(f"{kind} {value}", [a for a in answers if a.get(kind) == value], ""))
+            print(first_row(f"{kind} {value}", [a for a in answers if a.get(kind) == value]))
 
 
 def outcome_table(answers):
@@ -160,7 +164,7 @@ def ladder_table(answers, seconds):
 
 def distance_table(runs, reactions):
     print("| RMSD to the published state, angstrom | reactions | mean | median | 90 % |\n| --- | --- | --- | --- | --- |")
-    answers = {a["title"]: a for way, answers, _ in runs if way.key == "guess" for a in answers}
+    answers = {a["title"]: a for way, answers, _ in runs if way is LADDER for a in answers}
     chosen = [r for r in reactions if first_of(answers[r.title])["outcome"] == "verified"]
     for label, atoms in (("guess", lambda a: a["atoms"]), ("saddle point", lambda a: first_of(a)["atoms"])):
         errors = []
@@ -171,7 +175,7 @@ def distance_table(runs, reactions):
 
 
 def tables(runs, reactions):
-    ladder = next((way, answers, seconds) for way, answers, seconds in runs if way.key == "ladder")
+    ladder = next((way, answers, seconds) for way, answers, seconds in runs if way is LADDER)
     with contextlib.redirect_stdout(io.StringIO()) as text:
         for title, table in (
             ("Saddle points from one attempt", lambda: first_table(runs)),

@@ -1,5 +1,6 @@
 #include "cli/batch/batch.hpp"
 #include "cli/commands.hpp"
+#include "cli/database/addition.hpp"
 #include "cli/explanation.hpp"
 #include "cli/json.hpp"
 #include "cli/react_options.hpp"
@@ -8,6 +9,7 @@
 #include "host/answers/best_map.hpp"
 #include "host/answers/expected_error.hpp"
 #include "host/answers/formats.hpp"
+#include "host/answers/learned_saddles.hpp"
 #include "host/programs/constraint_files.hpp"
 #include "host/programs/saddle_inputs.hpp"
 #include "host/store/database_file.hpp"
@@ -17,6 +19,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <array>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
@@ -91,7 +94,7 @@ std::string warningLines(const Reaction &reaction, const Answer &answer) {
         }
     }
     if (answer.saddle && !answer.saddle->reason.empty())
-        text += "saddlefit: " + reaction.reactant.origin +
+        text += "saddlefit: " + reaction.reactant.origin.text() +
                 ": saddle point: " + answer.saddle->outcome + ", " + answer.saddle->reason + "\n";
     return text;
 }
@@ -157,6 +160,42 @@ void writeInputs(const ReactOptions &options, const Reaction &reaction, const An
         writeConstraintFile(options, reaction, answer);
 }
 
+/// Takes the saddle points in that workers find, and stores them in the end.
+class Learning {
+public:
+    explicit Learning(const ReactOptions &options)
+        : database_(options.learnInto), before_(outputsOf(options).size()) {}
+
+    /// In the worker: behind the pieces of the output files.
+    static void addTo(Delivery &delivery, const Reaction &reaction, const Answer &answer) {
+        auto [reactants, products, saddles] = learnedSaddles(reaction, answer);
+        for (auto *records : {&reactants, &products, &saddles})
+            delivery.pieces.push_back(std::move(*records));
+    }
+
+    void take(const Delivery &delivery) {
+        for (std::size_t i = 0; i < records_.size() && before_ + i < delivery.pieces.size(); ++i)
+            records_[i] += delivery.pieces[before_ + i];
+    }
+
+    void store() const {
+        if (database_.empty() || records_.back().empty()) return;
+        const TemporaryFolder folder;
+        const ReactionFiles files{folder.file("reactants.sdf"), folder.file("products.sdf"),
+                                  folder.file("saddles.sdf")};
+        writeFile(files.reactants, records_[0]);
+        writeFile(files.products, records_[1]);
+        writeFile(files.geometries, records_[2]);
+        std::fprintf(stderr, "saddlefit: %zu saddle points stored in %s\n",
+                     addRecords(database_, files), database_.c_str());
+    }
+
+private:
+    std::string database_;
+    std::size_t before_;
+    std::array<std::string, 3> records_;
+};
+
 // What is done for one reaction, in a worker process.
 class ReactionWork {
 public:
@@ -196,6 +235,7 @@ private:
         if (options_.verbose) delivery.messages += explanation(reaction, answer);
         for (const auto &[path, format] : outputsOf(options_))
             delivery.pieces.push_back(format->write(reaction, answer));
+        if (!options_.learnInto.empty()) Learning::addTo(delivery, reaction, answer);
         return delivery;
     }
 
@@ -259,7 +299,10 @@ int react(const ReactOptions &options) {
     const auto mishap = [&](std::size_t item, const std::string &what) {
         return work.failure(item, reader.origin(item).text() + ": " + what);
     };
-    const auto result = runBatch(items, work, mishap, options.batch, outputs.all());
+    Learning learning(options);
+    const auto result = runBatch(items, work, mishap, options.batch, outputs.all(),
+                                 [&](const Delivery &delivery) { learning.take(delivery); });
+    learning.store();
     if (result.interrupted)
         reportInterrupt(result, items.size(), !outputs.all().empty());
     else

@@ -148,7 +148,12 @@ void addSaddle(CLI::App &command, ReactOptions &options) {
                        ->each([&options](const std::string &) { options.searchesSaddle = true; })
                        ->type_name("gfn2|gfn1|gfnff");
     addLadderOptions(command, options.saddle);
-    for (const char *option : {"--attempts", "--steps", "--check"})
+    command
+        .add_option("--learn", options.learnInto,
+                    "Store the saddle points that were found in another database, which is made "
+                    "if it is missing")
+        ->type_name("FILE");
+    for (const char *option : {"--attempts", "--steps", "--check", "--learn"})
         command.get_option(option)->needs(search);
 }
 
@@ -209,7 +214,7 @@ void ReactOptions::requireOtherFiles() const {
     std::set<std::filesystem::path> taken;
     for (const auto &input : {files.reactants, files.products, files.geometries})
         if (!input.empty()) taken.insert(place(input));
-    for (const auto &path : {output, xyz, json}) {
+    for (const auto &path : {output, xyz, json, learnInto}) {
         if (path.empty()) continue;
         requireOtherFile(path, database);
         if (!taken.insert(place(path)).second && isReplaceable(path)) {
@@ -231,6 +236,10 @@ std::string ReactOptions::constraintPath(const Reaction &reaction,
 void ReactOptions::settle() {
     answer.stages = stagesIn(stagesText);
     if (searchesSaddle) answer.saddle = saddle;
+    if (resume && !learnInto.empty()) {
+        throw CLI::ValidationError("--resume", "what an interrupted run had learned is stored "
+                                               "already; go on without --learn, or run anew");
+    }
     if (job == Job::ts && constraintProgram == "xtb") {
         throw CLI::ValidationError("--job",
                                    "xtb has no search for saddle points; --saddle has one");

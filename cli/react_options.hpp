@@ -41,6 +41,7 @@ struct ReactOptions {
     std::string constraintProgram;
     std::string constraintFolder = ".";
     Job job = Job::opt;
+    std::string learnInto; // empty: nothing is learned
     BatchOptions batch;
     bool resume = false;
     std::size_t shard = 1; // of `shards`, from 1

@@ -7,10 +7,15 @@
 #include "host/answers/answer_saddle.hpp"
 #include "host/answers/formats.hpp"
 #include "host/answers/saddle_questions.hpp"
+#include "host/programs/frequency_job.hpp"
+#include "host/saddle/criteria.hpp"
 #include "host/system/output_file.hpp"
 
+#include <algorithm>
 #include <cstdio>
+#include <fstream>
 #include <memory>
+#include <sstream>
 
 namespace saddlefit::cli {
 
@@ -55,10 +60,10 @@ std::string lineOf(const SaddleQuestion &question, const ReactionSaddle &saddle)
 std::string messagesOf(const SaddleQuestion &question, const ReactionSaddle &saddle) {
     std::string text;
     for (const auto &warning : question.warnings)
-        text += "saddlefit: " + question.origin + ": warning: " + warning + "\n";
+        text += "saddlefit: " + question.origin.text() + ": warning: " + warning + "\n";
     if (!saddle.reason.empty())
-        text +=
-            "saddlefit: " + question.origin + ": " + saddle.outcome + ", " + saddle.reason + "\n";
+        text += "saddlefit: " + question.origin.text() + ": " + saddle.outcome + ", " +
+                saddle.reason + "\n";
     return text;
 }
 
@@ -73,7 +78,7 @@ public:
             const auto question = questions_.read(item);
             return answered(question, namedSaddle(question.task, options_.saddle, searches_));
         } catch (const Error &error) {
-            return failure(item, error.what());
+            return failure(item, messageOf(error));
         }
     }
 
@@ -137,7 +142,7 @@ int runSaddles(const SaddleCommandOptions &options, bool searches) {
 
     const SaddleWork work(options, questions, searches);
     const auto mishap = [&](std::size_t item, const std::string &what) {
-        return work.failure(item, questions.origin(item) + ": " + what);
+        return work.failure(item, questions.origin(item).text() + ": " + what);
     };
     const auto result = runBatch(items, work, mishap, options.batch, outputs);
     if (result.interrupted) {
@@ -154,7 +159,60 @@ int runSearch(const SaddleCommandOptions &options) {
     return runSaddles(options, true);
 }
 
+// ---- outputs of other programs ------------------------------------------------------------------
+
+std::optional<FrequencyJob> jobIn(const std::string &path) {
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream text;
+    text << file.rdbuf();
+    try {
+        return frequencyJobIn(text.str());
+    } catch (const Error &error) {
+        throw error.at({path});
+    }
+}
+
+void requireSameAtoms(const std::string &path, const FrequencyJob &job, const SaddleTask &task) {
+    const bool areSame =
+        std::equal(job.atoms.begin(), job.atoms.end(), task.elements.begin(), task.elements.end(),
+                   [](const auto &atom, int element) { return atom.element == element; });
+    if (areSame) return;
+    throw Error("the atoms are others than the reactant's, or in another order; compute the "
+                "vibrations of the reaction's own atoms")
+        .at({path});
+}
+
+// Whether the imaginary mode is the reaction's own.
+int verifyJob(const SaddleCommandOptions &options, const FrequencyJob &job) {
+    const auto &path = options.files.geometries;
+    if (options.files.reactants.empty())
+        throw Error("vibrations of " + job.program +
+                    " without a reaction; give it by --reactants and --products")
+            .at({path});
+    const ReactionReader reader({options.files.reactants, options.files.products, {}},
+                                Start::reactant, Orders::harmonised);
+    const auto task = saddleTask(reader.read(0).front(), {}, 0, 0);
+    requireSameAtoms(path, job, task);
+    std::vector<Position> positions;
+    for (const auto &atom : job.atoms)
+        positions.push_back(atom.position);
+    const auto &lowest = job.modes.front();
+    const double share = shareInChangedBonds(*task.sides, positions, lowest.displacements);
+    const auto imaginary = std::count_if(job.modes.begin(), job.modes.end(), [](const auto &mode) {
+        return mode.wavenumber < firstImaginary;
+    });
+    const char *verdict = imaginary == 0           ? "no imaginary mode"
+                          : imaginary > 1          ? "higher order"
+                          : share < leastModeShare ? "mode of another motion"
+                                                   : "mode of this reaction";
+    std::printf("%s\t%s\t%s\t%d imaginary\t%.1f cm-1\t%.0f %% of the mode in changing bonds\n",
+                path.c_str(), verdict, job.program.c_str(), static_cast<int>(imaginary),
+                lowest.wavenumber, 100 * share);
+    return allDone;
+}
+
 int runVerification(const SaddleCommandOptions &options) {
+    if (const auto job = jobIn(options.files.geometries)) return verifyJob(options, *job);
     return runSaddles(options, false);
 }
 
@@ -231,7 +289,8 @@ void addVerifyCommand(CLI::App &program, Action &chosen) {
     command.footer("Prints lines as \"saddlefit saddle\" does, of the geometries as they stand.\n\n"
                    "Examples:\n"
                    "  saddlefit verify saddle.sdf --check fine\n"
-                   "  saddlefit verify ts.xyz --gradient 0.01 -v      # of another method");
+                   "  saddlefit verify ts.xyz --gradient 0.01 -v      # of another method\n"
+                   "  saddlefit verify g98.out --reactants r.sdf --products p.sdf");
 }
 
 } // namespace saddlefit::cli

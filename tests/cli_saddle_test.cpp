@@ -147,6 +147,159 @@ TEST_F(SaddleCommandTest, GoesOnFromAGivenGeometryAndVerifiesIt) {
     EXPECT_TRUE(contains(contents("out.sdf"), "> <SADDLE>\nverified\n"));
 }
 
+// Near the saddle of HCN -> HNC, out of what the programs print there: xtb (GFN2), psi4 and NWChem
+// (RHF/STO-3G); in the manner of ORCA's manual the same as NWChem's.
+const char *const g98 = R"(                         Standard orientation:
+ ------------------------------------------------------
+  Center     Atomic     Atomic              Coordinates
+  Number     Number      Type              X           Y           Z
+ ------------------------------------------------------
+    1          6             0        0.000000    0.000000    0.000000
+    2          7             0        0.000004    0.000002    1.180000
+    3          1             0        0.000007    1.100001    0.299998
+ ------------------------------------------------------
+ Frequencies -- -1603.8213              2150.6339              2508.1796
+ Red. masses --     2.7986                12.6322                 1.8123
+ Atom AN      X      Y      Z        X      Y      Z        X      Y      Z
+   1   6     0.00   0.23   0.20     0.00  -0.06   0.71     0.00   0.22   0.11
+   2   7    -0.00  -0.24   0.06    -0.00   0.02  -0.68    -0.00   0.06  -0.09
+   3   1    -0.00   0.09  -0.92     0.00   0.13   0.11    -0.00  -0.96  -0.03
+)";
+const char *const psi4 = R"(    Geometry (in Angstrom), charge = 0, multiplicity = 1:
+
+       Center              X                  Y                   Z               Mass
+    ------------   -----------------  -----------------  -----------------  -----------------
+         C            0.000000000000    -0.027371177587    -0.023936779501    12.000000000000
+         N            0.000000000000    -0.000763629466     1.197011240313    14.003074004430
+         H            0.000000000000     1.128134807054     0.306925539187     1.007825032230
+
+  Vibration                       1                   8                   9
+  Freq [cm^-1]                1248.7380i          2106.4365           3071.6652
+  Irrep                           A                   A                   A
+  ----------------------------------------------------------------------------------
+      1   C               -0.00 -0.07 -0.05   -0.00 -0.01  0.72   -0.00 -0.06 -0.01
+      2   N                0.00  0.07 -0.02   -0.00  0.00 -0.64    0.00 -0.02  0.00
+      3   H               -0.00 -0.06  0.99    0.00  0.09  0.25   -0.00  1.00  0.02
+)";
+const char *const nwchem =
+    R"( ---------------------------- Atom information ----------------------------
+     atom    #        X              Y              Z            mass
+ --------------------------------------------------------------------------
+    C        1 -4.0725889D-35 -5.5718419D-02 -4.8497514D-02  1.2000000D+01
+    N        2  2.9634071D-36 -8.0553592D-03  2.2591213D+00  1.4003070D+01
+    H        3  1.8699613D-35  2.1271283D+00  5.8009838D-01  1.0078250D+00
+ --------------------------------------------------------------------------
+
+ P.Frequency    -1248.22       -0.00     2105.44
+
+           1     0.00000     0.00000     0.00000
+           2    -0.06873    -0.01322     0.27298
+           3    -0.05067     0.19312    -0.00284
+           4     0.00000     0.00000     0.00000
+           5     0.06305     0.01166    -0.00015
+           6    -0.02254     0.19260    -0.00242
+           7     0.00000     0.00000     0.00000
+           8    -0.05769    -0.00645    -0.00645
+           9     0.91640     0.16958     0.16958
+)";
+const char *const orca = R"($orca_hessian_file
+
+$vibrational_frequencies
+9
+    0       0.000000
+    1       0.000000
+    2       0.000000
+    3       0.000000
+    4       0.000000
+    5       0.000000
+    6   -1248.220000
+    7    2105.440000
+    8    3071.220000
+
+$normal_modes
+9 9
+                  0          1          2          3          4
+      0       0.0 0.0 0.0 0.0 0.0
+      1       0.0 0.0 0.0 0.0 0.0
+      2       0.0 0.0 0.0 0.0 0.0
+      3       0.0 0.0 0.0 0.0 0.0
+      4       0.0 0.0 0.0 0.0 0.0
+      5       0.0 0.0 0.0 0.0 0.0
+      6       0.0 0.0 0.0 0.0 0.0
+      7       0.0 0.0 0.0 0.0 0.0
+      8       0.0 0.0 0.0 0.0 0.0
+                  5          6          7          8
+      0       0.0  0.00000  0.00000  0.00000
+      1       0.0 -0.06873  0.00297 -0.06104
+      2       0.0 -0.05067 -0.20834 -0.00706
+      3       0.0  0.00000  0.00000  0.00000
+      4       0.0  0.06305 -0.00064 -0.01755
+      5       0.0 -0.02254  0.19260 -0.00242
+      6       0.0  0.00000  0.00000  0.00000
+      7       0.0 -0.05769 -0.00645  0.90000
+      8       0.0  0.91640  0.16958  0.01000
+
+$atoms
+3
+ C     12.01100      0.000000   -0.055718   -0.048498
+ N     14.00700      0.000000   -0.008055    2.259121
+ H      1.00800      0.000000    2.127128    0.580098
+
+$end
+)";
+
+TEST_F(SaddleCommandTest, TellsWhoseModeAFrequencyJobHas) {
+    std::string softer = g98, cut = g98;
+    softer.replace(softer.find("-1603.8213"), 10, " 1603.8213");
+    cut.resize(cut.find("   3   1    -0.00   0.09"));
+    write("g98.out", g98);
+    write("psi4.out", psi4);
+    write("nwchem.out", nwchem);
+    write("orca.hess", orca);
+    write("minimum.out", softer);
+    write("cut.out", cut);
+    const std::string sides = " --reactants hcn.sdf --products hnc.sdf";
+    struct Row {
+        std::string arguments;
+        const char *printed, *said;
+    };
+    const Row rows[] = {
+        {"g98.out" + sides, "\tmode of this reaction\tGaussian\t1 imaginary\t-1603.8 cm-1\t", ""},
+        {"psi4.out" + sides, "\tmode of this reaction\tpsi4\t1 imaginary\t-1248.7 cm-1\t", ""},
+        {"nwchem.out" + sides, "\tmode of this reaction\tNWChem\t1 imaginary\t-1248.2 cm-1\t", ""},
+        {"orca.hess" + sides, "\tmode of this reaction\tORCA\t1 imaginary\t-1248.2 cm-1\t", ""},
+        {"minimum.out" + sides, "\tno imaginary mode\tGaussian\t0 imaginary", ""},
+        {"cut.out" + sides, "", "cut off"},
+        {"g98.out", "", "give it by --reactants and --products"},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.arguments);
+        const auto answer = run("verify " + row.arguments);
+        EXPECT_EQ(answer.status, *row.said == '\0' ? 0 : 1);
+        EXPECT_TRUE(contains(answer.out, row.printed)) << answer.out;
+        EXPECT_TRUE(contains(answer.err, row.said)) << answer.err;
+    }
+}
+
+TEST_F(SaddleCommandTest, LearnsWhatItFound) {
+    const auto learned = react("hnc.sdf", "turn.sdf", "--learn new.db");
+    EXPECT_TRUE(contains(learned.err, "1 saddle points stored in new.db")) << learned.err;
+    const auto again = run("react hcn.sdf hnc.sdf --db new.db");
+    EXPECT_TRUE(contains(again.out, "exact hcn gfn2")) << again.out;
+    // The same saddle, asked for as if hydrogen were to leave: of the reaction of its ends.
+    react("apart.sdf", "turn.sdf", "--attempts 1 --steps 1 --learn other.db");
+    EXPECT_TRUE(contains(run("db list other.db").out, "hcn gfn2 other ends"));
+    EXPECT_EQ(react("hnc.sdf", "turn.sdf", "--learn empty.db").status, 1);
+}
+
+TEST_F(SaddleCommandTest, WritesInputsThatBeginAtTheSaddlePoint) {
+    react("hnc.sdf", "turn.sdf", "--constraints orca --job ts -d inputs");
+    EXPECT_TRUE(contains(contents("inputs/0001-hcn.ts.orca.inp"), "InHessName \"0001-hcn.hess\""));
+    EXPECT_TRUE(contains(contents("inputs/0001-hcn.hess"), "$hessian\n9\n"));
+    EXPECT_TRUE(contains(contents("inputs/0001-hcn.product.xyz"), "3\nhcn\n"));
+    EXPECT_EQ(react("hnc.sdf", "turn.sdf", "--constraints xtb --job ts").status, 2);
+}
+
 TEST_F(SaddleCommandTest, SaysWhereTheLibraryIsNone) {
     std::filesystem::create_directory(file("broken"));
     write("broken/libxtb.so.6", "");

@@ -37,7 +37,7 @@ void nameEnds(const SaddleTask &task, SaddleTry &one) {
                 atoms.push_back({task.elements[i], 0, end.coordinates[i]});
             end.smiles = perceivedSmiles(atoms, task.charge);
         }
-    } catch (const BabelError &) {
+    } catch (const Error &) {
         for (auto &end : one.ends) // names are a courtesy
             end.smiles.clear();
     }

@@ -24,8 +24,7 @@ Electrons electronsOf(const Structure &structure, std::optional<int> charge,
     if (electrons.unpaired <= count && (count - electrons.unpaired) % 2 == 0) return electrons;
     throw Error("a charge of " + std::to_string(electrons.charge) + " leaves " +
                 std::to_string(count) + " electrons, of which " +
-                std::to_string(electrons.unpaired) +
-                " cannot be unpaired")
+                std::to_string(electrons.unpaired) + " cannot be unpaired")
         .with(Remedy::electrons);
 }
 

@@ -38,8 +38,9 @@ std::optional<std::array<SaddleSide, 2>> sidesIn(const Structure &structure) {
     std::istringstream lines(field->second);
     for (int a = 0, b = 0, before = 0, after = 0; lines >> a >> b >> before >> after;) {
         if (std::min(a, b) < 1 || std::max(a, b) > count || a == b)
-            throw Error(structure.origin + ": the field " + changedBondsField +
-                        " names atoms that the record has not; correct or remove it");
+            throw Error(std::string("the field ") + changedBondsField +
+                        " names atoms that the record has not; correct or remove it")
+                .at(structure.origin);
         const auto bond = orderedPair(a - 1, b - 1);
         for (auto &side : sides)
             std::erase(side.bonds, bond);
@@ -69,7 +70,8 @@ std::vector<Position> positionsOf(const std::vector<StructureAtom> &atoms) {
 
 void requirePlaces(const Structure &structure) {
     if (!structure.atoms.empty() && hasCoordinates(structure.atoms)) return;
-    throw Error(structure.origin + ": has no coordinates to begin with; give a structure in space");
+    throw Error("there are no coordinates to begin with; give a structure in space")
+        .at(structure.origin);
 }
 
 std::vector<StructureAtom> atomsToWrite(const SaddleQuestion &question,
@@ -98,11 +100,10 @@ std::string SaddleQuestions::title(std::size_t index) const {
     return structure ? titleOf(*structure, index) : "record " + std::to_string(index + 1);
 }
 
-std::string SaddleQuestions::origin(std::size_t index) const {
+Place SaddleQuestions::origin(std::size_t index) const {
     const auto record = geometries_.read(index);
     const auto *structure = std::get_if<Structure>(&record);
-    return structure ? structure->origin
-                     : files_.geometries + ", record " + std::to_string(index + 1);
+    return structure ? structure->origin : Place{files_.geometries, index + 1};
 }
 
 SaddleQuestion SaddleQuestions::read(std::size_t index) const {

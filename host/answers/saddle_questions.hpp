@@ -23,7 +23,7 @@ struct SaddleQuestionFiles {
 struct SaddleQuestion {
     std::size_t number = 0; ///< of the record, from 1
     std::string title;
-    std::string origin;
+    Place origin;
     std::vector<StructureAtom> atoms;          ///< as the geometry has them
     std::vector<StructureBond> bonds;          ///< that both sides have
     std::map<std::string, std::string> fields; ///< of the record, where its format has some
@@ -40,7 +40,7 @@ public:
 
     std::size_t count() const { return geometries_.count(); }
     std::string title(std::size_t index) const;
-    std::string origin(std::size_t index) const;
+    Place origin(std::size_t index) const;
 
     /// Throws Error for a record that is none, and for charges that cannot be.
     SaddleQuestion read(std::size_t index) const;

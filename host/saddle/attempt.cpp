@@ -1,5 +1,7 @@
 #include "host/saddle/attempt.hpp"
 
+#include "host/saddle/criteria.hpp"
+
 #include <algorithm>
 #include <array>
 
@@ -39,8 +41,12 @@ void compareEnds(ReactionSides &sides, Attempt &attempt) {
         std::swap(attempt.ends[0], attempt.ends[1]);
         std::swap(attempt.sides[0], attempt.sides[1]);
     }
-    attempt.outcome =
-        areBothSides(attempt.sides) ? SaddleOutcome::verified : SaddleOutcome::otherEnds;
+    attempt.outcome = SaddleOutcome::otherEnds;
+    if (!areBothSides(attempt.sides)) return;
+    if (attempt.modeShare >= leastModeShare)
+        attempt.outcome = SaddleOutcome::verified;
+    else
+        attempt.reason = "the imaginary mode does not change the bonds of the reaction";
 }
 
 /// Where nothing is known of the reaction, it is what the ends say.
@@ -90,7 +96,7 @@ Attempt attemptAt(EnergySurface &surface, ReactionSides *sides, const AttemptOpt
     try {
         attempt.saddle = find();
         judge(surface, sides, options, attempt);
-    } catch (const SurfaceError &error) {
+    } catch (const Error &error) {
         attempt.outcome = SaddleOutcome::failed;
         attempt.reason = error.what();
     }

@@ -25,7 +25,7 @@ struct AttemptOptions {
 /// One search from a start to its verified end.
 struct Attempt {
     SaddleOutcome outcome = SaddleOutcome::failed;
-    std::string reason; ///< why it failed, a sentence; empty otherwise
+    std::string reason; ///< why it failed or what is wrong with its ends; empty otherwise
     StationaryPoint saddle;
     double modeShare = 0.0;  ///< how much of the imaginary mode is in the changing bonds, 0 to 1
     std::vector<End> ends;   ///< two of a first-order saddle, the reactant's first if it is one

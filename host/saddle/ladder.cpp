@@ -33,6 +33,7 @@ std::string gradientOf(const Attempt &attempt) {
 std::string reasonOf(const Attempt &attempt) {
     const bool isAnyReaction = attempt.ends.size() == 2 && attempt.sides[0] == attempt.sides[1] &&
                                attempt.ends[0].bonds == attempt.ends[1].bonds;
+    if (!attempt.reason.empty()) return attempt.reason;
     switch (attempt.outcome) {
     case SaddleOutcome::otherEnds:
         return isAnyReaction ? "both ends of the saddle point have the same bonds"
@@ -43,7 +44,7 @@ std::string reasonOf(const Attempt &attempt) {
         return attempt.saddle.converged ? "the stationary point has no imaginary mode"
                                         : "no stationary point was found" + gradientOf(attempt);
     default:
-        return attempt.reason;
+        return {};
     }
 }
 

@@ -103,8 +103,12 @@ private:
         const auto &result = report_.attempts[index].result;
         const auto &[minimum, bonds] = result.ends[end];
         auto changed = bondsChanged(reactant_ ? *reactant_ : result.ends.front().bonds, bonds);
-        return {sideWord(index, result.sides[end]), minimum.value.energy, std::move(changed.made),
-                std::move(changed.broken), inAngstrom(minimum.coordinates)};
+        return {sideWord(index, result.sides[end]),
+                minimum.value.energy,
+                std::move(changed.made),
+                std::move(changed.broken),
+                inAngstrom(minimum.coordinates),
+                {}};
     }
 
     /// A search that follows another lies between that one's wrong end, as its reactant, and the
@@ -188,6 +192,13 @@ SaddleTask saddleTask(const Reaction &reaction, std::vector<StartGeometry> start
 const SaddleTry *ReactionSaddle::found() const {
     if (shown >= attempts.size() || attempts[shown].coordinates.empty()) return nullptr;
     return &attempts[shown];
+}
+
+double shareInChangedBonds(const std::array<SaddleSide, 2> &sides,
+                           const std::vector<Position> &positions,
+                           const std::vector<Position> &displacements) {
+    const auto changed = bondsChanged(drawnSide(sides[0]).bonds, drawnSide(sides[1]).bonds);
+    return shareInBonds(changed, inBohr(positions), inBohr(displacements).normalized());
 }
 
 void requireMethod(const std::string &method) {

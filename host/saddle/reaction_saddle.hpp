@@ -90,6 +90,11 @@ struct ReactionSaddle {
     const SaddleTry *found() const;
 };
 
+/// How much of a displacement is in the bonds that a reaction makes and breaks, 0 to 1.
+double shareInChangedBonds(const std::array<SaddleSide, 2> &sides,
+                           const std::vector<Position> &positions,
+                           const std::vector<Position> &displacements);
+
 /// Throws Error if the method is unknown or cannot be used on this machine.
 void requireMethod(const std::string &method);
 

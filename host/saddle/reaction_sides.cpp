@@ -22,8 +22,7 @@ double usualProgress(const BondsChanged &bonds, const Species &species, bool atP
 } // namespace
 
 const Minimum &ReactionSide::relaxed() {
-    if (drawn_.coordinates.size() == 0)
-        throw SurfaceError(SurfaceFault::badGeometry, "a side of the reaction has no coordinates");
+    if (drawn_.coordinates.size() == 0) throw Error("a side of the reaction has no coordinates");
     if (!relaxed_) relaxed_ = relax(surface_, drawn_.coordinates);
     return *relaxed_;
 }

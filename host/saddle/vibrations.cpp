@@ -1,5 +1,6 @@
 #include "host/saddle/vibrations.hpp"
 
+#include "host/saddle/criteria.hpp"
 #include "host/saddle/internal_space.hpp"
 #include "host/saddle/saddle_mode.hpp"
 #include "host/structures/element_data.hpp"
@@ -10,8 +11,6 @@
 namespace saddlefit::host {
 
 namespace {
-
-constexpr double noiseBelow = 30.0; // cm-1
 
 Eigen::VectorXd massRoots(const Species &species, Eigen::Index size) {
     Eigen::VectorXd roots = Eigen::VectorXd::Constant(size, std::sqrt(electronMassesPerDalton));
@@ -25,7 +24,7 @@ Eigen::VectorXd massRoots(const Species &species, Eigen::Index size) {
 } // namespace
 
 int Vibrations::order() const {
-    return static_cast<int>((wavenumbers.array() < -noiseBelow).count());
+    return static_cast<int>((wavenumbers.array() < firstImaginary).count());
 }
 
 Vibrations vibrationsOf(const Species &species, const Eigen::VectorXd &coordinates,
