@@ -311,11 +311,11 @@ def tables(ways, reactions, picture=None, baseline=None):
     return text.getvalue()
 
 
-def put_into(document, text):
+def put_into(document, text, mark="measured"):
     """Replaces what stands between the marks, which each have a line of their own."""
-    before, _, rest = document.read_text().partition("<!-- measured -->\n")
-    _, _, after = rest.partition("<!-- /measured -->\n")
-    document.write_text(f"{before}<!-- measured -->\n{text}<!-- /measured -->\n{after}")
+    before, _, rest = document.read_text().partition(f"<!-- {mark} -->\n")
+    _, _, after = rest.partition(f"<!-- /{mark} -->\n")
+    document.write_text(f"{before}<!-- {mark} -->\n{text}<!-- /{mark} -->\n{after}")
 
 
 def main():

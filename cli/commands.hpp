@@ -13,6 +13,8 @@ namespace saddlefit::cli {
 using Action = std::function<int()>;
 
 void addReactCommand(CLI::App &program, Action &chosen);
+void addSaddleCommand(CLI::App &program, Action &chosen);
+void addVerifyCommand(CLI::App &program, Action &chosen);
 void addCompareCommand(CLI::App &program, Action &chosen);
 void addDbCommand(CLI::App &program, Action &chosen);
 void addPerceiveCommand(CLI::App &program, Action &chosen);

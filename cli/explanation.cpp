@@ -1,6 +1,7 @@
 #include "cli/explanation.hpp"
 
 #include "cli/host.hpp"
+#include "cli/saddle_text.hpp"
 #include "host/search/direction.hpp"
 #include "host/structures/labels.hpp"
 #include "host/system/text.hpp"
@@ -57,7 +58,9 @@ std::string explanation(const Reaction &reaction, const Answer &answer) {
         for (const auto &match : report.matches)
             text += matchText(reaction, match, &match == answer.matched());
     }
-    return text + placementText(answer);
+    text += placementText(answer);
+    if (answer.saddle) text += saddleExplanation(reaction.reactant.atoms, *answer.saddle);
+    return text;
 }
 
 } // namespace saddlefit::cli

@@ -1,12 +1,16 @@
 #include "cli/batch/batch.hpp"
 #include "cli/commands.hpp"
+#include "cli/database/addition.hpp"
 #include "cli/explanation.hpp"
 #include "cli/json.hpp"
 #include "cli/react_options.hpp"
 #include "cli/report.hpp"
+#include "cli/saddle_text.hpp"
 #include "host/answers/best_map.hpp"
 #include "host/answers/expected_error.hpp"
+#include "host/answers/learned_saddles.hpp"
 #include "host/programs/constraint_files.hpp"
+#include "host/programs/saddle_inputs.hpp"
 #include "host/store/database_file.hpp"
 #include "host/system/output_file.hpp"
 #include "host/system/temporary_folder.hpp"
@@ -15,6 +19,7 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
@@ -67,7 +72,13 @@ std::string resultLine(const Reaction &reaction, const Answer &answer) {
            std::to_string(answer.frozen.size()) + " atoms frozen\t" +
            (answer.stage ? wordOf(*answer.stage) : "-") + "\t" +
            expectedErrorText(reaction, answer) + "\tconfidence " + confidenceOf(reaction, answer) +
-           "\n";
+           (answer.saddle ? "\t" + saddleColumns(*answer.saddle) : "") + "\n";
+}
+
+std::string saddleMessage(const Reaction &reaction, const Answer &answer) {
+    if (!answer.saddle || answer.saddle->reason.empty()) return {};
+    return "saddlefit: " + reaction.reactant.origin.text() +
+           ": saddle point: " + answer.saddle->outcome + ", " + answer.saddle->reason + "\n";
 }
 
 // What an answer counts as at the end.
@@ -85,6 +96,12 @@ std::vector<Constraint> constraintsToKeep(const Answer &answer) {
     return kept;
 }
 
+void writeFile(const std::string &path, const std::string &text) {
+    OutputFile file(path);
+    file.write(text);
+    file.commit();
+}
+
 void writeConstraintFile(const ReactOptions &options, const Reaction &reaction,
                          const Answer &answer) {
     const ConstrainedMolecule molecule{reaction.title,
@@ -94,10 +111,78 @@ void writeConstraintFile(const ReactOptions &options, const Reaction &reaction,
                                        constraintsToKeep(answer),
                                        answer.frozen,
                                        options.constraintStem(reaction)};
-    OutputFile file(options.constraintPath(reaction));
-    file.write(constraintFile(options.constraintProgram, molecule));
-    file.commit();
+    writeFile(options.constraintPath(reaction, constraintFormat(options.constraintProgram).suffix),
+              constraintFile(options.constraintProgram, molecule));
 }
+
+// Of a side in space.
+std::vector<Position> positionsOf(const Structure &structure) {
+    std::vector<Position> positions;
+    if (!hasCoordinates(structure.atoms)) return positions;
+    for (const auto &atom : structure.atoms)
+        positions.push_back(atom.position);
+    return positions;
+}
+
+void writeSaddleInputs(const ReactOptions &options, const Reaction &reaction,
+                       const Answer &answer) {
+    SaddleGuess guess{reaction.title,
+                      answer.charge,
+                      answer.unpaired,
+                      placedAtoms(reaction, answer.bestCoordinates()),
+                      positionsOf(reaction.reactant),
+                      positionsOf(reaction.product),
+                      {},
+                      options.constraintStem(reaction)};
+    if (const auto *found = answer.saddle ? answer.saddle->found() : nullptr)
+        guess.hessian = found->hessian;
+    for (const auto &[suffix, text] : saddleInputs(options.constraintProgram, guess))
+        writeFile(options.constraintPath(reaction, suffix), text);
+}
+
+void writeInputs(const ReactOptions &options, const Reaction &reaction, const Answer &answer) {
+    if (options.constraintProgram.empty()) return;
+    if (options.job == Job::ts)
+        writeSaddleInputs(options, reaction, answer);
+    else
+        writeConstraintFile(options, reaction, answer);
+}
+
+/// Takes the saddle points in that workers find, and stores them in the end.
+class Learning {
+public:
+    explicit Learning(const ReactOptions &options)
+        : database_(options.learnInto), before_(outputsOf(options).size()) {}
+
+    /// In the worker: behind the pieces of the output files.
+    static void addTo(Delivery &delivery, const Reaction &reaction, const Answer &answer) {
+        auto [reactants, products, saddles] = learnedSaddles(reaction, answer);
+        for (auto *records : {&reactants, &products, &saddles})
+            delivery.pieces.push_back(std::move(*records));
+    }
+
+    void take(const Delivery &delivery) {
+        for (std::size_t i = 0; i < records_.size() && before_ + i < delivery.pieces.size(); ++i)
+            records_[i] += delivery.pieces[before_ + i];
+    }
+
+    void store() const {
+        if (database_.empty() || records_.back().empty()) return;
+        const TemporaryFolder folder;
+        const ReactionFiles files{folder.file("reactants.sdf"), folder.file("products.sdf"),
+                                  folder.file("saddles.sdf")};
+        writeFile(files.reactants, records_[0]);
+        writeFile(files.products, records_[1]);
+        writeFile(files.geometries, records_[2]);
+        std::fprintf(stderr, "saddlefit: %zu saddle points stored in %s\n",
+                     addRecords(database_, files), database_.c_str());
+    }
+
+private:
+    std::string database_;
+    std::size_t before_;
+    std::array<std::string, 3> records_;
+};
 
 // What is done for one reaction, in a worker process.
 class ReactionWork {
@@ -136,7 +221,7 @@ public:
 private:
     Delivery answered(const MappedAnswer &mapped) const {
         const auto &[reaction, answer] = mapped;
-        if (!options_.constraintProgram.empty()) writeConstraintFile(options_, reaction, answer);
+        writeInputs(options_, reaction, answer);
         Delivery delivery;
         delivery.line = resultLine(reaction, answer);
         delivery.outcome = outcomeWord(answer);
@@ -145,9 +230,11 @@ private:
             delivery.warnings.push_back(messageOf(warning));
         delivery.warnings.insert(delivery.warnings.end(), answer.strains.begin(),
                                  answer.strains.end());
-        if (options_.verbose) delivery.messages = explanation(reaction, answer);
+        delivery.messages = saddleMessage(reaction, answer);
+        if (options_.verbose) delivery.messages += explanation(reaction, answer);
         for (const auto &output : outputs_)
             delivery.pieces.push_back(output.text(reaction, answer));
+        if (!options_.learnInto.empty()) Learning::addTo(delivery, reaction, answer);
         return delivery;
     }
 
@@ -223,6 +310,7 @@ int react(const ReactOptions &options) {
     const StoredReactions stored(options.database);
     if (stored.empty()) reportEmpty(options.database);
     options.requireOtherFiles();
+    if (options.answer.saddle) requireMethod(options.answer.saddle->method);
 
     if (!options.constraintProgram.empty()) makeFolder(options.constraintFolder);
     const auto wanted = options.outputs(reader.count());
@@ -243,7 +331,10 @@ int react(const ReactOptions &options) {
     const auto mishap = [&](std::size_t item, const std::string &what) {
         return answering.failure(item, reader.origin(item).text() + ": " + what);
     };
-    const auto result = runBatch(items, work, mishap, options.batch, outputs.all());
+    Learning learning(options);
+    const auto result = runBatch(items, work, mishap, options.batch, outputs.all(),
+                                 [&](const Delivery &delivery) { learning.take(delivery); });
+    learning.store();
     if (result.interrupted)
         reportInterrupt(result, items.size(), !outputs.all().empty());
     else

@@ -2,6 +2,7 @@
 
 #include "cli/host.hpp"
 #include "cli/order_option.hpp"
+#include "cli/saddle_options.hpp"
 #include "host/programs/constraint_files.hpp"
 #include "host/store/database_file.hpp"
 #include "host/system/output_file.hpp"
@@ -139,6 +140,26 @@ void addRelaxation(CLI::App &command, ReactOptions &options) {
         ->capture_default_str();
 }
 
+void addSaddle(CLI::App &command, ReactOptions &options) {
+    auto *search = command
+                       .add_option("--saddle", options.saddle.method,
+                                   "Search for the saddle point from the guess and verify it, by "
+                                   "gfn2 (default), gfn1 or gfnff; give it behind the files")
+                       ->expected(0, 1)
+                       ->default_str(options.saddle.method)
+                       ->check(CLI::IsMember({"gfn2", "gfn1", "gfnff"}))
+                       ->each([&options](const std::string &) { options.searchesSaddle = true; })
+                       ->type_name("gfn2|gfn1|gfnff");
+    addLadderOptions(command, options.saddle);
+    command
+        .add_option("--learn", options.learnInto,
+                    "Store the saddle points that were found in another database, which is made "
+                    "if it is missing")
+        ->type_name("FILE");
+    for (const char *option : {"--attempts", "--steps", "--check", "--learn"})
+        command.get_option(option)->needs(search);
+}
+
 void addResults(CLI::App &command, ReactOptions &options) {
     command
         .add_option("--guesses", options.answer.guesses,
@@ -156,15 +177,18 @@ void addResults(CLI::App &command, ReactOptions &options) {
         .add_option("--json", options.json,
                     "Write everything about each answer, a JSON object per line")
         ->type_name("FILE");
-    auto *format =
-        command
-            .add_option("--constraints", options.constraintProgram,
-                        "Write an input file per reaction that keeps the centre in place")
-            ->check(CLI::IsMember(programsWithConstraints()))
-            ->type_name("PROGRAM");
+    auto *format = command
+                       .add_option("--constraints", options.constraintProgram,
+                                   "Write an input per reaction that keeps the centre in place")
+                       ->check(CLI::IsMember(programsWithConstraints()))
+                       ->type_name("PROGRAM");
     command.add_option("-d,--directory", options.constraintFolder, "Folder for those files")
         ->needs(format)
         ->type_name("DIR");
+    addChoice(command, "--job", options.job,
+              "What those inputs do: optimise under constraints (opt, default), or search for the "
+              "saddle point (ts; not xtb)");
+    command.get_option("--job")->needs(format);
     command.add_flag("-v,--verbose", options.verbose,
                      "Explain each answer on standard error: candidates, matches, roles");
     command.add_flag("-q,--quiet", options.batch.quiet,
@@ -198,7 +222,7 @@ void ReactOptions::requireOtherFiles() const {
     std::set<std::filesystem::path> taken;
     for (const auto &input : {files.reactants, files.products, files.geometries})
         if (!input.empty()) taken.insert(place(input));
-    for (const auto &path : {output, xyz, json}) {
+    for (const auto &path : {output, xyz, json, learnInto}) {
         if (path.empty()) continue;
         requireOtherFile(path, database);
         if (!taken.insert(place(path)).second && isReplaceable(path)) {
@@ -226,9 +250,9 @@ std::string ReactOptions::constraintStem(const Reaction &reaction) const {
     return formatted("%04zu-", reaction.number) + asFileName(reaction.title);
 }
 
-std::string ReactOptions::constraintPath(const Reaction &reaction) const {
-    return std::filesystem::path(constraintFolder) /
-           (constraintStem(reaction) + constraintFormat(constraintProgram).suffix);
+std::string ReactOptions::constraintPath(const Reaction &reaction,
+                                         const std::string &suffix) const {
+    return std::filesystem::path(constraintFolder) / (constraintStem(reaction) + suffix);
 }
 
 void ReactOptions::settle() {
@@ -236,6 +260,15 @@ void ReactOptions::settle() {
     answer.charge = bareSides.charge;
     for (const auto &path : {output, xyz, json})
         if (path == standardOutput) batch.linesAreMessages = true;
+    if (searchesSaddle) answer.saddle = saddle;
+    if (resume && !learnInto.empty()) {
+        throw CLI::ValidationError("--resume", "what an interrupted run had learned is stored "
+                                               "already; go on without --learn, or run anew");
+    }
+    if (job == Job::ts && constraintProgram == "xtb") {
+        throw CLI::ValidationError("--job",
+                                   "xtb has no search for saddle points; --saddle has one");
+    }
     if (resume && answer.guesses > 1) {
         throw CLI::ValidationError("--resume",
                                    "several guesses per reaction cannot be gone on with; "
@@ -247,10 +280,11 @@ void ReactOptions::settle() {
 }
 
 void addReactOptions(CLI::App &command, ReactOptions &options) {
-    constexpr std::array<std::pair<const char *, void (*)(CLI::App &, ReactOptions &)>, 5> groups{
+    constexpr std::array<std::pair<const char *, void (*)(CLI::App &, ReactOptions &)>, 6> groups{
         {{"Input options", addInputs},
          {"Search options", addAsking},
          {"Relaxation options", addRelaxation},
+         {"Saddle options", addSaddle},
          {"Output options", addResults},
          {"Batch options", addBatch}}};
     for (const auto &[name, add] : groups) {
@@ -260,10 +294,13 @@ void addReactOptions(CLI::App &command, ReactOptions &options) {
     command.footer(
         "Prints a line per reaction, its columns parted by tabs: title, elements of the changed\n"
         "bonds, match, constraints and frozen atoms of the finished structure, stage,\n"
-        "expected error of made and broken bonds in angstrom, confidence in it.\n\n"
+        "expected error of made and broken bonds in angstrom, confidence in it; with --saddle "
+        "also\n"
+        "its outcome, energy, barrier, imaginary mode and gradients.\n\n"
         "Examples:\n"
         "  saddlefit react reactants.sdf products.sdf --db reactions.db -o guess.sdf\n"
         "  saddlefit react r.sdf p.sdf --db reactions.db --relax xtb --json guess.jsonl -j 8\n"
+        "  saddlefit react r.sdf p.sdf --db reactions.db --saddle -o saddles.sdf\n"
         "  saddlefit react r.sdf p.sdf --db reactions.db --constraints orca -d inputs");
 }
 

@@ -15,6 +15,21 @@ class App;
 
 namespace saddlefit::cli {
 
+// What the inputs for other programs are to do.
+enum class Job {
+    opt, // optimise the rest under constraints
+    ts   // search for the saddle point
+};
+
+} // namespace saddlefit::cli
+
+template <>
+inline constexpr auto saddlefit::host::wordsFor<saddlefit::cli::Job> =
+    std::to_array<saddlefit::host::Word<saddlefit::cli::Job>>({{saddlefit::cli::Job::opt, "opt"},
+                                                               {saddlefit::cli::Job::ts, "ts"}});
+
+namespace saddlefit::cli {
+
 struct ReactOptions {
     ReactionFiles files;
     std::string database;
@@ -28,6 +43,8 @@ struct ReactOptions {
     std::string json;
     std::string constraintProgram;
     std::string constraintFolder = ".";
+    Job job = Job::opt;
+    std::string learnInto; // empty: nothing is learned
     BatchOptions batch;
     bool resume = false;
     std::size_t shard = 1; // of `shards`, from 1
@@ -43,7 +60,7 @@ struct ReactOptions {
     // "0007-title", the name of a reaction's input file without its suffix
     std::string constraintStem(const Reaction &reaction) const;
     // "DIR/0007-title.inp"
-    std::string constraintPath(const Reaction &reaction) const;
+    std::string constraintPath(const Reaction &reaction, const std::string &suffix) const;
 
     // Take over what is given as text; throws CLI::ValidationError on anything without a meaning.
     void settle();
@@ -51,6 +68,8 @@ struct ReactOptions {
     std::string startText = "mean";
     std::string stagesText = "full,sigma,lengths";
     std::string shardText;
+    bool searchesSaddle = false;
+    SaddleOptions saddle; // taken over into `answer` if it searches
 };
 
 void addReactOptions(CLI::App &command, ReactOptions &options);

@@ -4,6 +4,7 @@
 usage: check_json.py SADDLEFIT SCHEMA DATA
 """
 import copy
+import ctypes.util
 import json
 import math
 import subprocess
@@ -58,6 +59,8 @@ def answers(folder):
         (folder / "r.sdf", folder / "p.sdf", "--stages", "sigma", "--relax", "uff"),
         (levels / "parents_reactants.sdf", levels / "parents_products.sdf"),
     ]
+    if ctypes.util.find_library("xtb"):
+        runs.append((folder / "r.sdf", folder / "p.sdf", "--saddle", "--attempts", "1"))
     for number, arguments in enumerate(runs):
         output = folder / f"{number}.jsonl"
         run("react", *arguments, "--db", database, "--json", output)
@@ -70,6 +73,8 @@ def answers(folder):
 def kind_of(answer):
     if "error" in answer:
         return "error"
+    if "saddle" in answer:
+        return "saddle " + answer["saddle"]["outcome"]
     return f"{answer['outcome']} {answer['stage']}"
 
 
@@ -110,7 +115,7 @@ def objects_in(value):
         yield from objects_in(inner)
 
 
-def check_strictness(validator, answer):
+def check_strictness(validator, answer, kind):
     """Each member of each object is demanded, and no other is let through."""
     count = sum(1 for _ in objects_in(answer))
     for i in range(count):
@@ -119,7 +124,7 @@ def check_strictness(validator, answer):
         ]:
             spoilt = copy.deepcopy(answer)
             spoil(list(objects_in(spoilt))[i])
-            assert not validator.is_valid(spoilt), f"object {i} of {kind_of(answer)} may be spoilt"
+            assert not validator.is_valid(spoilt), f"object {i} of {kind} may be spoilt"
 
 
 def main():
@@ -135,8 +140,12 @@ def main():
             seen.setdefault(kind_of(answer), answer)
     wanted = {"exact full", "partial full", "partial sigma", "none lengths", "none None", "error"}
     assert wanted <= set(seen), f"not seen: {wanted - set(seen)}"
-    for answer in seen.values():
-        check_strictness(validator, answer)
+    saddles = jsonschema.Draft202012Validator({"$ref": "#/$defs/saddle", "$defs": schema["$defs"]})
+    for kind, answer in seen.items():
+        if "saddle" in answer:
+            check_strictness(saddles, answer["saddle"], kind)
+        else:
+            check_strictness(validator, answer, kind)
     print("kinds of answers:", ", ".join(sorted(seen)))
 
 

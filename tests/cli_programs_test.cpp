@@ -1,5 +1,6 @@
 // Inputs for other programs, and the programs themselves where they are installed.
 #include "host/programs/constraint_files.hpp"
+#include "host/programs/saddle_inputs.hpp"
 #include "host/programs/targets.hpp"
 #include "host/programs/xtb.hpp"
 #include "host/system/error.hpp"
@@ -344,6 +345,97 @@ TEST_F(RealPrograms, AseMeetsTheTargetsWithAnyCalculator) {
         runToTheEnd("ase", text, python, {"input"});
         expectOnTarget(molecule, read("optimised.xyz"), 0.01, 1.0);
     }
+}
+
+// ---- searches for saddle points ---------------------------------------------------------------
+
+// Near the transition state of HCN -> HNC, with a Hessian that has one negative eigenvalue.
+SaddleGuess hcn(bool withHessian) {
+    SaddleGuess guess;
+    guess.title = "hcn";
+    guess.atoms = {{6, 0, {0, 0, 0}}, {7, 0, {0, 0, 1.18}}, {1, 0, {0, 1.1, 0.3}}};
+    guess.reactant = {{0, 0, 0}, {0, 0, 1.15}, {0, 0, -1.07}};
+    guess.product = {{0, 0, 0}, {0, 0, 1.17}, {0, 0, 2.17}};
+    if (!withHessian) return guess;
+    guess.hessian.assign(81, 0.0);
+    for (const std::size_t i : {0u, 1u, 2u, 3u, 4u, 5u, 6u, 7u, 8u})
+        guess.hessian[10 * i] = i == 8 ? -0.05 : 0.5;
+    guess.hessian[8 * 9 + 7] = guess.hessian[7 * 9 + 8] = 0.01;
+    return guess;
+}
+
+std::string textIn(const std::vector<InputText> &files, const std::string &suffix) {
+    for (const auto &file : files)
+        if (file.suffix == suffix) return file.text;
+    return {};
+}
+
+TEST(SaddleInputs, HaveEachProgramsOwnWordsAndTheHessian) {
+    struct Row {
+        const char *program, *suffix;
+        bool withHessian;
+        std::vector<const char *> parts;
+    };
+    const Row rows[] = {
+        {"orca", ".ts.orca.inp", false, {"! HF-3c OptTS NumFreq\n", "Calc_Hess true\n"}},
+        {"orca", ".ts.orca.inp", true, {"InHess Read\n  InHessName \"saddle.hess\"\n", "xyz 0 1"}},
+        {"orca",
+         ".hess",
+         true,
+         {"$hessian\n9\n", "\n    7 ", "   1.0000000000E-02\n", "$atoms\n3\n C ", "2.0786"}},
+        {"orca", ".neb.orca.inp", false, {"NEB-TS", "NEB_End_XYZFile \"saddle.product.xyz\""}},
+        {"orca", ".product.xyz", false, {"3\nhcn\n"}},
+        {"gaussian", ".ts.gjf", false, {"Opt=(TS,CalcFC,NoEigenTest) Freq", "\n\nhcn\n\n0 1\n"}},
+        {"gaussian",
+         ".ts.gjf",
+         true,
+         {"Opt=(TS,FCCards,NoEigenTest)", "  0.01000000 -0.05000000\n\n"}},
+        {"gaussian", ".qst3.gjf", false, {"Opt=(QST3", "hcn reactant", "hcn product", "hcn guess"}},
+        {"psi4", ".ts.psi4.dat", false, {"opt_type ts", "frequencies('scf')"}},
+        {"nwchem", ".ts.nw", false, {"task scf freq\ndriver\n  inhess 2", "task scf saddle"}},
+        {"nwchem", ".hess", true, {"   -5.0000000000E-02\n"}},
+        {"ase", ".ts.ase.py", false, {"MinModeTranslate(dimer)"}},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(std::string(row.program) + row.suffix);
+        const auto text = textIn(saddleInputs(row.program, hcn(row.withHessian)), row.suffix);
+        for (const auto *part : row.parts)
+            EXPECT_TRUE(contains(text, part)) << part << " in\n" << text;
+    }
+    auto alone = hcn(false);
+    alone.product.clear();
+    EXPECT_EQ(saddleInputs("gaussian", alone).size(), 1u);
+    EXPECT_THROW(saddleInputs("xtb", alone), Error);
+    alone.atoms[0].position.x = std::numeric_limits<double>::infinity();
+    EXPECT_THROW(saddleInputs("orca", alone), Error);
+}
+
+class RealSaddleSearches : public RealPrograms {
+protected:
+    void search(const std::string &program, const SaddleGuess &guess, const std::string &command,
+                const std::vector<std::string> &arguments) {
+        if (!isInstalled(program.c_str())) GTEST_SKIP() << program << " is not installed";
+        const auto files = saddleInputs(program, guess);
+        for (const auto &[suffix, text] : files)
+            std::ofstream(folder.file(guess.stem + suffix)) << text;
+        runToTheEnd(program, files.front().text, command, arguments);
+    }
+};
+
+TEST_F(RealSaddleSearches, NwchemFindsTheSaddleWithAndWithoutAHessian) {
+    for (const bool withHessian : {false, true}) {
+        search("nwchem", hcn(withHessian), "nwchem", {"input"});
+        if (IsSkipped()) return;
+        EXPECT_TRUE(contains(log(), "Optimization converged"));
+        EXPECT_TRUE(contains(log(), "P.Frequency    -1248.")); // RHF/STO-3G; psi4 has it too
+    }
+}
+
+TEST_F(RealSaddleSearches, Psi4FindsTheSaddle) {
+    search("psi4", hcn(false), "psi4", {"-n", "1", "input", "output"});
+    if (IsSkipped()) return;
+    EXPECT_TRUE(contains(contentsOf(folder.file("output")), "Optimization is complete"));
+    EXPECT_TRUE(contains(contentsOf(folder.file("output")), "1248."));
 }
 
 } // namespace

@@ -4,8 +4,8 @@
 #include "host/saddle/path.hpp"
 #include "host/saddle/rational_step.hpp"
 #include "host/saddle/saddle_mode.hpp"
-#include "host/saddle/units.hpp"
 #include "host/saddle/xtb_surface.hpp"
+#include "host/structures/units.hpp"
 
 #include <gtest/gtest.h>
 
@@ -43,10 +43,6 @@ private:
     }
 };
 
-const DirectionAt unknownDirection = [](const Eigen::VectorXd &x) -> Eigen::VectorXd {
-    return Eigen::VectorXd::Zero(x.size());
-};
-
 TEST(SaddleSearch, FindsThePublishedSaddlesOfAnAnalyticSurfaceAndTheirMinima) {
     struct Row {
         Eigen::Vector2d start, saddle, end1, end2;
@@ -58,7 +54,7 @@ TEST(SaddleSearch, FindsThePublishedSaddlesOfAnAnalyticSurfaceAndTheirMinima) {
     for (const auto &row : rows) {
         SCOPED_TRACE(row.energy);
         MuellerBrown surface;
-        const auto point = findFirstOrder(surface, {row.start, {}, {}}, unknownDirection, {});
+        const auto point = findFirstOrder(surface, {row.start, {}, {}}, anyDirection, {});
         ASSERT_TRUE(point.isFirstOrder());
         EXPECT_LT((point.coordinates - row.saddle).norm(), 2e-3);
         EXPECT_NEAR(1e3 * point.energy, row.energy, 1e-3);
@@ -167,7 +163,7 @@ TEST_P(SmallReactions, AreVerified) {
         AttemptOptions options;
         options.descent = descent;
         const auto attempt = attemptFrom(*surface, {inBohr(reaction.guess), {}, {}},
-                                         sides.direction(), sides, options);
+                                         sides.direction(), &sides, options);
         ASSERT_EQ(nameOf(attempt.outcome), std::string("verified")) << attempt.reason;
         EXPECT_NEAR(attempt.saddle.vibrations.wavenumbers[0], reaction.wavenumber, 5.0);
         const double rise = attempt.saddle.energy - sides.reactant.relaxed().value.energy;
@@ -279,6 +275,83 @@ TEST(Ladder, TellsASaddleOfAnotherReaction) {
     EXPECT_EQ(outcomeWords(report), "other ends");
     EXPECT_EQ(report.shown().result.endThatIs(Side::reactant), 0);
     EXPECT_EQ(report.shown().result.ends[1].bonds, reaction.after);
+}
+
+TEST(Ladder, GoesOverAnIntermediate) {
+    if (!xtbIsHere()) GTEST_SKIP() << "libxtb is not installed";
+    // Hydroxycarbene to carbon monoxide and hydrogen, which goes over formaldehyde; searched for
+    // from near the saddle between those two.
+    const auto &reaction = smallReactions[1];
+    const auto surface = xtbSurface({reaction.elements, 0, 0});
+    ReactionSides sides(*surface, {inBohr(reaction.product), reaction.after},
+                        {inBohr({0, 0, 0, 0, 0, 1.13, 0, 0.4, -3, 0, -0.4, -3}), {{0, 1}, {2, 3}}});
+    LadderOptions options;
+    options.attempts = 1;
+    const auto report = climbLadder(*surface, {{"guess", inBohr(reaction.guess)}}, sides, options);
+    EXPECT_EQ(outcomeWords(report), "verified in 2 steps");
+    ASSERT_EQ(report.route.size(), 2u);
+    const auto &first = report.attempts[report.route[0]].result;
+    const auto &last = report.attempts[report.route[1]].result;
+    EXPECT_NEAR(first.saddle.vibrations.wavenumbers[0], reaction.wavenumber, 5.0);
+    EXPECT_EQ(last.ends[0].bonds, reaction.before); // formaldehyde, where it begins
+    EXPECT_EQ(last.ends[1].bonds, BondGraph({{0, 1}, {2, 3}}));
+    EXPECT_GT(report.depth * kcalPerHartree, 25.0);
+    EXPECT_NE(report.reason.find("compound of its own"), std::string::npos);
+}
+
+/// A hill, a pass or a valley in two dimensions.
+class Quadric final : public EnergySurface {
+public:
+    explicit Quadric(Eigen::Vector2d curvatures)
+        : EnergySurface(Species{}), curvatures_(curvatures) {}
+    std::string level() const override { return "analytic"; }
+
+private:
+    Evaluation evaluate(const Eigen::VectorXd &r) override {
+        return {0.5 * r.dot(curvatures_.cwiseProduct(r)), curvatures_.cwiseProduct(r)};
+    }
+    Eigen::Vector2d curvatures_;
+};
+
+TEST(Verification, CountsModesWhereThereIsNoGradient) {
+    struct Row {
+        Eigen::Vector2d curvatures, at;
+        const char *outcome, *reason;
+    };
+    const Row rows[] = {
+        {{-0.1, -0.2}, {0, 0}, "higher order", "more than one"},
+        {{0.1, 0.2}, {0, 0}, "not converged", "no imaginary mode"},
+        {{-0.1, 0.2}, {0, 0.1}, "not converged", "0.02000 hartree"},
+    };
+    for (const auto &row : rows) {
+        Quadric surface(row.curvatures);
+        const auto report = reportOf({"guess", judged(surface, row.at, nullptr)});
+        EXPECT_EQ(outcomeWords(report), row.outcome);
+        EXPECT_NE(report.reason.find(row.reason), std::string::npos) << report.reason;
+    }
+}
+
+TEST(Verification, TellsTheReactionWhereNoneIsGiven) {
+    if (!xtbIsHere()) GTEST_SKIP() << "libxtb is not installed";
+    for (const auto &reaction : smallReactions) {
+        SCOPED_TRACE(reaction.name);
+        const auto surface = xtbSurface({reaction.elements, 0, 0});
+        const auto found =
+            attemptFrom(*surface, {inBohr(reaction.guess), {}, {}}, anyDirection, nullptr);
+        ASSERT_EQ(nameOf(found.outcome), std::string("verified")) << found.reason;
+        const auto again = judged(*surface, found.saddle.coordinates, nullptr);
+        EXPECT_EQ(nameOf(again.outcome), std::string("verified"));
+        const std::set<BondGraph> ends{again.ends[0].bonds, again.ends[1].bonds};
+        EXPECT_EQ(ends, std::set({reaction.before, reaction.after}));
+        EXPECT_EQ(again.modeShare, found.modeShare);
+
+        AttemptOptions hasty;
+        hasty.search.mostSteps = 2;
+        const auto report =
+            reportOf({"guess", attemptFrom(*surface, {inBohr(reaction.reactant), {}, {}},
+                                           anyDirection, nullptr, hasty)});
+        EXPECT_EQ(outcomeWords(report), "not converged");
+    }
 }
 
 TEST(XtbSurface, HasTheGradientOfItsEnergy) {

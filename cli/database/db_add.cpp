@@ -1,5 +1,6 @@
 #include "saddlefit/reaction.h"
 
+#include "cli/database/addition.hpp"
 #include "cli/database/db_commands.hpp"
 #include "cli/order_option.hpp"
 #include "cli/report.hpp"
@@ -91,6 +92,7 @@ public:
     }
 
     bool hasRefused() const { return !refused_.empty(); }
+    std::size_t count() const { return stored_.size(); }
 
     void print() const {
         if (options_.json) {
@@ -157,18 +159,32 @@ private:
     Json stored_ = Json::array(), refused_ = Json::array();
 };
 
-int add(const AddOptions &options) {
+/// Add, and tell of it once the file is as it is to be.
+template <class Tell> auto added(const AddOptions &options, const Tell &tell) {
     const FileLock lock(options.database, IfMissing::makeIt, reportingOfWait(options.database));
     // First: a folder without room or rights ends all at once.
     DatabaseWriter writer(options.database);
     Adding adding(options, writer);
     adding.addAll();
     writer.commit();
-    adding.print();
-    return adding.hasRefused() ? somethingFailed : allDone;
+    return tell(adding);
+}
+
+int add(const AddOptions &options) {
+    return added(options, [](const Adding &adding) {
+        adding.print();
+        return adding.hasRefused() ? somethingFailed : allDone;
+    });
 }
 
 } // namespace
+
+std::size_t addRecords(const std::string &database, const ReactionFiles &files) {
+    AddOptions options;
+    options.database = database;
+    options.files = files;
+    return added(options, [](const Adding &adding) { return adding.count(); });
+}
 
 void addDbAddCommand(CLI::App &db, Action &chosen) {
     const auto [command, options] =

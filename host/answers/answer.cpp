@@ -315,6 +315,11 @@ std::vector<std::string> Answer::warningTexts() const {
     return texts;
 }
 
+const std::vector<Position> &Answer::bestCoordinates() const {
+    const auto *found = saddle ? saddle->found() : nullptr;
+    return found ? found->coordinates : coordinates;
+}
+
 Answer answerTo(const Reaction &reaction, const StoredReactions &stored,
                 const AnswerOptions &options) {
     try {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "host/programs/xtb.hpp"
+#include "host/saddle/reaction_saddle.hpp"
 #include "host/search/search.hpp"
 #include "host/search/stored_reactions.hpp"
 #include "host/system/error.hpp"
@@ -45,6 +46,7 @@ struct AnswerOptions {
     std::optional<int> charge;
     std::optional<int> unpaired; // electrons
     XtbOptions xtb;
+    std::optional<SaddleOptions> saddle; // to search for, from the guess: see bestAnswer()
 };
 
 enum class Outcome { exact, partial, noMatch };
@@ -97,8 +99,13 @@ struct Answer {
 
     std::vector<RivalMap> rivalMaps; // where the atoms can be paired in several ways
 
+    std::optional<ReactionSaddle> saddle; // where one was searched for
+
     const Match *matched() const; // null without one
     std::vector<std::string> warningTexts() const;
+
+    // What goes into files of structures: of the saddle point if one was found, else of the guess.
+    const std::vector<Position> &bestCoordinates() const;
 };
 
 // The reactant's atoms at these places.

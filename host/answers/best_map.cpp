@@ -1,5 +1,6 @@
 #include "host/answers/best_map.hpp"
 
+#include "host/answers/answer_saddle.hpp"
 #include "host/structures/elements.hpp"
 
 #include <algorithm>
@@ -47,6 +48,8 @@ MappedAnswer bestAnswer(const std::vector<Reaction> &pairings, const StoredReact
         result.answer.rivalMaps.push_back(
             {brokenAndFormed(pairings[i]), describeMatch(answers[i])});
     }
+    if (options.saddle)
+        result.answer.saddle = saddleFor(result.reaction, result.answer, stored, options);
     return result;
 }
 

@@ -13,7 +13,8 @@ struct MappedAnswer {
 };
 
 /// Ask with each pairing, and choose the one with the best match: exact before partial, an earlier
-/// stage before a later one, then the nearer to its start geometry. Of equal ones the first.
+/// stage before a later one, then the nearer to its start geometry. Of equal ones the first. A
+/// saddle point that is wanted is searched for from the chosen one.
 /// @param pairings at least one, the likeliest first
 /// Throws Error as `answerTo` does.
 MappedAnswer bestAnswer(const std::vector<Reaction> &pairings, const StoredReactions &stored,

@@ -2,8 +2,8 @@
 
 #include "host/answers/expected_error.hpp"
 #include "host/answers/length_source.hpp"
+#include "host/answers/saddle_json.hpp"
 #include "host/search/direction.hpp"
-#include "host/structures/elements.hpp"
 #include "host/system/json.hpp"
 
 namespace saddlefit::host {
@@ -24,21 +24,11 @@ Json fromOne(const std::vector<int> &atoms) {
     return numbers;
 }
 
-Json atomsOf(const Reaction &reaction, const std::vector<Position> &positions) {
-    Json atoms = Json::array();
-    for (std::size_t i = 0; i < positions.size(); ++i) {
-        const auto &at = positions[i];
-        atoms.push_back({{"symbol", elementSymbol(reaction.reactant.atoms[i].element)},
-                         {"position", {at.x, at.y, at.z}}});
-    }
-    return atoms;
-}
-
 Json flanksOf(const Reaction &reaction, const Answer &answer) {
     Json flanks = Json::array();
     for (const auto &flank : answer.flanks) {
         flanks.push_back({{"like", flank.like},
-                          {"atoms", atomsOf(reaction, flank.coordinates)},
+                          {"atoms", atomsObject(reaction.reactant.atoms, flank.coordinates)},
                           {"strains", flank.strains}});
     }
     return flanks;
@@ -206,7 +196,7 @@ std::string jsonLine(const Reaction &reaction, const Answer &answer) {
     object["errorTerms"] = errorTermsObject(reaction, answer);
     object["placement"] = placementOf(answer);
     object["search"] = searchOf(reaction, answer);
-    object["atoms"] = atomsOf(reaction, answer.coordinates);
+    object["atoms"] = atomsObject(reaction.reactant.atoms, answer.coordinates);
     object["flanks"] = flanksOf(reaction, answer);
     object["bonds"] = bondsOf(answer);
     object["frozen"] = fromOne(answer.frozen);
@@ -215,6 +205,7 @@ std::string jsonLine(const Reaction &reaction, const Answer &answer) {
     object["relaxed"] = answer.relaxedBy.empty() ? Json(nullptr) : Json(answer.relaxedBy);
     object["strains"] = answer.strains;
     object["warnings"] = answer.warningTexts();
+    if (answer.saddle) object["saddle"] = saddleObject(reaction.reactant.atoms, *answer.saddle);
     return asLine(object);
 }
 

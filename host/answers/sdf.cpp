@@ -2,6 +2,7 @@
 
 #include "host/answers/expected_error.hpp"
 #include "host/answers/length_source.hpp"
+#include "host/answers/saddle_fields.hpp"
 #include "host/structures/molfile.hpp"
 #include "host/system/text.hpp"
 
@@ -85,9 +86,10 @@ bool headsRecordField(std::string_view line) {
 }
 
 std::string recordOf(const Reaction &reaction, const Answer &answer, const std::string &guess) {
+    const bool isGuess = !answer.saddle || !answer.saddle->found();
     const auto &origin = reaction.reactant.origin;
     const bool replaced = answer.outcome == Outcome::partial;
-    return molfile(origin, reaction.title, placedAtoms(reaction, answer.coordinates),
+    return molfile(origin, reaction.title, placedAtoms(reaction, answer.bestCoordinates()),
                    lastingBonds(reaction, answer)) +
            field(recordField, std::to_string(reaction.number)) + field("GUESS", guess) +
            field(outcomeField, wordOf(answer.outcome)) +
@@ -96,7 +98,7 @@ std::string recordOf(const Reaction &reaction, const Answer &answer, const std::
            field("EXPECTED_ERROR", expectedErrorLine(reaction, answer)) +
            field("RELAXED", answer.relaxedBy) + field("CHARGE", std::to_string(answer.charge)) +
            field("UNPAIRED", std::to_string(answer.unpaired)) +
-           field("STRAINS", joinedLines(answer.strains)) +
+           field("STRAINS", isGuess ? joinedLines(answer.strains) : "") +
            field("WARNINGS", joinedLines(answer.warningTexts())) +
            field("PRODUCT_ATOMS", atomNumbers(reaction.productAtoms)) +
            field("RIVAL_MAPS", rivalLines(answer)) + field("TRANSITION_CODE", answer.code) +
@@ -107,7 +109,8 @@ std::string recordOf(const Reaction &reaction, const Answer &answer, const std::
            field(constraintsField, constraintLines(answer.constraints)) +
            field("START_CONSTRAINTS",
                  replaced ? constraintLines(answer.startConstraints) : std::string{}) +
-           field("FROZEN_ATOMS", atomNumbers(answer.frozen)) + sdRecordEnd + "\n";
+           field("FROZEN_ATOMS", atomNumbers(answer.frozen)) +
+           (answer.saddle ? saddleFields(*answer.saddle) : std::string{}) + sdRecordEnd + "\n";
 }
 
 } // namespace
@@ -141,6 +144,7 @@ std::string sdfRecords(const Reaction &reaction, const Answer &answer) {
     std::string records = recordOf(reaction, answer, answer.flanks.empty() ? "" : "middle");
     for (const auto &flank : answer.flanks) {
         Answer other = answer;
+        other.saddle.reset();
         other.coordinates = flank.coordinates;
         other.strains = flank.strains;
         records += recordOf(reaction, other, std::string("like the ") + flank.like);

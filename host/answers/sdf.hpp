@@ -48,6 +48,9 @@ inline constexpr const char *constraintsField = "CONSTRAINTS";
 ///   START_CONSTRAINTS  with a partial match, the distances that held until the finish
 ///   FROZEN_ATOMS       atoms placed from the stored structure
 ///
+/// Where a saddle point was searched for, the fields of saddle_fields.hpp follow, and if one was
+/// found the record has its coordinates; constraints, frozen atoms and bonds remain the guess's.
+///
 /// Throws Error if the structure does not fit the format.
 std::string sdfRecords(const Reaction &reaction, const Answer &answer);
 

@@ -1,5 +1,6 @@
 #include "host/answers/xyz.hpp"
 
+#include "host/answers/saddle_fields.hpp"
 #include "host/structures/xyz.hpp"
 
 #include <utility>
@@ -23,8 +24,9 @@ Piece pieceTitled(std::string_view titleLine) {
 std::string xyzAnswer(const Reaction &reaction, const Answer &answer) {
     const auto title = reaction.title + numberKey + std::to_string(reaction.number) + outcomeKey +
                        wordOf(answer.outcome);
-    auto records = xyzRecord(answer.flanks.empty() ? title : title + " guess=middle",
-                             placedAtoms(reaction, answer.coordinates));
+    const auto middle = (answer.flanks.empty() ? title : title + " guess=middle") +
+                        (answer.saddle ? saddleWords(*answer.saddle) : std::string{});
+    auto records = xyzRecord(middle, placedAtoms(reaction, answer.bestCoordinates()));
     for (const auto &flank : answer.flanks)
         records +=
             xyzRecord(title + " guess=" + flank.like, placedAtoms(reaction, flank.coordinates));

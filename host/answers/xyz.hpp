@@ -11,7 +11,7 @@
 namespace saddlefit::host {
 
 /// The finished structure, in angstrom. Behind the reaction's title the title line has
-/// "record=7 outcome=partial".
+/// "record=7 outcome=partial", and what saddleWords() says where a saddle point was searched for.
 std::string xyzAnswer(const Reaction &reaction, const Answer &answer);
 
 /// XYZ records; the number stands in the title line, as the last word of the kind "record=7": what

@@ -62,20 +62,6 @@ std::vector<Constraint> thoseThatHold(const ConstrainedMolecule &molecule) {
     return kept;
 }
 
-// Letters that mean nothing to any of the programs, not even in a comment.
-std::string harmless(const std::string &title) {
-    constexpr std::string_view harmlessSigns = " .,:+-=()/_";
-    std::string text = title;
-    for (char &letter : text) {
-        const bool isPlain = (letter >= 'a' && letter <= 'z') || (letter >= 'A' && letter <= 'Z') ||
-                             (letter >= '0' && letter <= '9') ||
-                             harmlessSigns.find(letter) != std::string_view::npos;
-        if (!isPlain) letter = '_';
-    }
-    const bool isBlank = text.find_first_not_of(' ') == std::string::npos;
-    return isBlank ? "molecule" : text;
-}
-
 } // namespace
 
 const std::array<ConstraintFormat, 6> constraintFormats{{
@@ -94,6 +80,19 @@ const ConstraintFormat &constraintFormat(const std::string &program) {
         known += (known.empty() ? "" : ", ") + std::string(format.program);
     }
     throw Error("constraints for \"" + program + "\" cannot be written; choose one of " + known);
+}
+
+std::string harmless(const std::string &title) {
+    constexpr std::string_view harmlessSigns = " .,:+-=()/_";
+    std::string text = title;
+    for (char &letter : text) {
+        const bool isPlain = (letter >= 'a' && letter <= 'z') || (letter >= 'A' && letter <= 'Z') ||
+                             (letter >= '0' && letter <= '9') ||
+                             harmlessSigns.find(letter) != std::string_view::npos;
+        if (!isPlain) letter = '_';
+    }
+    const bool isBlank = text.find_first_not_of(' ') == std::string::npos;
+    return isBlank ? "molecule" : text;
 }
 
 std::string constraintFile(const std::string &program, const ConstrainedMolecule &molecule) {

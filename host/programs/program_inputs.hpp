@@ -23,6 +23,9 @@ std::string atomNumbers(const std::vector<int> &atoms, int first, const char *se
 // A line per atom: symbol, x, y, z in angstrom.
 std::string atomLines(const std::vector<StructureAtom> &atoms);
 
+// The title in letters that mean nothing to any of the programs, not even in a comment.
+std::string harmless(const std::string &title);
+
 std::string xtbInput(const ConstrainedMolecule &molecule);
 std::string orcaInput(const ConstrainedMolecule &molecule);
 std::string gaussianInput(const ConstrainedMolecule &molecule);

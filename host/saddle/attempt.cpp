@@ -1,5 +1,7 @@
 #include "host/saddle/attempt.hpp"
 
+#include "host/saddle/criteria.hpp"
+
 #include <algorithm>
 #include <array>
 
@@ -32,34 +34,74 @@ bool areBothSides(const std::vector<Side> &sides) {
     return sides[0] != sides[1] && sides[0] != Side::neither && sides[1] != Side::neither;
 }
 
-void compareEnds(EnergySurface &surface, ReactionSides &sides, const AttemptOptions &options,
-                 Attempt &attempt) {
-    const auto ends = endsOf(surface, attempt.saddle, options.descent);
-    attempt.ends.assign(ends.begin(), ends.end());
+void compareEnds(ReactionSides &sides, Attempt &attempt) {
     const auto found = sidesOf(attempt.ends, sides);
     attempt.sides.assign(found.begin(), found.end());
     if (attempt.sides[1] == Side::reactant || attempt.sides[0] == Side::product) {
         std::swap(attempt.ends[0], attempt.ends[1]);
         std::swap(attempt.sides[0], attempt.sides[1]);
     }
-    attempt.outcome =
-        areBothSides(attempt.sides) ? SaddleOutcome::verified : SaddleOutcome::otherEnds;
+    attempt.outcome = SaddleOutcome::otherEnds;
+    if (!areBothSides(attempt.sides)) return;
+    if (attempt.modeShare >= leastModeShare)
+        attempt.outcome = SaddleOutcome::verified;
+    else
+        attempt.reason = "the imaginary mode does not change the bonds of the reaction";
 }
 
-void search(EnergySurface &surface, const SaddleStart &start, const DirectionAt &direction,
-            ReactionSides &sides, const AttemptOptions &options, Attempt &attempt) {
-    auto &saddle = attempt.saddle;
-    saddle = findFirstOrder(surface, start, direction, sides.progress(), options.search);
+/// Where nothing is known of the reaction, it is what the ends say.
+void takeEndsForSides(Attempt &attempt) {
+    const auto changed = bondsChanged(attempt.ends[0].bonds, attempt.ends[1].bonds);
+    if (changed.none()) {
+        attempt.outcome = SaddleOutcome::otherEnds;
+        attempt.sides = {Side::neither, Side::neither};
+        return;
+    }
+    attempt.outcome = SaddleOutcome::verified;
+    attempt.sides = {Side::reactant, Side::product};
+    const auto &saddle = attempt.saddle;
+    attempt.modeShare = shareInBonds(changed, saddle.coordinates, saddle.vibrations.modes.col(0));
+}
+
+/// What the point comes to that the attempt has found.
+void judge(EnergySurface &surface, ReactionSides *sides, const AttemptOptions &options,
+           Attempt &attempt) {
+    const auto &saddle = attempt.saddle;
+    const bool isMeasured = saddle.vibrations.wavenumbers.size() > 0;
+    if (isMeasured && sides)
+        attempt.modeShare =
+            shareInBonds(sides->changed, saddle.coordinates, saddle.vibrations.modes.col(0));
     if (!saddle.converged || saddle.vibrations.order() < 1) {
         attempt.outcome = SaddleOutcome::notConverged;
         return;
     }
-    attempt.modeShare =
-        shareInBonds(sides.changed, saddle.coordinates, saddle.vibrations.modes.col(0));
-    if (saddle.isFirstOrder())
-        compareEnds(surface, sides, options, attempt);
-    else
+    if (!saddle.isFirstOrder()) {
         attempt.outcome = SaddleOutcome::higherOrder;
+        return;
+    }
+    const auto ends = endsOf(surface, saddle, options.descent);
+    attempt.ends.assign(ends.begin(), ends.end());
+    if (sides)
+        compareEnds(*sides, attempt);
+    else
+        takeEndsForSides(attempt);
+}
+
+/// The attempt to judge what `find` comes to.
+template <class Find>
+Attempt attemptAt(EnergySurface &surface, ReactionSides *sides, const AttemptOptions &options,
+                  const Find &find) {
+    Attempt attempt;
+    const int before = surface.gradientsUsed();
+    try {
+        attempt.saddle = find();
+        judge(surface, sides, options, attempt);
+    } catch (const Error &error) {
+        attempt.outcome = SaddleOutcome::failed;
+        attempt.reason = error.what();
+    }
+    attempt.gradients = surface.gradientsUsed() - before;
+    return attempt;
 }
 
 } // namespace
@@ -75,17 +117,17 @@ int Attempt::endThatIs(Side side) const {
 }
 
 Attempt attemptFrom(EnergySurface &surface, const SaddleStart &start, const DirectionAt &direction,
-                    ReactionSides &sides, const AttemptOptions &options) {
-    Attempt attempt;
-    const int before = surface.gradientsUsed();
-    try {
-        search(surface, start, direction, sides, options, attempt);
-    } catch (const Error &error) {
-        attempt.outcome = SaddleOutcome::failed;
-        attempt.reason = error.what();
-    }
-    attempt.gradients = surface.gradientsUsed() - before;
-    return attempt;
+                    ReactionSides *sides, const AttemptOptions &options) {
+    return attemptAt(surface, sides, options, [&] {
+        const auto progress = sides ? sides->progress() : ReactionProgress{};
+        return findFirstOrder(surface, start, direction, progress, options.search);
+    });
+}
+
+Attempt judged(EnergySurface &surface, const Eigen::VectorXd &coordinates, ReactionSides *sides,
+               const AttemptOptions &options) {
+    return attemptAt(surface, sides, options,
+                     [&] { return measured(surface, coordinates, options.search); });
 }
 
 } // namespace saddlefit::host

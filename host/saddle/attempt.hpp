@@ -8,7 +8,7 @@
 
 namespace saddlefit::host {
 
-/// What became of a search.
+/// What became of a search, the best first.
 enum class SaddleOutcome { verified, otherEnds, higherOrder, notConverged, failed };
 
 /// "verified", "other ends", "higher order", "not converged", "failed".
@@ -25,7 +25,7 @@ struct AttemptOptions {
 /// One search from a start to its verified end.
 struct Attempt {
     SaddleOutcome outcome = SaddleOutcome::failed;
-    std::string reason; ///< why it failed, a sentence; empty otherwise
+    std::string reason; ///< why it failed or what is wrong with its ends; empty otherwise
     StationaryPoint saddle;
     double modeShare = 0.0;  ///< how much of the imaginary mode is in the changing bonds, 0 to 1
     std::vector<End> ends;   ///< two of a first-order saddle, the reactant's first if it is one
@@ -37,8 +37,13 @@ struct Attempt {
 };
 
 /// Search from the start, then slide down on both sides and compare the ends with the reaction's.
-/// Does not throw Error: it makes the outcome.
+/// Without sides the ends are the reaction, if their bonds differ. Does not throw Error: it
+/// makes the outcome.
 Attempt attemptFrom(EnergySurface &surface, const SaddleStart &start, const DirectionAt &direction,
-                    ReactionSides &sides, const AttemptOptions &options = {});
+                    ReactionSides *sides, const AttemptOptions &options = {});
+
+/// The same of a geometry as it stands, without a search.
+Attempt judged(EnergySurface &surface, const Eigen::VectorXd &coordinates, ReactionSides *sides,
+               const AttemptOptions &options = {});
 
 } // namespace saddlefit::host

@@ -1,7 +1,7 @@
 #include "host/saddle/bond_graph.hpp"
 
-#include "host/saddle/element_data.hpp"
-#include "host/saddle/units.hpp"
+#include "host/structures/element_data.hpp"
+#include "host/structures/units.hpp"
 
 #include <algorithm>
 #include <iterator>

@@ -49,10 +49,6 @@ Minimum descended(EnergySurface &surface, const Eigen::VectorXd &start,
 
 } // namespace
 
-const char *nameOf(Descent descent) {
-    return descent == Descent::fine ? "fine" : "quick";
-}
-
 std::array<End, 2> endsOf(EnergySurface &surface, const StationaryPoint &saddle, Descent descent) {
     const Eigen::MatrixXd hessian = positiveHessian(saddle.hessian, leastCurvature);
     const Eigen::VectorXd displacement = firstDisplacement(saddle) * saddle.vibrations.modes.col(0);

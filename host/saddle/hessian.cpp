@@ -1,7 +1,7 @@
 #include "host/saddle/hessian.hpp"
 
-#include "host/saddle/element_data.hpp"
 #include "host/saddle/internal_space.hpp"
+#include "host/structures/element_data.hpp"
 
 #include <cmath>
 

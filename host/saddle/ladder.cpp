@@ -2,7 +2,8 @@
 
 #include "host/saddle/band.hpp"
 #include "host/saddle/path.hpp"
-#include "host/saddle/units.hpp"
+#include "host/structures/units.hpp"
+#include "host/system/text.hpp"
 
 #include <algorithm>
 #include <optional>
@@ -20,6 +21,46 @@ SaddleStart startAt(const Eigen::VectorXd &coordinates) {
 
 DirectionAt along(const Eigen::VectorXd &tangent) {
     return [tangent](const Eigen::VectorXd &) { return tangent; };
+}
+
+/// Of a geometry that was taken as it stands.
+std::string gradientOf(const Attempt &attempt) {
+    if (attempt.saddle.vibrations.wavenumbers.size() == 0) return {};
+    return formatted("; the gradient has components of up to %.5f hartree per bohr",
+                     attempt.saddle.largestGradient);
+}
+
+std::string reasonOf(const Attempt &attempt) {
+    const bool isAnyReaction = attempt.ends.size() == 2 && attempt.sides[0] == attempt.sides[1] &&
+                               attempt.ends[0].bonds == attempt.ends[1].bonds;
+    if (!attempt.reason.empty()) return attempt.reason;
+    switch (attempt.outcome) {
+    case SaddleOutcome::otherEnds:
+        return isAnyReaction ? "both ends of the saddle point have the same bonds"
+                             : "the saddle point joins other minima than those drawn";
+    case SaddleOutcome::higherOrder:
+        return "the stationary point has more than one imaginary mode";
+    case SaddleOutcome::notConverged:
+        return attempt.saddle.converged ? "the stationary point has no imaginary mode"
+                                        : "no stationary point was found" + gradientOf(attempt);
+    default:
+        return {};
+    }
+}
+
+std::string reasonOf(const SaddleReport &report) {
+    if (report.route.empty()) return reasonOf(report.shown().result);
+    if (report.route.size() == 1) return {};
+    constexpr double shoulder = 3.0, compound = 25.0; // kcal/mol
+    const double depth = report.depth * kcalPerHartree;
+    if (depth < shoulder) return "the intermediate is no more than a shoulder at this level";
+    if (depth > compound) return "the intermediate is a compound of its own";
+    return "the reaction goes over an intermediate";
+}
+
+void conclude(SaddleReport &report) {
+    report.outcome = report.route.empty() ? report.shown().result.outcome : SaddleOutcome::verified;
+    report.reason = reasonOf(report);
 }
 
 class Ladder {
@@ -54,7 +95,7 @@ private:
                     const DirectionAt &direction) {
         if (isVerified() || static_cast<int>(report_.attempts.size()) >= options_.attempts) return;
         report_.attempts.push_back(
-            {name, attemptFrom(surface_, start, direction, sides_, options_.attempt)});
+            {name, attemptFrom(surface_, start, direction, &sides_, options_.attempt)});
     }
 
     /// Search from the highest point between both sides. A surface that fails on the way costs the
@@ -101,13 +142,14 @@ private:
         const bool missesProduct = first.endThatIs(Side::reactant) >= 0;
         const auto &wrong = first.ends[static_cast<std::size_t>(first.endThatIs(Side::neither))];
         auto &missing = missesProduct ? sides_.product : sides_.reactant;
+        report_.followsToReactant = !missesProduct;
         ReactionSides step(surface_, {wrong.minimum.coordinates, wrong.bonds}, missing.drawn());
         try {
             const auto peaks =
                 bandPeaks(surface_, wrong.minimum.coordinates, missing.relaxed().coordinates);
             for (const auto &peak : peaks) {
                 auto attempt = attemptFrom(surface_, startAt(peak.coordinates), along(peak.tangent),
-                                           step, options_.attempt);
+                                           &step, options_.attempt);
                 const bool leadsOn = attempt.outcome == SaddleOutcome::verified;
                 report_.attempts.push_back({"follow", std::move(attempt)});
                 if (!leadsOn) continue;
@@ -137,33 +179,7 @@ private:
         if (report_.route.empty()) {
             if (const auto one = verified()) report_.route = {*one};
         }
-        report_.outcome = report_.route.empty() ? report_.attempts.front().result.outcome
-                                                : SaddleOutcome::verified;
-        report_.reason = reason();
-    }
-
-    std::string reason() const {
-        if (report_.route.size() == 1) return {};
-        if (report_.route.size() > 1) {
-            constexpr double shoulder = 3.0, compound = 25.0; // kcal/mol
-            const double depth = report_.depth * kcalPerHartree;
-            if (depth < shoulder)
-                return "the intermediate is no more than a shoulder at this level";
-            if (depth > compound) return "the intermediate is a compound of its own";
-            return "the reaction goes over an intermediate";
-        }
-        const auto &first = report_.attempts.front().result;
-        switch (first.outcome) {
-        case SaddleOutcome::otherEnds:
-            return "the saddle point joins other minima than those drawn";
-        case SaddleOutcome::higherOrder:
-            return "the stationary point has more than one imaginary mode";
-        case SaddleOutcome::notConverged:
-            return first.saddle.converged ? "the stationary point has no imaginary mode"
-                                          : "the search did not come to a stationary point";
-        default:
-            return first.reason;
-        }
+        conclude(report_);
     }
 
     EnergySurface &surface_;
@@ -178,8 +194,21 @@ const NamedAttempt &SaddleReport::shown() const {
     const auto higher = [this](std::size_t a, std::size_t b) {
         return attempts[a].result.saddle.energy < attempts[b].result.saddle.energy;
     };
-    if (route.empty()) return attempts.front();
-    return attempts[*std::max_element(route.begin(), route.end(), higher)];
+    if (!route.empty()) return attempts[*std::max_element(route.begin(), route.end(), higher)];
+    const auto rank = [](const NamedAttempt &attempt) {
+        return std::pair(attempt.start == "follow", attempt.result.outcome);
+    };
+    return *std::min_element(attempts.begin(), attempts.end(),
+                             [&](const auto &a, const auto &b) { return rank(a) < rank(b); });
+}
+
+SaddleReport reportOf(NamedAttempt attempt) {
+    SaddleReport report;
+    report.gradients = attempt.result.gradients;
+    if (attempt.result.outcome == SaddleOutcome::verified) report.route = {0};
+    report.attempts.push_back(std::move(attempt));
+    conclude(report);
+    return report;
 }
 
 std::string outcomeWords(const SaddleReport &report) {

@@ -26,16 +26,21 @@ struct NamedAttempt {
 
 /// What came of all searches for one reaction.
 struct SaddleReport {
-    SaddleOutcome outcome = SaddleOutcome::failed; ///< of the route, or of the first attempt
+    SaddleOutcome outcome = SaddleOutcome::failed; ///< of the route, or of what is shown
     std::string reason;                 ///< in a sentence; empty where it is verified in one step
     std::vector<NamedAttempt> attempts; ///< in their order
     std::vector<std::size_t> route;     ///< attempts whose saddles lead from reactant to product
     double depth = 0.0; ///< of the intermediate of two steps below the lower saddle, hartree
+    bool followsToReactant = false; ///< whether "follow" went from the wrong end to the reactant
     int gradients = 0;
 
-    /// What there is to show: the route's highest saddle or, without a route, the first attempt.
+    /// What there is to show: the route's highest saddle or, without a route, what is nearest to a
+    /// verified saddle between both sides.
     const NamedAttempt &shown() const;
 };
+
+/// The report of a single search.
+SaddleReport reportOf(NamedAttempt attempt);
 
 /// "verified", "verified in 2 steps", "other ends" and so on.
 std::string outcomeWords(const SaddleReport &report);

@@ -1,8 +1,8 @@
 #include "host/saddle/reaction_saddle.hpp"
 
 #include "host/saddle/ladder.hpp"
-#include "host/saddle/units.hpp"
 #include "host/saddle/xtb_surface.hpp"
+#include "host/structures/units.hpp"
 
 #include <algorithm>
 #include <array>
@@ -34,21 +34,18 @@ std::vector<Position> inAngstrom(const Eigen::VectorXd &coordinates) {
     return positions;
 }
 
-DrawnSide drawnSide(const Structure &structure) {
-    std::vector<Position> positions;
-    for (const auto &atom : structure.atoms)
-        positions.push_back(atom.position);
-    DrawnSide side{inBohr(positions), {}};
-    for (const auto &bond : structure.bonds)
-        if (bond.type != 0) side.bonds.insert(orderedPair(bond.atom1, bond.atom2));
-    return side;
+DrawnSide drawnSide(const SaddleSide &side) {
+    return {inBohr(side.coordinates), {side.bonds.begin(), side.bonds.end()}};
 }
 
-Species speciesOf(const Structure &structure, int charge, int unpaired) {
-    Species species{{}, charge, unpaired};
+SaddleSide sideOf(const Structure &structure) {
+    SaddleSide side;
     for (const auto &atom : structure.atoms)
-        species.elements.push_back(atom.element);
-    return species;
+        side.coordinates.push_back(atom.position);
+    if (!hasCoordinates(structure.atoms)) side.coordinates.clear();
+    for (const auto &bond : structure.bonds)
+        if (bond.type != 0) side.bonds.push_back(orderedPair(bond.atom1, bond.atom2));
+    return side;
 }
 
 XtbMethod methodNamed(const std::string &name) {
@@ -57,93 +54,186 @@ XtbMethod methodNamed(const std::string &name) {
     throw Error("\"" + name + "\" is no method for saddle points; give gfn2, gfn1 or gfnff");
 }
 
-const char *wordFor(Side side) {
-    constexpr std::array words{"reactant", "product", "neither"};
-    return words[static_cast<std::size_t>(side)];
-}
+/// Makes the summary of a report.
+class Summary {
+public:
+    /// @param reactant the bonds that those of ends are told by; null: the first end's
+    Summary(const SaddleReport &report, const BondGraph *reactant)
+        : report_(report), reactant_(reactant) {}
 
-SaddleTry summaryOf(const NamedAttempt &attempt) {
-    const auto &[start, result] = attempt;
-    SaddleTry summary{start, nameOf(result.outcome), {}, {}, result.gradients};
-    if (result.saddle.converged) {
-        summary.energy = result.saddle.energy;
-        summary.wavenumber = result.saddle.vibrations.wavenumbers[0];
+    void fill(ReactionSaddle &saddle) const {
+        saddle.outcome = outcomeWords(report_);
+        saddle.reason = report_.reason;
+        saddle.verified = !report_.route.empty();
+        saddle.gradients = report_.gradients;
+        saddle.route = report_.route;
+        if (report_.route.size() > 1) saddle.depth = report_.depth * kcalPerHartree;
+        for (std::size_t i = 0; i < report_.attempts.size(); ++i) {
+            saddle.attempts.push_back(summaryOf(i));
+            if (&report_.attempts[i] == &report_.shown()) saddle.shown = i;
+        }
+        if (const auto *found = saddle.found()) describe(*found, saddle);
     }
-    return summary;
-}
 
-void describeEnds(const Attempt &attempt, const BondGraph &reactant, ReactionSaddle &saddle) {
-    for (std::size_t i = 0; i < attempt.ends.size(); ++i) {
-        auto changed = bondsChanged(reactant, attempt.ends[i].bonds);
-        saddle.ends.push_back({wordFor(attempt.sides[i]), attempt.ends[i].minimum.value.energy,
-                               std::move(changed.made), std::move(changed.broken)});
-        const double rise = attempt.saddle.energy - saddle.ends.back().energy;
-        if (rise * kcalPerHartree < flatBarrier) saddle.flat = true;
+private:
+    SaddleTry summaryOf(std::size_t index) const {
+        const auto &[start, result] = report_.attempts[index];
+        const auto &point = result.saddle;
+        SaddleTry summary;
+        summary.start = start;
+        summary.outcome = nameOf(result.outcome);
+        summary.reason = result.reason;
+        summary.gradients = result.gradients;
+        summary.toSaddle = point.gradients;
+        if (point.vibrations.wavenumbers.size() == 0) return summary;
+        summary.energy = point.energy;
+        summary.gradient = point.largestGradient;
+        summary.wavenumber = point.vibrations.wavenumbers[0];
+        summary.imaginaryModes = point.vibrations.order();
+        summary.modeShare = result.modeShare;
+        if (!point.isFirstOrder()) return summary;
+        summary.coordinates = inAngstrom(point.coordinates);
+        summary.hessian.assign(point.hessian.data(), point.hessian.data() + point.hessian.size());
+        for (std::size_t end = 0; end < result.ends.size(); ++end)
+            summary.ends.push_back(endOf(index, end));
+        return summary;
     }
-}
 
-/// The energy of the reactant's end, where the shown saddle or the route's first one has it.
-std::optional<double> reactantEnergy(const SaddleReport &report) {
-    const auto &first =
-        report.route.empty() ? report.shown() : report.attempts[report.route.front()];
-    if (report.route.size() > 1 && first.start == "follow") {
-        // That search was between the intermediate and the reactant, which was its product.
-        const int end = first.result.endThatIs(Side::product);
-        return first.result.ends[static_cast<std::size_t>(end)].minimum.value.energy;
+    SaddleEnd endOf(std::size_t index, std::size_t end) const {
+        const auto &result = report_.attempts[index].result;
+        const auto &[minimum, bonds] = result.ends[end];
+        auto changed = bondsChanged(reactant_ ? *reactant_ : result.ends.front().bonds, bonds);
+        return {sideWord(index, result.sides[end]),
+                minimum.value.energy,
+                std::move(changed.made),
+                std::move(changed.broken),
+                inAngstrom(minimum.coordinates),
+                {}};
     }
-    const int end = first.result.endThatIs(Side::reactant);
-    if (end < 0) return std::nullopt;
-    return first.result.ends[static_cast<std::size_t>(end)].minimum.value.energy;
+
+    /// A search that follows another lies between that one's wrong end, as its reactant, and the
+    /// side that is missing there, as its product.
+    std::string sideWord(std::size_t index, Side side) const {
+        constexpr std::array words{"reactant", "product", "neither"};
+        const auto &route = report_.route;
+        const bool onRoute = std::find(route.begin(), route.end(), index) != route.end();
+        const bool inSteps = onRoute && route.size() > 1;
+        if (report_.attempts[index].start == "follow") {
+            if (side == Side::reactant) return inSteps ? "intermediate" : "neither";
+            if (side == Side::product) return report_.followsToReactant ? "reactant" : "product";
+        }
+        if (inSteps && side == Side::neither) return "intermediate";
+        return words[static_cast<std::size_t>(side)];
+    }
+
+    void describe(const SaddleTry &shown, ReactionSaddle &saddle) const {
+        saddle.flat = std::abs(*shown.wavenumber) < flatMode;
+        for (const auto &end : shown.ends)
+            if ((*shown.energy - end.energy) * kcalPerHartree < flatBarrier) saddle.flat = true;
+        const auto first = saddle.route.empty() ? saddle.shown : saddle.route.front();
+        for (const auto &end : saddle.attempts[first].ends)
+            if (end.side == "reactant")
+                saddle.barrier = (*shown.energy - end.energy) * kcalPerHartree;
+    }
+
+    const SaddleReport &report_;
+    const BondGraph *reactant_;
+};
+
+/// A surface for the task, and what the answer says of it.
+std::unique_ptr<EnergySurface> surfaceFor(const SaddleTask &task, const SaddleOptions &options) {
+    return xtbSurface({task.elements, task.charge, task.unpaired}, methodNamed(options.method));
 }
 
-void describeSaddle(const SaddleReport &report, const BondGraph &reactant, ReactionSaddle &saddle) {
-    const auto &attempt = report.shown().result;
-    const auto &point = attempt.saddle;
-    if (!point.converged) return;
-    saddle.energy = point.energy;
-    saddle.wavenumber = point.vibrations.wavenumbers[0];
-    saddle.flat = std::abs(*saddle.wavenumber) < flatMode;
-    saddle.modeShare = attempt.modeShare;
-    saddle.coordinates = inAngstrom(point.coordinates);
-    if (const auto from = reactantEnergy(report))
-        saddle.barrier = (point.energy - *from) * kcalPerHartree;
-    describeEnds(attempt, reactant, saddle);
+AttemptOptions attemptOptions(const SaddleOptions &options) {
+    AttemptOptions attempt;
+    attempt.descent = options.check;
+    attempt.search.largestGradient = options.largestGradient;
+    return attempt;
+}
+
+ReactionSaddle emptyAnswer(const SaddleOptions &options) {
+    ReactionSaddle saddle;
+    saddle.level = nameOf(methodNamed(options.method));
+    saddle.check = options.check;
+    return saddle;
+}
+
+ReactionSaddle summarised(const SaddleReport &report, const BondGraph *reactant,
+                          const SaddleOptions &options) {
+    auto saddle = emptyAnswer(options);
+    Summary(report, reactant).fill(saddle);
+    return saddle;
+}
+
+ReactionSaddle withoutChanges(const SaddleOptions &options) {
+    auto saddle = emptyAnswer(options);
+    saddle.outcome = nameOf(SaddleOutcome::failed);
+    saddle.reason = "no bond is made or broken, so that the sides cannot be told apart by bonds";
+    return saddle;
+}
+
+bool havePlaces(const SaddleTask &task) {
+    return std::none_of(task.sides->begin(), task.sides->end(),
+                        [](const SaddleSide &side) { return side.coordinates.empty(); });
 }
 
 } // namespace
 
-ReactionSaddle saddleOf(const Reaction &reaction, const std::vector<StartGeometry> &starts,
-                        int charge, int unpaired, const SaddleOptions &options) {
-    const auto surface =
-        xtbSurface(speciesOf(reaction.reactant, charge, unpaired), methodNamed(options.method));
-    ReactionSides sides(*surface, drawnSide(reaction.reactant), drawnSide(reaction.product));
-    LadderOptions ladder;
-    ladder.attempts = options.attempts;
-    ladder.steps = options.steps;
-    ladder.attempt.descent = options.fine ? Descent::fine : Descent::quick;
+SaddleTask saddleTask(const Reaction &reaction, std::vector<StartGeometry> starts, int charge,
+                      int unpaired) {
+    SaddleTask task{{}, charge, unpaired, {}, std::move(starts)};
+    for (const auto &atom : reaction.reactant.atoms)
+        task.elements.push_back(atom.element);
+    task.sides = {sideOf(reaction.reactant), sideOf(reaction.product)};
+    return task;
+}
 
-    ReactionSaddle saddle;
-    saddle.level = surface->level();
-    saddle.check = nameOf(ladder.attempt.descent);
-    if (sides.changed.none()) {
-        saddle.outcome = nameOf(SaddleOutcome::failed);
-        saddle.reason =
-            "no bond is made or broken, so that the sides cannot be told apart by bonds";
-        return saddle;
+const SaddleTry *ReactionSaddle::found() const {
+    if (shown >= attempts.size() || attempts[shown].coordinates.empty()) return nullptr;
+    return &attempts[shown];
+}
+
+double shareInChangedBonds(const std::array<SaddleSide, 2> &sides,
+                           const std::vector<Position> &positions,
+                           const std::vector<Position> &displacements) {
+    const auto changed = bondsChanged(drawnSide(sides[0]).bonds, drawnSide(sides[1]).bonds);
+    return shareInBonds(changed, inBohr(positions), inBohr(displacements).normalized());
+}
+
+void requireMethod(const std::string &method) {
+    xtbSurface({{1, 1}, 0, 0}, methodNamed(method));
+}
+
+ReactionSaddle saddleOf(const SaddleTask &task, const SaddleOptions &options) {
+    const auto surface = surfaceFor(task, options);
+    std::vector<NamedStart> starts;
+    for (const auto &[name, positions] : task.starts)
+        starts.push_back({name, inBohr(positions)});
+    LadderOptions ladder{attemptOptions(options), options.attempts, options.steps};
+    if (!task.sides) {
+        const auto attempt = attemptFrom(*surface, {starts.at(0).coordinates, {}, {}}, anyDirection,
+                                         nullptr, ladder.attempt);
+        return summarised(reportOf({starts[0].name, attempt}), nullptr, options);
     }
-    std::vector<NamedStart> named;
-    for (const auto &[name, positions] : starts)
-        named.push_back({name, inBohr(positions)});
-    const auto report = climbLadder(*surface, named, sides, ladder);
-    saddle.outcome = outcomeWords(report);
-    saddle.reason = report.reason;
-    saddle.verified = !report.route.empty();
-    saddle.gradients = report.gradients;
-    saddle.route = report.route;
-    for (const auto &attempt : report.attempts)
-        saddle.attempts.push_back(summaryOf(attempt));
-    if (!report.attempts.empty()) describeSaddle(report, sides.reactant.drawn().bonds, saddle);
-    return saddle;
+    ReactionSides sides(*surface, drawnSide(task.sides->front()), drawnSide(task.sides->back()));
+    if (sides.changed.none()) return withoutChanges(options);
+    if (!havePlaces(task)) ladder.attempts = ladder.steps = 1;
+    const auto report = climbLadder(*surface, starts, sides, ladder);
+    return summarised(report, &sides.reactant.drawn().bonds, options);
+}
+
+ReactionSaddle verificationOf(const SaddleTask &task, const SaddleOptions &options) {
+    const auto surface = surfaceFor(task, options);
+    const auto &[name, positions] = task.starts.at(0);
+    const auto judge = [&](ReactionSides *sides) {
+        return reportOf(
+            {name, judged(*surface, inBohr(positions), sides, attemptOptions(options))});
+    };
+    if (!task.sides) return summarised(judge(nullptr), nullptr, options);
+    ReactionSides sides(*surface, drawnSide(task.sides->front()), drawnSide(task.sides->back()));
+    if (sides.changed.none()) return withoutChanges(options);
+    return summarised(judge(&sides), &sides.reactant.drawn().bonds, options);
 }
 
 } // namespace saddlefit::host

@@ -9,7 +9,7 @@ namespace saddlefit::host {
 
 /// A side of a reaction as it is drawn.
 struct DrawnSide {
-    Eigen::VectorXd coordinates; ///< bohr
+    Eigen::VectorXd coordinates; ///< bohr; of size 0 where they are not known
     BondGraph bonds;
 };
 
@@ -43,6 +43,9 @@ struct ReactionSides {
     ReactionSides(EnergySurface &surface, DrawnSide from, DrawnSide to);
     ReactionProgress progress() const;
     DirectionAt direction() const;
+
+private:
+    const Species &species_;
 };
 
 } // namespace saddlefit::host

@@ -62,6 +62,7 @@ StationaryPoint found(EnergySurface &surface, const SaddleStart &start,
     point.converged = result.converged;
     point.coordinates = result.coordinates;
     point.energy = result.value.energy;
+    point.largestGradient = result.value.gradient.lpNorm<Eigen::Infinity>();
     return point;
 }
 
@@ -85,11 +86,12 @@ StationaryPoint findFirstOrder(EnergySurface &surface, const SaddleStart &start,
     return point;
 }
 
-StationaryPoint measured(EnergySurface &surface, const Eigen::VectorXd &coordinates) {
+StationaryPoint measured(EnergySurface &surface, const Eigen::VectorXd &coordinates,
+                         const SaddleSearchOptions &options) {
     const auto value = surface.at(coordinates);
     StationaryPoint point;
-    point.converged =
-        value.gradient.lpNorm<Eigen::Infinity>() < SaddleSearchOptions{}.largestGradient;
+    point.largestGradient = value.gradient.lpNorm<Eigen::Infinity>();
+    point.converged = point.largestGradient < options.largestGradient;
     point.coordinates = coordinates;
     point.energy = value.energy;
     measure(surface, point);

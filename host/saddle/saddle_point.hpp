@@ -10,10 +10,11 @@ namespace saddlefit::host {
 struct StationaryPoint {
     bool converged = false;
     Eigen::VectorXd coordinates;
-    double energy = 0.0;     ///< hartree
-    Eigen::MatrixXd hessian; ///< by central differences; empty unless converged
-    Vibrations vibrations;   ///< likewise
-    int gradients = 0;       ///< used until the search ended for the first time
+    double energy = 0.0;          ///< hartree
+    double largestGradient = 0.0; ///< component, hartree per bohr
+    Eigen::MatrixXd hessian;      ///< by central differences; empty where a search did not converge
+    Vibrations vibrations;        ///< likewise
+    int gradients = 0;            ///< used until the search ended for the first time
 
     bool isFirstOrder() const { return converged && vibrations.order() == 1; }
 };
@@ -32,7 +33,8 @@ StationaryPoint findFirstOrder(EnergySurface &surface, const SaddleStart &start,
                                const DirectionAt &direction, const ReactionProgress &progress,
                                const SaddleSearchOptions &options = {});
 
-/// A stationary point as it stands, without a search.
-StationaryPoint measured(EnergySurface &surface, const Eigen::VectorXd &coordinates);
+/// A geometry as it stands, without a search; the options say which gradient counts as none.
+StationaryPoint measured(EnergySurface &surface, const Eigen::VectorXd &coordinates,
+                         const SaddleSearchOptions &options = {});
 
 } // namespace saddlefit::host

@@ -119,6 +119,10 @@ private:
 
 } // namespace
 
+Eigen::VectorXd anyDirection(const Eigen::VectorXd &coordinates) {
+    return Eigen::VectorXd::Zero(coordinates.size());
+}
+
 SaddleSearchResult searchSaddle(EnergySurface &surface, const SaddleStart &start,
                                 const DirectionAt &direction, const SaddleSearchOptions &options) {
     return Search(surface, start, direction).run(options);

@@ -11,6 +11,9 @@ namespace saddlefit::host {
 /// all zero where it is not known.
 using DirectionAt = std::function<Eigen::VectorXd(const Eigen::VectorXd &)>;
 
+/// Where it is not known anywhere.
+Eigen::VectorXd anyDirection(const Eigen::VectorXd &coordinates);
+
 struct SaddleSearchOptions {
     double largestGradient = 5e-4; ///< component at the end, hartree per bohr
     int mostSteps = 60;

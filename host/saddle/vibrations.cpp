@@ -1,17 +1,16 @@
 #include "host/saddle/vibrations.hpp"
 
-#include "host/saddle/element_data.hpp"
+#include "host/saddle/criteria.hpp"
 #include "host/saddle/internal_space.hpp"
 #include "host/saddle/saddle_mode.hpp"
-#include "host/saddle/units.hpp"
+#include "host/structures/element_data.hpp"
+#include "host/structures/units.hpp"
 
 #include <cmath>
 
 namespace saddlefit::host {
 
 namespace {
-
-constexpr double noiseBelow = 30.0; // cm-1
 
 Eigen::VectorXd massRoots(const Species &species, Eigen::Index size) {
     Eigen::VectorXd roots = Eigen::VectorXd::Constant(size, std::sqrt(electronMassesPerDalton));
@@ -25,7 +24,7 @@ Eigen::VectorXd massRoots(const Species &species, Eigen::Index size) {
 } // namespace
 
 int Vibrations::order() const {
-    return static_cast<int>((wavenumbers.array() < -noiseBelow).count());
+    return static_cast<int>((wavenumbers.array() < firstImaginary).count());
 }
 
 Vibrations vibrationsOf(const Species &species, const Eigen::VectorXd &coordinates,

@@ -1,6 +1,6 @@
-#include "host/saddle/element_data.hpp"
+#include "host/structures/element_data.hpp"
 
-#include "host/saddle/units.hpp"
+#include "host/structures/units.hpp"
 
 #include <algorithm>
 #include <array>

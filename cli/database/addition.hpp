@@ -1,0 +1,15 @@
+/// What "saddlefit db add" does, for other commands.
+#pragma once
+
+#include "cli/host.hpp"
+#include "host/reactions/reaction_files.hpp"
+
+#include <string>
+
+namespace saddlefit::cli {
+
+/// Store what the command would store of these files; tells how many that were. What is refused is
+/// reported.
+std::size_t addRecords(const std::string &database, const ReactionFiles &files);
+
+} // namespace saddlefit::cli

@@ -1,0 +1,37 @@
+#include "cli/saddle_options.hpp"
+
+#include "cli/order_option.hpp"
+
+namespace saddlefit::cli {
+
+void addMethodOption(CLI::App &command, SaddleOptions &options) {
+    command.add_option("--method", options.method, "Method of energies and geometries")
+        ->check(CLI::IsMember({"gfn2", "gfn1", "gfnff"}))
+        ->type_name("gfn2|gfn1|gfnff")
+        ->capture_default_str();
+}
+
+void addCheckOption(CLI::App &command, SaddleOptions &options) {
+    addChoice(command, "--check", options.check,
+              "Come to the ends of a saddle point as fast as the curvature allows (quick, "
+              "default), or in steps too small to leave a valley (fine)");
+}
+
+void addLadderOptions(CLI::App &command, SaddleOptions &options) {
+    constexpr int most = 100;
+    command
+        .add_option("--attempts", options.attempts,
+                    "Searches for one saddle point: from the guess, from the highest point of a "
+                    "path between both sides, from the usual lengths")
+        ->check(CLI::Range(1, most))
+        ->capture_default_str();
+    command
+        .add_option("--steps", options.steps,
+                    "Saddle points that a reaction may go over: with 2, a search goes on from "
+                    "the wrong end of a saddle point")
+        ->check(CLI::Range(1, 2))
+        ->capture_default_str();
+    addCheckOption(command, options);
+}
+
+} // namespace saddlefit::cli
