@@ -51,6 +51,19 @@ std::string centreOf(const VerifiedSaddle &saddle) {
     return codeInSymbols(codeOf(mol.get()).data());
 }
 
+/// Whether one of the molecules of an end is an ion though all together are none: in the gas phase
+/// such pairs exist by the method's error more often than by nature.
+bool isIonPair(const Species &species, const LewisStructure &end) {
+    if (species.charge != 0) return false;
+    for (const auto &fragment : fragmentsOf(species.elements.size(), graphOf(end.orders))) {
+        int charge = 0;
+        for (const int atom : fragment)
+            charge += end.charges[static_cast<std::size_t>(atom)];
+        if (charge != 0) return true;
+    }
+    return false;
+}
+
 /// Leave out those of a kind that are beyond its share of what is kept, the highest first.
 template <class IsOfKind>
 void keepShare(std::vector<ShippedRecord> &records, double share, const IsOfKind &isOfKind) {
@@ -68,7 +81,7 @@ void keepShare(std::vector<ShippedRecord> &records, double share, const IsOfKind
 
 std::string sdfRecord(const ShippedRecord &one, const Structure &structure, double energy,
                       const std::string &more) {
-    std::string text = molfile(one.name, one.name, structure.atoms, structure.bonds);
+    std::string text = molfile(Place{one.name}, one.name, structure.atoms, structure.bonds);
     text += field("ENERGY_HARTREE", formatted("%.8f", energy));
     text += field("LEVEL", method);
     text += field("REACTION", one.family);
@@ -95,9 +108,17 @@ void write(const std::string &path, const std::string &text) {
 }
 
 struct FamilyCount {
-    int tried = 0, known = 0, accepted = 0, others = 0, shipped = 0;
+    int tried = 0, known = 0, accepted = 0, others = 0;
     std::map<std::string, int> causes;
+    std::vector<double> barriers; ///< the lower ones of those that are shipped, kcal/mol
+    std::string example;          ///< the first of them
 };
+
+std::string barriersOf(const FamilyCount &count) {
+    if (count.barriers.empty()) return {};
+    const auto [low, high] = std::minmax_element(count.barriers.begin(), count.barriers.end());
+    return formatted("%.0f to %.0f", *low, *high);
+}
 
 std::string causesOf(const FamilyCount &count) {
     std::vector<std::pair<int, std::string>> order;
@@ -125,8 +146,14 @@ std::map<std::string, FamilyCount> countsOf(const Journal &journal,
         count.others += line.outcome == "accepted as another" ? 1 : 0;
         if (!line.accepted()) ++count.causes[line.outcome];
     }
-    for (const auto &one : shipped)
-        ++counts[one.family].shipped;
+    for (const auto &one : shipped) {
+        auto &count = counts[one.family];
+        count.barriers.push_back(std::min(one.record.at("barrier_kcal").get<double>(),
+                                          one.record.at("reverse_barrier_kcal").get<double>()));
+        if (count.example.empty())
+            count.example = "`" + one.record.at("reactant_smiles").get<std::string>() + ">>" +
+                            one.record.at("product_smiles").get<std::string>() + "`";
+    }
     return counts;
 }
 
@@ -171,11 +198,15 @@ std::string figuresOf(const std::vector<ShippedRecord> &shipped) {
 
 std::vector<ShippedRecord> shippedFrom(const Journal &journal, const Quotas &quotas) {
     std::vector<ShippedRecord> records;
+    std::size_t index = 0; // of the record that belongs to the line
     for (const auto &line : journal.lines()) {
         if (!line.accepted()) continue;
-        const auto &record = journal.records()[records.size()];
-        records.push_back({line.family + " " + line.hash.substr(0, 8), line.family,
-                           centreOf(saddleFrom(record)), record});
+        const auto &record = journal.records()[index++];
+        const auto saddle = saddleFrom(record);
+        if (isIonPair(saddle.species, saddle.reactant) || isIonPair(saddle.species, saddle.product))
+            continue;
+        records.push_back(
+            {line.family + " " + line.hash.substr(0, 8), line.family, centreOf(saddle), record});
     }
     keepShare(records, quotas.carbenes,
               [](const Json &one) { return one.at("carbenes").get<int>() > 0; });
@@ -209,12 +240,13 @@ void ship(const std::vector<ShippedRecord> &records, const std::string &folder,
 
 std::string tableOf(const Journal &journal, const std::vector<ShippedRecord> &shipped) {
     std::string text =
-        "| family | tried | accepted | as another reaction | shipped | known before | "
-        "failures |\n|---|---|---|---|---|---|---|\n";
+        "| family | tried | accepted | as another | shipped | lower barrier | one of "
+        "them | known before | failures |\n|---|---|---|---|---|---|---|---|---|\n";
     FamilyCount all;
     const auto row = [&](const std::string &name, const FamilyCount &count) {
-        text += formatted("| %s | %d | %d | %d | %d | %d | %s |\n", name.c_str(), count.tried,
-                          count.accepted, count.others, count.shipped, count.known,
+        text += formatted("| %s | %d | %d | %d | %zu | %s | %s | %d | %s |\n", name.c_str(),
+                          count.tried, count.accepted, count.others, count.barriers.size(),
+                          barriersOf(count).c_str(), count.example.c_str(), count.known,
                           causesOf(count).c_str());
     };
     for (const auto &[family, count] : countsOf(journal, shipped)) {
@@ -223,7 +255,7 @@ std::string tableOf(const Journal &journal, const std::vector<ShippedRecord> &sh
         all.known += count.known;
         all.accepted += count.accepted;
         all.others += count.others;
-        all.shipped += count.shipped;
+        all.barriers.insert(all.barriers.end(), count.barriers.begin(), count.barriers.end());
         for (const auto &[cause, times] : count.causes)
             all.causes[cause] += times;
     }
