@@ -1,6 +1,6 @@
 #include "collection/run.hpp"
 
-#include "host/structures/babel.hpp"
+#include "host/saddle/xtb_surface.hpp"
 
 #include <csignal>
 #include <optional>
@@ -208,6 +208,9 @@ private:
 void run(const std::vector<Family> &families, const std::vector<std::string> &molecules,
          const RunOptions &options, const std::function<void(const AttemptLine &)> &tell) {
     std::signal(SIGPIPE, SIG_IGN);
+    // Where a program underneath is missing all entries would be closed without an attempt.
+    moleculeFrom("C");
+    xtbSurface({{1, 1}, 0, 0});
     Run(options, tell).go(families, molecules);
 }
 

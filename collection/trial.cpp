@@ -43,13 +43,22 @@ struct Start {
     Eigen::VectorXd reactant, product, between;
 };
 
+Eigen::VectorXd byForceField(const Species &species, const LewisStructure &drawing,
+                             const Eigen::VectorXd &coordinates) {
+    try {
+        return relaxedByForceField(species, drawing.orders, coordinates);
+    } catch (const Error &) {
+        throw NoStart{"no force field"};
+    }
+}
+
 /// Reactant and product follow from each other by the force field, so that they are as alike as
 /// they can be. Where the surface does not know the product, one that was written by hand is tried
 /// with the force field's.
 Start startFrom(EnergySurface &surface, const Proposal &proposal, const Eigen::VectorXd &conformer,
                 double reactantEnergy, Origin origin) {
     const auto &species = surface.species();
-    const auto drawnProduct = relaxedByForceField(species, proposal.product.orders, conformer);
+    const auto drawnProduct = byForceField(species, proposal.product, conformer);
     auto product = relaxedAtSurface(surface, proposal.product, drawnProduct);
     if (!product.keptBonds) {
         if (origin == Origin::enumeration) throw NoStart{"product does not keep its bonds"};
@@ -57,9 +66,8 @@ Start startFrom(EnergySurface &surface, const Proposal &proposal, const Eigen::V
     } else if (kcalPerHartree * (product.energy - reactantEnergy) > highestProduct) {
         throw NoStart{"product too high"};
     }
-    auto reactant = relaxedAtSurface(
-        surface, proposal.reactant,
-        relaxedByForceField(species, proposal.reactant.orders, product.coordinates));
+    auto reactant = relaxedAtSurface(surface, proposal.reactant,
+                                     byForceField(species, proposal.reactant, product.coordinates));
     if (!reactant.keptBonds) reactant.coordinates = conformer;
     return {reactant.coordinates, product.coordinates,
             fittedStart(species, proposal, reactant.coordinates, product.coordinates)};
@@ -229,10 +237,8 @@ TrialResult Reactant::tried(const Proposal &proposal, Origin origin) const {
             result = judged(*surface, point, proposal, floor);
         } catch (const NoStart &none) {
             result = {none.why, std::nullopt, 0};
-        } catch (const SurfaceError &) {
-            result = {"no energy", std::nullopt, 0};
         } catch (const Error &) {
-            result = {"no force field", std::nullopt, 0};
+            result = {"no energy", std::nullopt, 0};
         }
         if (result.accepted() || result.outcome == "product too high") break;
     }
