@@ -5,6 +5,7 @@ option(SADDLEFIT_BUILD_CLI "Build the command line (needs the host library and C
        ${PROJECT_IS_TOP_LEVEL})
 option(SADDLEFIT_BUILD_TESTS "Build the tests (needs GoogleTest)" ${PROJECT_IS_TOP_LEVEL})
 option(SADDLEFIT_BUILD_BENCH "Build the benchmarks (needs Google Benchmark, RDKit, Eigen)" OFF)
+option(SADDLEFIT_BUILD_COLLECT "Build the program that computes data/collection (needs CLI11)" OFF)
 option(SADDLEFIT_USE_BLAS "Let the system's BLAS and LAPACK do the linear algebra, in its digits" OFF)
 option(SADDLEFIT_WERROR "Treat compiler warnings as errors" OFF)
 set(SADDLEFIT_SANITIZE "" CACHE STRING "Sanitizers to build with, for example address,undefined")

@@ -1,11 +1,11 @@
 #include "host/structures/babel.hpp"
 
 #include "host/system/companion.hpp"
+#include "host/system/own_folders.hpp"
 
 #include <array>
 #include <csignal>
 #include <cstring>
-#include <dlfcn.h>
 #include <filesystem>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -66,21 +66,6 @@ std::string explain(const babel::Failure &failure) {
 ErrorKind kindOf(FailureKind kind) {
     if (kind == FailureKind::noForceField) return ErrorKind::noProgram;
     return kind == FailureKind::outOfMemory ? ErrorKind::limit : ErrorKind::input;
-}
-
-/// The folders of the file that holds this code and of the running program.
-std::vector<fs::path> ownFolders() {
-    std::vector<fs::path> folders;
-    std::error_code error;
-    Dl_info info{};
-    static const int anchor = 0;
-    if (dladdr(&anchor, &info) != 0 && info.dli_fname != nullptr) {
-        const auto file = fs::canonical(info.dli_fname, error);
-        if (!error) folders.push_back(file.parent_path());
-    }
-    const auto program = fs::read_symlink("/proc/self/exe", error);
-    if (!error) folders.push_back(program.parent_path());
-    return folders;
 }
 
 template <class Request>

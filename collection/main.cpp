@@ -1,0 +1,148 @@
+// Makes the collection of verified saddles: docs/collection.md.
+
+#include "collection/run.hpp"
+#include "collection/shipping.hpp"
+#include "collection/verification.hpp"
+#include "host/reactions/reaction_files.hpp"
+#include "host/saddle/units.hpp"
+
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+
+namespace {
+
+using namespace saddlefit::collection;
+
+struct Options {
+    RunOptions run;
+    std::string data; ///< folder of families.txt, molecules.txt and what is shipped
+    std::size_t count = 100;
+};
+
+std::string contents(const std::string &path) {
+    std::ifstream file(path, std::ios::binary);
+    if (!file) throw Error(path + " cannot be read");
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::vector<std::string> moleculesOf(const std::string &path) {
+    std::istringstream lines(contents(path));
+    std::vector<std::string> molecules;
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream words(line);
+        for (std::string word; words >> word && word[0] != '#';)
+            molecules.push_back(word);
+    }
+    return molecules;
+}
+
+std::vector<Family> familiesOf(const Options &options) {
+    return readFamilies(contents(options.data + "/families.txt"), options.run.work.seed);
+}
+
+int collect(const Options &options) {
+    run(familiesOf(options), moleculesOf(options.data + "/molecules.txt"), options.run,
+        [](const AttemptLine &line) {
+            std::printf("%s\n", textOf(line).c_str());
+            std::fflush(stdout);
+        });
+    return 0;
+}
+
+int checkFamilies(const Options &options) {
+    int faults = 0;
+    for (const auto &family : familiesOf(options)) {
+        for (const auto &member : family.members) {
+            try {
+                proposalOf(moleculeFrom(withHydrogens(member.smiles), Embedding::none), member);
+            } catch (const Error &error) {
+                ++faults;
+                std::printf("%s: %s\n", family.name.c_str(), error.what());
+            }
+        }
+        std::printf("%s: %zu members, quota %zu\n", family.name.c_str(), family.members.size(),
+                    family.quota);
+    }
+    return faults == 0 ? 0 : 1;
+}
+
+int writeCollection(const Options &options) {
+    const Journal journal(options.run.state);
+    const auto shipped = shippedFrom(journal);
+    ship(shipped, options.data, options.run.work.seed);
+    std::printf("%s", tableOf(journal, shipped).c_str());
+    return 0;
+}
+
+/// Of the records, `count` that the seed chooses.
+int verify(const Options &options) {
+    const ReactionReader reader(
+        {options.data + "/reactants.sdf", options.data + "/products.sdf", options.data + "/ts.sdf"},
+        Start::file, Orders::drawn, {PairBy::order, {}});
+    std::vector<Json> sides;
+    std::istringstream lines(contents(options.data + "/records.jsonl"));
+    for (std::string line; std::getline(lines, line);)
+        sides.push_back(Json::parse(line));
+    Random random(options.run.work.seed);
+    int faults = 0;
+    for (std::size_t i = 0; i < options.count && !sides.empty(); ++i) {
+        const auto index = static_cast<std::size_t>(random.next() % sides.size());
+        const auto reaction = reader.read(index).front();
+        std::vector<int> elements;
+        Eigen::VectorXd saddle(static_cast<Eigen::Index>(3 * reaction.coordinates.size()));
+        for (std::size_t atom = 0; atom < reaction.coordinates.size(); ++atom) {
+            const auto &[x, y, z] = reaction.coordinates[atom];
+            elements.push_back(reaction.reactant.atoms[atom].element);
+            saddle.segment<3>(static_cast<Eigen::Index>(3 * atom)) =
+                Eigen::Vector3d(x, y, z) / angstromPerBohr;
+        }
+        const auto &side = sides[index];
+        const auto fault = faultOf(elements, side.at("charge"), saddle, side.at("energy_hartree"),
+                                   side.at("hash"));
+        faults += fault.empty() ? 0 : 1;
+        std::printf("%s: %s\n", side.at("name").get<std::string>().c_str(),
+                    fault.empty() ? "as it was" : fault.c_str());
+    }
+    std::printf("%zu checked, %d with a fault\n", options.count, faults);
+    return faults == 0 ? 0 : 1;
+}
+
+int chosen(int argc, char **argv) {
+    CLI::App app{"Collects verified saddles of small molecules"};
+    app.require_subcommand(1);
+    Options options;
+    const auto command = [&](const char *name, const char *what, bool needsState) {
+        auto *sub = app.add_subcommand(name, what);
+        if (needsState)
+            sub->add_option("--state", options.run.state, "Folder of the journal")->required();
+        sub->add_option("--data", options.data, "Folder of families, molecules and records")
+            ->required();
+        sub->add_option("--seed", options.run.work.seed, "Of all that is random");
+        return sub;
+    };
+    auto *running = command("run", "Go on with the work list where the journal stands", true);
+    running->add_option("--attempts", options.run.mostAttempts, "Stop after so many");
+    auto *shipping = command("ship", "Write the collection, and its table to the output", true);
+    auto *families = command("families", "Check that all members of families are reactions", false);
+    auto *verifying = command("verify", "Check some of the records anew", false);
+    verifying->add_option("--count", options.count, "How many");
+    CLI11_PARSE(app, argc, argv);
+
+    if (*running) return collect(options);
+    if (*shipping) return writeCollection(options);
+    return *families ? checkFamilies(options) : verify(options);
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    try {
+        return chosen(argc, argv);
+    } catch (const std::exception &error) {
+        std::fprintf(stderr, "saddlefit-collect: %s\n", error.what());
+        return 1;
+    }
+}

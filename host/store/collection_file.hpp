@@ -1,0 +1,11 @@
+#pragma once
+
+#include <string>
+
+namespace saddlefit::host {
+
+/// Where the database stands that comes with saddlefit (docs/collection.md): in the build tree,
+/// under the prefix of the running program or where it was meant to be installed. Empty if nowhere.
+std::string collectionFile();
+
+} // namespace saddlefit::host
