@@ -15,8 +15,8 @@ namespace saddlefit::cli {
 
 namespace {
 
-constexpr std::array commands{addReactCommand, addCompareCommand, addDbCommand, addPerceiveCommand,
-                              addStereoCommand};
+constexpr std::array commands{addReactCommand,    addCompareCommand, addDbCommand,
+                              addPerceiveCommand, addReportCommand,  addStereoCommand};
 
 // One line in the style of our own messages, whatever the parser found wrong.
 std::string usageMessage(const CLI::App *, const CLI::Error &error) {

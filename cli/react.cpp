@@ -1,6 +1,7 @@
 #include "cli/batch/batch.hpp"
 #include "cli/commands.hpp"
 #include "cli/explanation.hpp"
+#include "cli/html_report.hpp"
 #include "cli/json.hpp"
 #include "cli/react_options.hpp"
 #include "cli/report.hpp"
@@ -40,9 +41,8 @@ std::vector<Output> outputsOf(const ReactOptions &options) {
 // The files of one run, in the order in which deliveries have their pieces.
 class OutputFiles {
 public:
-    OutputFiles(const ReactOptions &options, const ReactionReader &reader) {
-        const auto begin = options.resume ? Begin::resume : Begin::anew;
-        for (const auto &[path, format] : outputsOf(options)) {
+    OutputFiles(const std::vector<Output> &outputs, Begin begin, const ReactionReader &reader) {
+        for (const auto &[path, format] : outputs) {
             const auto titleOf = [&reader,
                                   form = format](std::size_t item) -> std::optional<std::string> {
                 if (item > reader.count()) return std::nullopt;
@@ -64,6 +64,34 @@ public:
 
 private:
     std::vector<std::unique_ptr<StreamedFile>> files_;
+};
+
+// The page to look at, if one is wanted. It is made of JSON lines at the end.
+class Page {
+public:
+    explicit Page(const ReactOptions &options) : options_(options) {
+        if (options.html.empty()) return;
+        file_.emplace(options.html);
+        lines_ = options.json;
+        if (!options.keepsJson()) lines_ = folder_.emplace().file("answers.jsonl");
+    }
+    // A file for the lines where no other output keeps them; it goes with this object.
+    std::optional<Output> linesOfItsOwn() const {
+        if (!folder_) return std::nullopt;
+        return Output{lines_, &jsonFormat};
+    }
+    void commit() {
+        if (!file_) return;
+        const auto title = std::filesystem::path(options_.files.reactants).filename().string();
+        file_->write(pageOfFiles(title, {lines_}));
+        file_->commit();
+    }
+
+private:
+    const ReactOptions &options_;
+    std::optional<OutputFile> file_;
+    std::optional<TemporaryFolder> folder_;
+    std::string lines_;
 };
 
 std::string expectedErrorText(const Reaction &reaction, const Answer &answer) {
@@ -115,8 +143,13 @@ void writeConstraintFile(const ReactOptions &options, const Reaction &reaction,
 class ReactionWork {
 public:
     ReactionWork(const ReactOptions &options, const AnswerOptions &answerOptions,
-                 const ReactionReader &reader, const StoredReactions &stored)
-        : options_(options), answerOptions_(answerOptions), reader_(reader), stored_(stored) {}
+                 const std::vector<Output> &outputs, const ReactionReader &reader,
+                 const StoredReactions &stored)
+        : options_(options),
+          answerOptions_(answerOptions),
+          outputs_(outputs),
+          reader_(reader),
+          stored_(stored) {}
 
     Delivery operator()(std::size_t item) const {
         try {
@@ -129,7 +162,7 @@ public:
         Delivery delivery;
         delivery.failed = true;
         delivery.messages = "saddlefit: " + what + "\n";
-        for (const auto &[path, format] : outputsOf(options_)) {
+        for (const auto &[path, format] : outputs_) {
             auto &piece = delivery.pieces.emplace_back();
             if (format->writeFailure)
                 piece = format->writeFailure(item + 1, reader_.title(item), what);
@@ -145,13 +178,14 @@ private:
         delivery.line = resultLine(reaction, answer);
         delivery.messages = warningLines(reaction, answer);
         if (options_.verbose) delivery.messages += explanation(reaction, answer);
-        for (const auto &[path, format] : outputsOf(options_))
+        for (const auto &[path, format] : outputs_)
             delivery.pieces.push_back(format->write(reaction, answer));
         return delivery;
     }
 
     const ReactOptions &options_;
     const AnswerOptions &answerOptions_;
+    const std::vector<Output> &outputs_;
     const ReactionReader &reader_;
     const StoredReactions &stored_;
 };
@@ -195,8 +229,12 @@ int react(const ReactOptions &options) {
     options.requireOtherFiles();
 
     if (!options.constraintProgram.empty()) makeFolder(options.constraintFolder);
-    OutputFiles outputs(options, reader);
-    const std::size_t doneBefore = options.resume ? resumeAfter(outputs.all()) : 0;
+    Page page(options);
+    auto outputs = outputsOf(options);
+    const bool resumable = !outputs.empty();
+    if (const auto lines = page.linesOfItsOwn()) outputs.push_back(*lines);
+    OutputFiles files(outputs, options.resume ? Begin::resume : Begin::anew, reader);
+    const std::size_t doneBefore = options.resume ? resumeAfter(files.all()) : 0;
     const auto items = itemsOf(options, reader.count(), doneBefore);
     if (items.size() > 1 || options.batch.timeout > 0) prepare(stored);
 
@@ -204,15 +242,17 @@ int react(const ReactOptions &options) {
     std::optional<TemporaryFolder> scratch;
     auto answerOptions = options.answer;
     if (options.answer.relax == Relax::xtb) answerOptions.xtb.folder = scratch.emplace().path();
-    const ReactionWork work(options, answerOptions, reader, stored);
+    const ReactionWork work(options, answerOptions, outputs, reader, stored);
     const auto mishap = [&](std::size_t item, const std::string &what) {
         return work.failure(item, reader.origin(item) + ": " + what);
     };
-    const auto result = runBatch(items, work, mishap, options.batch, outputs.all());
-    if (result.interrupted)
-        reportInterrupt(result, items.size(), !outputs.all().empty());
-    else
-        outputs.commit();
+    const auto result = runBatch(items, work, mishap, options.batch, files.all());
+    if (result.interrupted) {
+        reportInterrupt(result, items.size(), resumable);
+    } else {
+        files.commit();
+        page.commit();
+    }
     return result.failed == 0 && !result.interrupted ? allDone : somethingFailed;
 }
 

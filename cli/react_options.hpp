@@ -20,9 +20,10 @@ struct ReactOptions {
     Orders orders = Orders::harmonised;
     PairOptions pairing;
     AnswerOptions answer;
-    std::string output; // these three are empty where no such file is wanted
+    std::string output; // these four are empty where no such file is wanted
     std::string xyz;
     std::string json;
+    std::string html;
     std::string constraintProgram;
     std::string constraintFolder = ".";
     BatchOptions batch;
@@ -33,6 +34,9 @@ struct ReactOptions {
 
     // Throws Error if two outputs, or an output and the database, are the same file.
     void requireOtherFiles() const;
+
+    // Whether there will be a file of JSON lines, which can be read again.
+    bool keepsJson() const;
 
     // "0007-title", the name of a reaction's input file without its suffix
     std::string constraintStem(const Reaction &reaction) const;
