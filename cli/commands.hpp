@@ -18,6 +18,7 @@ void addVerifyCommand(CLI::App &program, Action &chosen);
 void addCompareCommand(CLI::App &program, Action &chosen);
 void addDbCommand(CLI::App &program, Action &chosen);
 void addPerceiveCommand(CLI::App &program, Action &chosen);
+void addReportCommand(CLI::App &program, Action &chosen);
 void addStereoCommand(CLI::App &program, Action &chosen);
 
 } // namespace saddlefit::cli

@@ -17,9 +17,9 @@ namespace saddlefit::cli {
 
 namespace {
 
-constexpr std::array commands{addReactCommand,   addSaddleCommand, addVerifyCommand,
-                              addCompareCommand, addDbCommand,     addPerceiveCommand,
-                              addStereoCommand};
+constexpr std::array commands{addReactCommand,   addSaddleCommand,   addVerifyCommand,
+                              addCompareCommand, addDbCommand,       addPerceiveCommand,
+                              addReportCommand,  addStereoCommand};
 
 // The command that the line has come to.
 const CLI::App &parsedCommand(const CLI::App &program) {

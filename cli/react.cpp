@@ -2,6 +2,7 @@
 #include "cli/commands.hpp"
 #include "cli/database/addition.hpp"
 #include "cli/explanation.hpp"
+#include "cli/html_report.hpp"
 #include "cli/json.hpp"
 #include "cli/react_options.hpp"
 #include "cli/report.hpp"
@@ -59,6 +60,34 @@ public:
 
 private:
     std::vector<std::unique_ptr<StreamedFile>> files_;
+};
+
+// The page to look at, if one is wanted. It is made of JSON lines at the end.
+class Page {
+public:
+    explicit Page(const ReactOptions &options) : options_(options) {
+        if (options.html.empty()) return;
+        file_.emplace(options.html);
+        lines_ = options.json;
+        if (!options.keepsJson()) lines_ = folder_.emplace().file("answers.jsonl");
+    }
+    // A file for the lines where no other output keeps them; it goes with this object.
+    std::optional<AnswerOutput> linesOfItsOwn() const {
+        if (!folder_) return std::nullopt;
+        return AnswerOutput{lines_, &jsonFormat};
+    }
+    void commit() {
+        if (!file_) return;
+        const auto title = std::filesystem::path(options_.files.reactants).filename().string();
+        file_->write(pageOfFiles(title, {lines_}));
+        file_->commit();
+    }
+
+private:
+    const ReactOptions &options_;
+    std::optional<OutputFile> file_;
+    std::optional<TemporaryFolder> folder_;
+    std::string lines_;
 };
 
 std::string expectedErrorText(const Reaction &reaction, const Answer &answer) {
@@ -313,7 +342,10 @@ int react(const ReactOptions &options) {
     if (options.answer.saddle) requireMethod(options.answer.saddle->method);
 
     if (!options.constraintProgram.empty()) makeFolder(options.constraintFolder);
-    const auto wanted = options.outputs(reader.count());
+    auto wanted = options.outputs(reader.count());
+    const bool resumable = !wanted.empty();
+    Page page(options);
+    if (const auto lines = page.linesOfItsOwn()) wanted.push_back(*lines);
     OutputFiles outputs(wanted, options.resume, reader);
     const std::size_t doneBefore = options.resume ? resumeAfter(outputs.all()) : 0;
     const auto items = itemsOf(options, reader.count(), doneBefore);
@@ -335,10 +367,12 @@ int react(const ReactOptions &options) {
     const auto result = runBatch(items, work, mishap, options.batch, outputs.all(),
                                  [&](const Delivery &delivery) { learning.take(delivery); });
     learning.store();
-    if (result.interrupted)
-        reportInterrupt(result, items.size(), !outputs.all().empty());
-    else
+    if (result.interrupted) {
+        reportInterrupt(result, items.size(), resumable);
+    } else {
         outputs.commit();
+        page.commit();
+    }
     if (!options.batch.quiet && result.done > 1) reportOutcomes(result);
     return result.failed == 0 && !result.interrupted ? allDone : somethingFailed;
 }

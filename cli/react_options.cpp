@@ -177,6 +177,9 @@ void addResults(CLI::App &command, ReactOptions &options) {
         .add_option("--json", options.json,
                     "Write everything about each answer, a JSON object per line")
         ->type_name("FILE");
+    command
+        .add_option("--html", options.html, "Write a page to look at, with all structures (HTML)")
+        ->type_name("FILE");
     auto *format = command
                        .add_option("--constraints", options.constraintProgram,
                                    "Write an input per reaction that keeps the centre in place")
@@ -222,7 +225,7 @@ void ReactOptions::requireOtherFiles() const {
     std::set<std::filesystem::path> taken;
     for (const auto &input : {files.reactants, files.products, files.geometries})
         if (!input.empty()) taken.insert(place(input));
-    for (const auto &path : {output, xyz, json, learnInto}) {
+    for (const auto &path : {output, xyz, json, html, learnInto}) {
         if (path.empty()) continue;
         requireOtherFile(path, database);
         if (!taken.insert(place(path)).second && isReplaceable(path)) {
@@ -244,6 +247,10 @@ std::vector<AnswerOutput> ReactOptions::outputs(std::size_t reactions) const {
             .at({one.path});
     }
     return list;
+}
+
+bool ReactOptions::keepsJson() const {
+    return !json.empty() && json != standardOutput && isReplaceable(json);
 }
 
 std::string ReactOptions::constraintStem(const Reaction &reaction) const {
@@ -273,6 +280,11 @@ void ReactOptions::settle() {
         throw CLI::ValidationError("--resume",
                                    "several guesses per reaction cannot be gone on with; "
                                    "run them anew, or in shards");
+    }
+    if (resume && !html.empty() && !keepsJson()) {
+        throw CLI::ValidationError("--resume",
+                                   "--html shows the reactions of the run before only where "
+                                   "--json names a file that holds them");
     }
     if (!shardText.empty()) std::tie(shard, shards) = shardIn(shardText);
     start = valueNamed<Start>(startText).value_or(Start::file);

@@ -38,9 +38,10 @@ struct ReactOptions {
     PairOptions pairing;
     BareSideOptions bareSides;
     AnswerOptions answer;
-    std::string output; // these three are empty where no such file is wanted
+    std::string output; // these four are empty where no such file is wanted
     std::string xyz;
     std::string json;
+    std::string html;
     std::string constraintProgram;
     std::string constraintFolder = ".";
     Job job = Job::opt;
@@ -56,6 +57,8 @@ struct ReactOptions {
 
     // Where the answers go. Throws Error for an output in a format that is not written.
     std::vector<AnswerOutput> outputs(std::size_t reactions) const;
+    // Whether there will be a file of JSON lines, which can be read again.
+    bool keepsJson() const;
 
     // "0007-title", the name of a reaction's input file without its suffix
     std::string constraintStem(const Reaction &reaction) const;

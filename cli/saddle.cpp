@@ -60,7 +60,7 @@ std::string lineOf(const SaddleQuestion &question, const ReactionSaddle &saddle)
 std::string messagesOf(const SaddleQuestion &question, const ReactionSaddle &saddle) {
     std::string text;
     for (const auto &warning : question.warnings)
-        text += "saddlefit: " + question.origin.text() + ": warning: " + warning + "\n";
+        text += "saddlefit: " + question.origin.text() + ": warning: " + messageOf(warning) + "\n";
     if (!saddle.reason.empty())
         text += "saddlefit: " + question.origin.text() + ": " + saddle.outcome + ", " +
                 saddle.reason + "\n";

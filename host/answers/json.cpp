@@ -34,11 +34,20 @@ Json flanksOf(const Reaction &reaction, const Answer &answer) {
     return flanks;
 }
 
-Json bondsOf(const Answer &answer) {
-    Json bonds = Json::array();
-    for (const auto &bond : answer.bonds)
-        bonds.push_back({bond.atom1 + 1, bond.atom2 + 1, bond.type});
-    return bonds;
+Json bondsOf(const std::vector<StructureBond> &bonds) {
+    Json list = Json::array();
+    for (const auto &bond : bonds)
+        list.push_back({bond.atom1 + 1, bond.atom2 + 1, bond.type});
+    return list;
+}
+
+/// Null for the atoms of a record that has no coordinates.
+Json sideOf(const Reaction &reaction, const Structure &side) {
+    std::vector<Position> positions;
+    for (const auto &atom : side.atoms)
+        positions.push_back(atom.position);
+    return {{"atoms", hasCoordinates(side.atoms) ? atomsOf(reaction, positions) : Json(nullptr)},
+            {"bonds", bondsOf(side.bonds)}};
 }
 
 Json changesOf(const Reaction &reaction, const Answer &answer) {
@@ -198,7 +207,9 @@ std::string jsonLine(const Reaction &reaction, const Answer &answer) {
     object["search"] = searchOf(reaction, answer);
     object["atoms"] = atomsObject(reaction.reactant.atoms, answer.coordinates);
     object["flanks"] = flanksOf(reaction, answer);
-    object["bonds"] = bondsOf(answer);
+    object["bonds"] = bondsOf(answer.bonds);
+    object["reactant"] = sideOf(reaction, reaction.reactant);
+    object["product"] = sideOf(reaction, reaction.product);
     object["frozen"] = fromOne(answer.frozen);
     object["constraints"] = constraintsOf(answer.constraints);
     object["startConstraints"] = constraintsOf(answer.startConstraints);

@@ -124,9 +124,9 @@ SaddleQuestion SaddleQuestions::read(std::size_t index) const {
         question.task = saddleTask(reaction, {{"guess", reaction.coordinates}}, electrons.charge,
                                    electrons.unpaired);
         question.bonds = lastingBonds(reaction);
-        question.warnings = reaction.warnings;
-        question.warnings.insert(question.warnings.end(), electrons.doubts.begin(),
-                                 electrons.doubts.end());
+        question.warnings = electrons.doubts;
+        for (const auto &text : reaction.warnings)
+            question.warnings.push_back({text});
         return question;
     }
     const auto electrons = electronsOf(structure, structure, {charge, unpaired});

@@ -27,7 +27,7 @@ struct SaddleQuestion {
     std::vector<StructureAtom> atoms;          ///< as the geometry has them
     std::vector<StructureBond> bonds;          ///< that both sides have
     std::map<std::string, std::string> fields; ///< of the record, where its format has some
-    std::vector<std::string> warnings;
+    std::vector<Warning> warnings;
     SaddleTask task;
 };
 
