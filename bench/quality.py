@@ -97,8 +97,13 @@ class Answers:
             a.write_text("".join(t for i, t in enumerate(texts) if i % FOLDS == fold))
         database, output = folder / "k.db", folder / "a.jsonl"
         database.unlink(missing_ok=True)
-        added = run(program, "db", "add", *add, "--json", database, *known)
-        self.refused += len(data["ts"]) - len(asked_titles(data, fold)) - len(json.loads(added.stdout)["stored"])
+        pathlib.Path(f"{database}.jsonl").unlink(missing_ok=True)
+        added = run(program, "db", "add", *(o for o in add if o != REMOVE), "--json", database, *known)
+        stored = [record for record in json.loads(added.stdout)["stored"] if not record.get("lastResort")]
+        self.refused += len(data["ts"]) - len(asked_titles(data, fold)) - len(stored)
+        if REMOVE in add:
+            found = json.loads(run(program, "db", "find", database, "--refused", "--json").stdout)["records"]
+            run(program, "db", "remove", database, *(record["position"] for record in found))
         options = [str(asked[2]) if option == "TRUE" else option for option in ask]
         run(program, "react", *asked[:2], "--db", database, "--json", output, "-j2", *options)
         for line in output.read_text().splitlines():
@@ -143,6 +148,8 @@ def strained(reaction, positions):
     return bool((abs(guess / true - 1) > 0.2).any()), bool((distances(positions, pairs) < 0.7).any())
 
 
+REMOVE = "REMOVE"  # refused records, which would be asked last
+
 WAYS = [  # what is varied: options of "db add", of "react"
     ("as it is", [], []),
     ("stage full only", [], ["--stages", "full"]),
@@ -154,6 +161,7 @@ WAYS = [  # what is varied: options of "db add", of "react"
     ("start: product", [], ["--start", "product"]),
     ("start: the true transition state", [], ["--start", "TRUE"]),
     ("unguarded database (--force)", ["--force"], []),
+    ("without the refused records", [REMOVE], []),
     ("placement library", [], ["--placement", "library"]),
     ("relax: none", [], ["--relax", "none"]),
     ("relax: uff", [], ["--relax", "uff"]),

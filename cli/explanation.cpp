@@ -11,7 +11,9 @@ namespace saddlefit::cli {
 namespace {
 
 std::string funnel(const StageReport &report) {
-    std::string text = std::string("  stage ") + wordOf(report.stage) + ", code " + report.code;
+    std::string text = std::string("  stage ") + wordOf(report.stage) +
+                       (report.quality == Quality::refused ? ", refused records" : "") + ", code " +
+                       report.code;
     const auto &[candidates, lookedInto, mapped] = report.funnel;
     if (candidates == 0) return text + ": nothing stored has it\n";
     return text + formatted(": %zu stored, %zu of other composition, %zu not mapped or outweighed, "

@@ -349,7 +349,7 @@ private:
     std::string r_, p_, ts_;
 };
 
-TEST_F(Guard, ImplausibleAndRepeatedRecordsStayOutUnlessForced) {
+TEST_F(Guard, RepeatedRecordsStayOutAndImplausibleOnesBehindUnlessForced) {
     auto turned = crossing, mirrored = crossing, shifted = crossing, twisted = crossing;
     for (auto &[symbol, x, y, z] : turned) // by a quarter turn and a shift
         std::tie(x, y, z) = std::tuple(z + 1, x - 2, y + 3);
@@ -384,23 +384,50 @@ TEST_F(Guard, ImplausibleAndRepeatedRecordsStayOutUnlessForced) {
     std::size_t refused = 0, stored = 0;
     for (const auto &row : rows) {
         SCOPED_TRACE(row.title);
-        if (row.reason.empty()) {
-            EXPECT_EQ(object.at("stored").at(stored++).at("name"), row.title);
-            continue;
-        }
-        const auto &entry = object.at("refused").at(refused++);
+        const bool isRefused = row.reason == repeated;
+        const auto &entry =
+            isRefused ? object.at("refused").at(refused++) : object.at("stored").at(stored++);
         EXPECT_EQ(entry.at("name"), row.title);
-        EXPECT_TRUE(contains(entry.at("reasons").at(0), row.reason)) << entry;
-        EXPECT_TRUE(contains(answer.err, std::string("(") + row.title + "): not stored: "));
+        const auto reasons = entry.at(isRefused ? "reasons" : "warnings");
+        EXPECT_EQ(reasons.empty(), row.reason.empty());
+        if (row.reason.empty()) continue;
+        EXPECT_TRUE(contains(reasons.at(0), row.reason)) << entry;
+        EXPECT_TRUE(contains(answer.err, std::string("(") + row.title + "): " +
+                                             (isRefused ? "not stored: " : "warning: kept")));
     }
     EXPECT_EQ(stored, object.at("stored").size());
     EXPECT_EQ(refused, object.at("refused").size());
+    EXPECT_EQ(object.at("reasons"),
+              json({{"the same transition state is stored", 3},
+                    {"a made or broken bond is as short as a finished one", 1},
+                    {"a made or broken bond is beyond 2.0 single bonds", 1},
+                    {"two atoms are too close to each other", 1}}));
+    EXPECT_EQ(json::parse(run("db find a.db --refused --json").out).at("records").size(), 3U);
 
-    EXPECT_TRUE(contains(store().out, "0 stored in a.db, 8 refused")) << "all are known or wrong";
+    EXPECT_TRUE(contains(store().out, "0 stored in a.db, 8 refused\n  ")) << "all are known";
     const auto forced = store("--force");
     EXPECT_EQ(forced.status, 0);
     EXPECT_TRUE(contains(forced.out, "8 stored in a.db\n"));
     EXPECT_TRUE(contains(forced.err, "ts.sdf, record 8 (clash): warning: H4 and H6"));
+}
+
+// A bond that is short for a single one may still be far from what it is when finished.
+TEST_F(Guard, ABondIsHeldAgainstItsLengthWhereItIsFinished) {
+    const auto near = with(crossing, 0, {"C", 0.6, 1.36, 0}); // C1-N2 and C1-C3: 1.49
+    for (const auto &[finished, kept] : {std::pair(1.40, true), std::pair(1.47, false)}) {
+        forget();
+        fs::remove(file("a.db"));
+        fs::remove(file("a.db.jsonl"));
+        const auto sides = with(near, 0, {"C", 0.6, std::sqrt(finished * finished - 0.36), 0});
+        add("side", sides);
+        const auto reactants = contents("r.sdf"), products = contents("p.sdf");
+        forget();
+        add("side", near);
+        write("r.sdf", reactants);
+        write("p.sdf", products);
+        const auto object = json::parse(store("--json").out);
+        EXPECT_EQ(object.at("stored").at(0).at("lastResort"), !kept) << object;
+    }
 }
 
 TEST_F(Guard, ANewRecordTakesTheFirstFreeBlockThatHoldsIt) {

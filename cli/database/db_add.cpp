@@ -1,19 +1,19 @@
-#include "saddlefit/reaction.h"
-
 #include "cli/database/addition.hpp"
 #include "cli/database/db_commands.hpp"
 #include "cli/order_option.hpp"
 #include "cli/report.hpp"
 #include "host/reactions/doubts.hpp"
 #include "host/reactions/electrons.hpp"
-#include "host/search/search.hpp"
-#include "host/store/database_writer.hpp"
 #include "host/system/file_lock.hpp"
 #include "host/system/text.hpp"
-#include "host/upkeep/record_guard.hpp"
+#include "host/upkeep/intake.hpp"
+#include "host/upkeep/known_facts.hpp"
 
-#include <algorithm>
+#include <chrono>
 #include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <set>
 
 namespace saddlefit::cli {
 
@@ -24,61 +24,47 @@ struct AddOptions : DbOptions {
     Orders orders = Orders::harmonised;
     PairOptions pairing;
     BareSideOptions bareSides;
+    SideRecord known;
     bool force = false;
 };
 
-struct NewRecord {
-    std::string bytes;
-    StoredRecord stored; // as it reads back
-};
+constexpr const char *unreadable = "no reaction could be read";
 
-// The transition state is stored with its transition-state bonds, as a search will ask for it.
-NewRecord recordOf(const Reaction &reaction) {
-    const auto mol = startMolecule(reaction);
-    C_startReaction(mol.get(), nullptr);
-    if (auto bytes = recordBytes(*mol, reaction.geometryTitle)) {
-        const auto reading = readRecord(*bytes);
-        if (const auto *stored = std::get_if<StoredRecord>(&reading)) return {*bytes, *stored};
-    }
-    throw Error(ErrorKind::limit, "the record cannot be stored; it may have more than 65535 atoms "
-                                  "or bonds, or too long a title")
-        .at(reaction.reactant.origin);
+std::vector<std::string> textsOf(const std::vector<Objection> &objections) {
+    std::vector<std::string> texts;
+    for (const auto &objection : objections)
+        texts.push_back(objection.text);
+    return texts;
 }
 
-std::string joined(const std::vector<std::string> &phrases) {
+std::string joined(const std::vector<Objection> &objections) {
     std::string text;
-    for (const auto &phrase : phrases)
-        text += (text.empty() ? "" : "; ") + phrase;
+    for (const auto &objection : objections)
+        text += (text.empty() ? "" : "; ") + objection.text;
     return text;
 }
 
-// Broken and formed bonds together, in angstrom.
-double lengthOfChanges(const Reaction &reaction) {
-    double sum = 0.0;
-    for (const auto &[atoms, before, after] : reaction.changes) {
-        if (before != 0 && after != 0) continue;
-        sum += distanceBetween(reaction.coordinates[static_cast<std::size_t>(atoms.first)],
-                               reaction.coordinates[static_cast<std::size_t>(atoms.second)]);
-    }
-    return sum;
-}
-
-// Of several ways to pair the atoms the one that the transition state itself shows.
-Reaction tightest(const std::vector<Reaction> &pairings) {
-    return *std::min_element(pairings.begin(), pairings.end(),
-                             [](const Reaction &a, const Reaction &b) {
-                                 return lengthOfChanges(a) < lengthOfChanges(b);
-                             });
+// Of today, or of the moment that the environment names for builds that can be repeated.
+std::string today() {
+    using namespace std::chrono;
+    auto now = system_clock::now();
+    if (const char *epoch = std::getenv("SOURCE_DATE_EPOCH"))
+        now = system_clock::time_point(seconds(std::strtoll(epoch, nullptr, 10)));
+    const year_month_day date(floor<days>(now));
+    return formatted("%04d-%02u-%02u", static_cast<int>(date.year()),
+                     static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()));
 }
 
 // Takes the records of the files into a database, one by one.
 class Adding {
 public:
-    Adding(const AddOptions &options, DatabaseWriter &writer)
+    Adding(const AddOptions &options, Intake &intake)
         : options_(options),
           reader_(options.files, Start::file, options.orders, options.pairing, options.bareSides),
-          index_(options.database),
-          writer_(writer) {}
+          known_(options.known),
+          intake_(intake) {
+        if (known_.date.empty()) known_.date = today();
+    }
 
     void addAll() {
         for (std::size_t i = 0; i < reader_.count(); ++i) {
@@ -87,6 +73,7 @@ public:
             } catch (const Error &error) {
                 report(error);
                 refuse(reader_.title(i), {messageOf(error)});
+                ++reasons_[unreadable];
             }
         }
     }
@@ -96,16 +83,23 @@ public:
 
     void print() const {
         if (options_.json) {
-            printJson({{"file", options_.database}, {"stored", stored_}, {"refused", refused_}});
+            printJson({{"file", options_.database},
+                       {"stored", stored_},
+                       {"refused", refused_},
+                       {"reasons", reasons_}});
             return;
         }
         for (const auto &entry : stored_) {
-            std::printf("%s\t%s\n", entry["name"].get_ref<const std::string &>().c_str(),
-                        entry["code"].get_ref<const std::string &>().c_str());
+            std::printf("%s\t%s%s\n", entry["name"].get_ref<const std::string &>().c_str(),
+                        entry["code"].get_ref<const std::string &>().c_str(),
+                        entry["lastResort"].get<bool>() ? "\tlast resort" : "");
         }
         std::printf("%zu stored in %s", stored_.size(), options_.database.c_str());
+        if (lastResorts_ > 0) std::printf(", %zu of them as a last resort", lastResorts_);
         if (hasRefused()) std::printf(", %zu refused", refused_.size());
         std::printf("\n");
+        for (const auto &[reason, count] : reasons_)
+            std::printf("  %zu: %s\n", count, reason.c_str());
     }
 
 private:
@@ -120,53 +114,68 @@ private:
         doubts.insert(doubts.begin(), reaction.pairingNotes.begin(), reaction.pairingNotes.end());
         for (const auto &doubt : doubts)
             report(Error("warning: " + doubt).at(reaction.reactant.origin));
-        const auto record = recordOf(reaction);
-        auto objections = implausibilities(reaction);
-        if (const auto same = index_.find(record.stored, reaction)) {
-            objections.push_back("the same transition state is stored as " + inOneLine(*same));
-        }
-        if (!objections.empty()) reportObjections(reaction, objections);
-        if (!objections.empty() && !options_.force) {
-            refuse(reaction.geometryTitle, objections);
+        const auto result = intake_.take(reaction, knownFactsOf(reaction, known_));
+        if (!result.objections.empty()) reportObjections(reaction, result);
+        countReasons(result);
+        if (result.became == Intaken::refused) {
+            refuse(reaction.geometryTitle, textsOf(result.objections));
             return;
         }
-        writer_.place(record.bytes);
-        index_.add(record.stored, record.bytes);
+        const bool lastResort = result.became == Intaken::lastResort;
+        if (lastResort) ++lastResorts_;
         stored_.push_back({{"name", reaction.geometryTitle},
-                           {"code", codeInSymbols(record.stored.code.data())},
-                           {"warnings", objections}});
+                           {"code", codeInSymbols(result.code.data())},
+                           {"lastResort", lastResort},
+                           {"warnings", textsOf(result.objections)}});
+    }
+
+    // Each once per record.
+    void countReasons(const IntakeResult &result) {
+        std::set<std::string> words;
+        for (const auto &objection : result.objections)
+            words.insert(wordOf(objection.kind));
+        for (const auto &word : words)
+            ++reasons_[word];
     }
 
     void refuse(const std::string &name, const std::vector<std::string> &reasons) {
         refused_.push_back({{"name", name}, {"reasons", reasons}});
     }
 
-    void reportObjections(const Reaction &reaction,
-                          const std::vector<std::string> &objections) const {
+    void reportObjections(const Reaction &reaction, const IntakeResult &result) const {
         const Place origin{options_.files.geometries, reaction.number, reaction.geometryTitle};
-        const auto text = joined(objections);
-        report(Error(options_.force ? "warning: " + text
-                                    : "not stored: " + text +
-                                          "; correct the record or leave it out, or store it all "
-                                          "the same with --force")
-                   .at(origin));
+        const auto text = joined(result.objections);
+        switch (result.became) {
+        case Intaken::stored:
+            return report(Error("warning: " + text).at(origin));
+        case Intaken::lastResort:
+            return report(Error("warning: kept as a last resort: " + text +
+                                "; correct the record, or store it like all others with --force")
+                              .at(origin));
+        case Intaken::refused:
+            return report(Error("not stored: " + text +
+                                "; leave it out, or store it all the same with --force")
+                              .at(origin));
+        }
     }
 
     const AddOptions &options_;
     ReactionReader reader_;
-    DuplicateIndex index_;
-    DatabaseWriter &writer_;
+    SideRecord known_; // of all records
+    Intake &intake_;
     Json stored_ = Json::array(), refused_ = Json::array();
+    std::size_t lastResorts_ = 0;
+    std::map<std::string, std::size_t> reasons_; // with their counts
 };
 
 /// Add, and tell of it once the file is as it is to be.
 template <class Tell> auto added(const AddOptions &options, const Tell &tell) {
     const FileLock lock(options.database, IfMissing::makeIt, reportingOfWait(options.database));
     // First: a folder without room or rights ends all at once.
-    DatabaseWriter writer(options.database);
-    Adding adding(options, writer);
+    Intake intake(options.database, options.force);
+    Adding adding(options, intake);
     adding.addAll();
-    writer.commit();
+    intake.commit();
     return tell(adding);
 }
 
@@ -175,6 +184,19 @@ int add(const AddOptions &options) {
         adding.print();
         return adding.hasRefused() ? somethingFailed : allDone;
     });
+}
+
+// What the records' own fields do not say.
+void addFactOptions(CLI::App &command, SideRecord &known) {
+    const auto add = [&](const char *name, std::string &value, const char *text) {
+        command.add_option(name, value, text)->type_name("TEXT");
+    };
+    add("--level", known.level, "Level of theory, where no data field LEVEL says it");
+    add("--program", known.program, "What computed the records, likewise");
+    add("--verified", known.verified, "How they were verified, likewise");
+    add("--source", known.source, "Where they come from, likewise");
+    add("--licence", known.licence, "Their licence, likewise");
+    add("--date", known.date, "Their date, likewise");
 }
 
 } // namespace
@@ -198,14 +220,16 @@ void addDbAddCommand(CLI::App &db, Action &chosen) {
     addPairingOptions(command, options.pairing);
     addBareSideOptions(command, options.bareSides);
     command.add_flag("--force", options.force,
-                     "Store records that are refused otherwise; they are reported all the same");
+                     "Store records that are refused otherwise, and implausible ones like all "
+                     "others; they are reported all the same");
+    addFactOptions(command, options.known);
     command.footer(
-        "Record i of the three files is one reaction. It "
-        "is\n"
-        "stored under the transition state's title. Refused is a record in which a made or broken\n"
-        "bond is not 1.03 to 2.0 single bonds long, or two atoms are closer than 0.6 angstrom, "
-        "and\n"
-        "one that is stored already.\n\n"
+        "Record i of the three files is one reaction. It is stored under the transition state's\n"
+        "title. One in which a made or broken bond is hardly longer than where it is finished, or\n"
+        "beyond 2.0 single bonds, or two atoms are closer than 0.6 angstrom, is marked: \"react\"\n"
+        "asks it where nothing else matches. One that is stored already is refused. What is known "
+        "of the records, by their\n"
+        "data fields or these options, stands in FILE.jsonl.\n\n"
         "Example:\n"
         "  saddlefit db add reactions.db reactants.sdf products.sdf ts.sdf");
 }

@@ -4,7 +4,9 @@
 #include "cli/json.hpp"
 #include "cli/json_flag.hpp"
 #include "cli/subcommand.hpp"
+#include "host/store/catalogue.hpp"
 
+#include <optional>
 #include <string>
 
 namespace saddlefit::cli {
@@ -12,6 +14,11 @@ namespace saddlefit::cli {
 void addDbAddCommand(CLI::App &db, Action &chosen);
 void addDbListCommand(CLI::App &db, Action &chosen);
 void addDbShowCommand(CLI::App &db, Action &chosen);
+void addDbFindCommand(CLI::App &db, Action &chosen);
+void addDbExportCommand(CLI::App &db, Action &chosen);
+void addDbMergeCommand(CLI::App &db, Action &chosen);
+void addDbRenameCommand(CLI::App &db, Action &chosen);
+void addDbStatsCommand(CLI::App &db, Action &chosen);
 void addDbRemoveCommand(CLI::App &db, Action &chosen);
 void addDbCheckCommand(CLI::App &db, Action &chosen);
 void addDbValidateCommand(CLI::App &db, Action &chosen);
@@ -33,10 +40,10 @@ Subcommand<Options> addDbSubcommand(CLI::App &db, Action &chosen, const std::str
     return command;
 }
 
-// What is wrong with the text of a position; empty if nothing.
-inline std::string complaintAboutPosition(const std::string &text) {
-    const bool isNumber = !text.empty() && text.find_first_not_of("0123456789") == text.npos;
-    return isNumber ? "" : "\"" + text + "\" is no position; \"saddlefit db list\" prints them";
-}
+// The position that a text stands for: what "saddlefit db list" prints, or nothing for a name.
+std::optional<std::size_t> positionIn(const std::string &text);
+
+// Of a record that is named by its position or its name. Throws Error if it is no single one.
+std::size_t positionOf(const std::string &text, const Catalogue &catalogue);
 
 } // namespace saddlefit::cli

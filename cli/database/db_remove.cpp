@@ -1,7 +1,7 @@
 #include "cli/database/db_commands.hpp"
 #include "cli/report.hpp"
-#include "host/store/database_file.hpp"
 #include "host/store/database_writer.hpp"
+#include "host/store/side_file.hpp"
 #include "host/system/file_lock.hpp"
 #include "host/system/output_file.hpp"
 
@@ -13,7 +13,7 @@ namespace saddlefit::cli {
 namespace {
 
 struct RemoveOptions : DbOptions {
-    std::vector<std::size_t> positions;
+    std::vector<std::string> which;
 };
 
 std::vector<std::size_t> highestFirst(std::vector<std::size_t> positions) {
@@ -31,25 +31,28 @@ void requireDistinct(const std::vector<std::size_t> &sorted, const std::string &
 }
 
 void removeAll(const std::vector<std::size_t> &positions, const std::string &target) {
+    const SideLines sides(target);
+    requireWholeSideFile(target, sides);
     OutputFile file(target);
     file.copyFromTarget();
     if (!removeRecords(openDatabase(file.path()), positions)) {
         throw Error(ErrorKind::system, "the records cannot be removed; the disk may be full")
             .at({target});
     }
-    file.commit();
+    commitWithSides(file, target, sides);
 }
 
 int remove(const RemoveOptions &options) {
     const FileLock lock(options.database, IfMissing::lockNothing,
                         reportingOfWait(options.database));
-    const auto database = openDatabase(options.database);
-    const auto positions = highestFirst(options.positions);
+    const Catalogue catalogue(options.database);
+    std::vector<std::size_t> positions;
+    for (const auto &text : options.which)
+        positions.push_back(positionOf(text, catalogue));
+    positions = highestFirst(positions);
     requireDistinct(positions, options.database);
-    for (const auto position : positions)
-        requirePosition(database, position);
     removeAll(positions, options.database);
-    const auto left = database.records.size() - positions.size();
+    const auto left = catalogue.count() - positions.size();
     if (options.json) {
         printJson({{"file", options.database}, {"removed", positions}, {"records", left}});
         return allDone;
@@ -63,13 +66,13 @@ int remove(const RemoveOptions &options) {
 
 void addDbRemoveCommand(CLI::App &db, Action &chosen) {
     const auto [command, options] = addDbSubcommand(db, chosen, "remove", "Remove records", remove);
-    addArgument(command, "POSITION", options.positions, "As \"saddlefit db list\" prints them")
-        ->check(complaintAboutPosition);
+    addArgument(command, "RECORD", options.which,
+                "Positions, as \"saddlefit db list\" prints them, or names");
     command.footer(
         "All positions mean what was listed before. The file keeps its size: later additions use\n"
         "the room, or \"saddlefit db compact\" gives it back.\n\n"
         "Example:\n"
-        "  saddlefit db remove reactions.db 0 3");
+        "  saddlefit db remove reactions.db 0 3 rxn000123");
 }
 
 } // namespace saddlefit::cli

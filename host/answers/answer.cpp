@@ -53,7 +53,8 @@ public:
 
 private:
     void settleElectrons();
-    bool findsMatch(Stage stage);
+    void settleStage();
+    bool findsMatch(Stage stage, Quality quality);
     void place(const Question &question, Search &search, const Match &match);
     bool followsUsualLengths(const Match &match) const;
     bool hasCentreOfItsOwn(const UsualLengths &usual) const;
@@ -88,12 +89,10 @@ Answer Asking::answer() {
     answer_.bonds = transitionStateBonds(reaction_);
     const auto mol = startMolecule(reaction_);
     answer_.code = codeInSymbols(codeOf(mol.get()).data());
-    for (const Stage stage : options_.stages) {
-        if (stage == Stage::lengths || findsMatch(stage)) {
-            answer_.stage = stage;
-            break;
-        }
-    }
+    settleStage();
+    if (answer_.isLastResort())
+        answer_.warnings.push_back({"the match is a record that was refused as implausible, and "
+                                    "nothing else matches"});
     compareWithUsualLengths();
     if (answer_.outcome == Outcome::noMatch) constrainLengths();
     relax();
@@ -109,13 +108,31 @@ void Asking::settleElectrons() {
                             electrons.doubts.end());
 }
 
-bool Asking::findsMatch(Stage stage) {
+// Records that were refused are asked behind all others, and before there is none to build on.
+void Asking::settleStage() {
+    const auto &stages = options_.stages;
+    const auto end = std::find(stages.begin(), stages.end(), Stage::lengths);
+    for (const auto quality : {Quality::guarded, Quality::refused}) {
+        if (quality == Quality::refused && !stored_.hasLastResorts()) break;
+        const auto found = std::find_if(stages.begin(), end,
+                                        [&](Stage stage) { return findsMatch(stage, quality); });
+        if (found == end) continue;
+        answer_.stage = *found;
+        return;
+    }
+    if (end != stages.end()) answer_.stage = Stage::lengths;
+}
+
+bool Asking::findsMatch(Stage stage, Quality quality) {
     const auto question = questionFor(stage, reaction_);
     if (!question) return false;
     const auto code = codeOf(startMolecule(reaction_, *question).get());
-    Search search(reaction_, *question, *stored_.askedFor(stage, code), options_.rivals);
+    const auto asked = stored_.askedFor(stage, code, quality);
+    Search search(reaction_, *question, *asked.database, options_.rivals, asked.leftOut);
+    if (quality == Quality::refused && search.funnel().candidates == 0) return false;
     auto &report = answer_.reports.emplace_back();
     report.stage = stage;
+    report.quality = quality;
     report.code = codeInSymbols(code.data());
     report.funnel = search.funnel();
     report.matches = search.matches();
@@ -174,7 +191,8 @@ bool Asking::hasCentreOfItsOwn(const UsualLengths &usual) const {
 UsualLengths Asking::usualLengths(double m) const {
     const auto mol = startMolecule(reaction_);
     applyTransition(mol.get());
-    return stored_.lengths().lengthsIn(*mol, m);
+    const auto quality = m == shrinkageMatched ? Quality::guarded : Quality::refused;
+    return stored_.lengths(quality).lengthsIn(*mol, m);
 }
 
 void Asking::compareWithUsualLengths() {
@@ -318,6 +336,10 @@ std::vector<std::string> Answer::warningTexts() const {
 const std::vector<Position> &Answer::bestCoordinates() const {
     const auto *found = saddle ? saddle->found() : nullptr;
     return found ? found->coordinates : coordinates;
+}
+
+bool Answer::isLastResort() const {
+    return matched() != nullptr && reports.back().quality == Quality::refused;
 }
 
 Answer answerTo(const Reaction &reaction, const StoredReactions &stored,

@@ -58,7 +58,8 @@ inline constexpr auto wordsFor<Outcome> = std::to_array<Word<Outcome>>(
 // What a stage found.
 struct StageReport {
     Stage stage = Stage::full;
-    std::string code; // in symbols
+    Quality quality = Quality::guarded; // of the records that were asked
+    std::string code;                   // in symbols
     Funnel funnel;
     std::vector<Match> matches; // best first
 };
@@ -103,6 +104,7 @@ struct Answer {
 
     const Match *matched() const; // null without one
     std::vector<std::string> warningTexts() const;
+    bool isLastResort() const; // whether the match is a record that was refused
 
     // What goes into files of structures: of the saddle point if one was found, else of the guess.
     const std::vector<Position> &bestCoordinates() const;

@@ -135,9 +135,11 @@ Json reportObject(const Reaction &reaction, const StageReport &report) {
     for (const auto &match : report.matches)
         matches.push_back(matchObject(reaction, match));
     const auto &funnel = report.funnel;
-    return {{"stage", wordOf(report.stage)},   {"code", report.code},
-            {"candidates", funnel.candidates}, {"lookedInto", funnel.lookedInto},
-            {"mapped", funnel.mapped},         {"matches", matches}};
+    Json object{{"stage", wordOf(report.stage)},   {"code", report.code},
+                {"candidates", funnel.candidates}, {"lookedInto", funnel.lookedInto},
+                {"mapped", funnel.mapped},         {"matches", matches}};
+    if (report.quality == Quality::refused) object["lastResort"] = true;
+    return object;
 }
 
 Json searchOf(const Reaction &reaction, const Answer &answer) {

@@ -205,8 +205,9 @@ std::vector<Reaction> ReactionReader::read(std::size_t index) const {
         reaction.title = titleOf(reaction.reactant, index);
         reaction.geometryTitle = reaction.title;
         if (start_ == Start::file) {
-            reaction.geometryTitle =
-                titleOr(structureIn(*geometries_, index).title, reaction.title);
+            auto geometry = structureIn(*geometries_, index);
+            reaction.geometryTitle = titleOr(geometry.title, reaction.title);
+            reaction.geometryFields = std::move(geometry.fields);
         }
         reaction.warnings = warningsAbout(reaction);
     }

@@ -8,6 +8,7 @@
 #include "host/structures/reader.hpp"
 #include "host/system/words.hpp"
 
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -37,11 +38,12 @@ inline constexpr auto wordsFor<Start> = std::to_array<Word<Start>>({{Start::reac
                                                                     {Start::mean, "mean"}});
 
 struct Reaction {
-    std::size_t number = 0;            // of its records in the files, from 1
-    std::string title;                 // the reactant's; "record 3" where it has none
-    std::string geometryTitle;         // of the record that the coordinates are from; as above
-    Structure reactant;                // with its bond orders as they were compared
-    Structure product;                 // with its atoms in the reactant's order
+    std::size_t number = 0;    // of its records in the files, from 1
+    std::string title;         // the reactant's; "record 3" where it has none
+    std::string geometryTitle; // of the record that the coordinates are from; as above
+    std::map<std::string, std::string> geometryFields; // of that record, for Start::file only
+    Structure reactant;                                // with its bond orders as they were compared
+    Structure product;                                 // with its atoms in the reactant's order
     std::vector<int> productAtoms;     // their places in the record; empty where these are the same
     std::vector<Position> coordinates; // to begin with
     std::vector<BondChange> changes;

@@ -88,10 +88,12 @@ HostMolecule startMolecule(const Reaction &reaction, const Question &question) {
 }
 
 Search::Search(const Reaction &reaction, const Question &question, const ReactionDatabase &database,
-               std::size_t count)
+               std::size_t count, const std::vector<int> &leftOut)
     : reaction_(reaction), searcher_(newSearcher()) {
     SearchOptions options{};
     options.best = static_cast<int>(count);
+    options.leftOut = leftOut.data();
+    options.leftOutCount = static_cast<int>(leftOut.size());
     result_ = searchIn(database, *searcher_, *startMolecule(reaction, question), options);
 }
 
@@ -145,7 +147,8 @@ void Search::measure(const SearchMatch &found, Match &match) const {
 Funnel Search::funnel() const {
     Funnel funnel;
     for (const auto &report : counted(result_->candidates, result_->candidateCount)) {
-        if (report.stage != SEARCH_NOT_FINITE) ++funnel.candidates;
+        if (report.stage != SEARCH_NOT_FINITE && report.stage != SEARCH_LEFT_OUT)
+            ++funnel.candidates;
         if (report.stage >= SEARCH_WEIGHT_BEFORE) ++funnel.lookedInto;
         if (report.stage >= SEARCH_WEIGHT_AFTER && report.stage != SEARCH_EXACT) ++funnel.mapped;
     }

@@ -57,9 +57,9 @@ struct Funnel {
 /// One search for a reaction, and the start on what it found.
 class Search {
 public:
-    /// Look for the `count` structures that the library prefers.
+    /// Look for the `count` structures that the library prefers, among all records but some.
     Search(const Reaction &reaction, const Question &question, const ReactionDatabase &database,
-           std::size_t count);
+           std::size_t count, const std::vector<int> &leftOut = {});
 
     /// Best first, each what is found without those before it; none behind an exact one.
     std::vector<Match> matches() const;

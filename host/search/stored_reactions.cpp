@@ -1,6 +1,9 @@
 #include "host/search/stored_reactions.hpp"
 
 #include "host/store/database_file.hpp"
+#include "host/store/identity.hpp"
+#include "host/store/side_file.hpp"
+#include "host/system/json.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -22,7 +25,7 @@ bool isFinite(const Molecule &mol) {
 } // namespace
 
 StoredReactions::StoredReactions(const std::string &path)
-    : empty_(!holdsRecords(path)), file_(openReactions(path)) {}
+    : empty_(!holdsRecords(path)), file_(openReactions(path)), refused_(refusedRecords(path)) {}
 
 void StoredReactions::noteCodes() const {
     constexpr int anyCode[] = {1, 1, 0};
@@ -38,33 +41,51 @@ void StoredReactions::surveyUntil(const std::optional<Deadline> &deadline) const
             count(*mol);
         });
         lengths_.finish();
+        allLengths_.finish();
     });
 }
 
+bool StoredReactions::isRefused(Molecule &stored) const {
+    if (refused_.empty() || stored.name == nullptr) return false;
+    const auto [begin, end] = refused_.equal_range(inUtf8(stored.name));
+    if (begin == end) return false;
+    const auto bytes = recordBytes(stored, stored.name);
+    if (!bytes) return false;
+    const auto digest = digestOf(*bytes);
+    return std::any_of(begin, end, [&](const auto &entry) { return entry.second == digest; });
+}
+
 void StoredReactions::count(Molecule &stored) const {
-    lengths_.count(stored);
+    if (!isRefused(stored)) lengths_.count(stored);
+    if (hasLastResorts()) allLengths_.count(stored);
     if (!isFinite(stored)) return;
     const auto code = codeOf(&stored);
     makeSigmaPicture(stored);
     codesBySigma_[codeOf(&stored)].insert(code);
 }
 
-const LengthEstimate &StoredReactions::lengths() const {
+const LengthEstimate &StoredReactions::lengths(Quality least) const {
     survey();
-    return lengths_;
+    return least == Quality::refused && hasLastResorts() ? allLengths_ : lengths_;
 }
 
-OpenReactions StoredReactions::askedFor(Stage stage, const Code &code) const {
-    return stage == Stage::sigma ? sigmaPictures(code) : file_;
+Asked StoredReactions::askedFor(Stage stage, const Code &code, Quality quality) const {
+    if (stage == Stage::sigma) return {sigmaPictures(code, quality), {}};
+    Asked asked{file_, {}};
+    if (!hasLastResorts()) return asked;
+    forEachStored(*file_, code.data(), [&](const HostMolecule &mol, int record) {
+        if (isRefused(*mol) != (quality == Quality::refused)) asked.leftOut.push_back(record);
+    });
+    return asked;
 }
 
-OpenReactions StoredReactions::sigmaPictures(const Code &code) const {
+OpenReactions StoredReactions::sigmaPictures(const Code &code, Quality quality) const {
     survey();
     const auto found = codesBySigma_.find(code);
     std::map<int, HostMolecule> inFileOrder;
     for (const auto &stored : found == codesBySigma_.end() ? std::set<Code>{} : found->second) {
         forEachStored(*file_, stored.data(), [&](HostMolecule mol, int record) {
-            if (!isFinite(*mol)) return;
+            if (!isFinite(*mol) || isRefused(*mol) != (quality == Quality::refused)) return;
             makeSigmaPicture(*mol);
             if (codeOf(mol.get()) == code) inFileOrder[record] = std::move(mol);
         });

@@ -5,6 +5,7 @@
 #include "host/search/length_estimate.hpp"
 #include "host/search/open_search.hpp"
 #include "host/search/stages.hpp"
+#include "host/store/side_record.hpp"
 
 #include <map>
 #include <mutex>
@@ -16,6 +17,12 @@
 namespace saddlefit::host {
 
 using Code = std::vector<int>; ///< as codeOf() gives it
+
+/// What a question is put to.
+struct Asked {
+    OpenReactions database;
+    std::vector<int> leftOut; ///< ordinals of records in it that are not asked
+};
 
 /// Threads may share one. It reads what a question needs, when it is asked.
 class StoredReactions {
@@ -35,20 +42,29 @@ public:
     /// A survey that throws Deadline::Passed if it has not come to its end by then.
     void surveyUntil(const std::optional<Deadline> &deadline) const;
 
-    const LengthEstimate &lengths() const;
+    /// Whether it has records that are asked only where no other matches: those that are marked as
+    /// refused in the file beside it.
+    bool hasLastResorts() const { return !refused_.empty(); }
 
-    /// Where a question of a stage with this code finds all its candidates, in file order.
-    OpenReactions askedFor(Stage stage, const Code &code) const;
+    /// By guarded records alone, or by all, the refused ones too.
+    const LengthEstimate &lengths(Quality least = Quality::guarded) const;
+
+    /// Where a question of a stage with this code finds all its candidates of a quality, in file
+    /// order.
+    Asked askedFor(Stage stage, const Code &code, Quality quality = Quality::guarded) const;
 
 private:
-    OpenReactions sigmaPictures(const Code &code) const;
+    bool isRefused(Molecule &stored) const;
+    OpenReactions sigmaPictures(const Code &code, Quality quality) const;
     void count(Molecule &stored) const;
 
     bool empty_;
     OpenReactions file_;
+    std::multimap<std::string, std::string> refused_; ///< digests by name
     mutable std::once_flag surveyed_;
     mutable std::map<Code, std::set<Code>> codesBySigma_; ///< those of records, by their picture's
     mutable LengthEstimate lengths_;
+    mutable LengthEstimate allLengths_; ///< where there are refused records
 };
 
 } // namespace saddlefit::host

@@ -117,7 +117,7 @@ bool holdsRecords(const std::string &path) {
     return found;
 }
 
-StoredRecord recordIn(const std::string &path, std::size_t position) {
+PlacedRecord recordIn(const std::string &path, std::size_t position) {
     const auto file = openStoreAt(path);
     std::optional<StoreBlock> wanted;
     std::size_t count = 0;
@@ -126,7 +126,7 @@ StoredRecord recordIn(const std::string &path, std::size_t position) {
         return !wanted;
     });
     if (!wanted) failAtPosition(path, position, count);
-    return soundRecord(readRecord(*file, *wanted), path, position);
+    return {*wanted, soundRecord(readRecord(*file, *wanted), path, position)};
 }
 
 void requirePosition(const Database &database, std::size_t position) {

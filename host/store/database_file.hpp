@@ -36,9 +36,15 @@ Database openDatabase(const std::string &path);
 /// openDatabase() does, as far as it reads.
 bool holdsRecords(const std::string &path);
 
-/// The record at a position, told by the blocks up to it. Throws Error as openDatabase() does, as
-/// far as it reads, and if there is no such record or it is damaged.
-StoredRecord recordIn(const std::string &path, std::size_t position);
+//// A record, and where it stands.
+struct PlacedRecord {
+    StoreBlock block;
+    StoredRecord record;
+};
+
+//// The record at a position, told by the blocks up to it. Throws Error as openDatabase() does, as
+//// far as it reads, and if there is no such record or it is damaged.
+PlacedRecord recordIn(const std::string &path, std::size_t position);
 
 /// Throws Error if there is no record at the position.
 void requirePosition(const Database &database, std::size_t position);

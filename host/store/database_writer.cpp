@@ -18,6 +18,10 @@ bool removeRecords(const Database &database, const std::vector<std::size_t> &pos
            closeStoreWriter(writer.release()) == 1;
 }
 
+DatabaseWriter::DatabaseWriter(const std::string &path) : path_(path), file_(path), sides_(path) {
+    requireWholeSideFile(path, sides_);
+}
+
 void DatabaseWriter::begin() {
     file_.copyFromTarget();
     file_.write({}); // makes it where there was no target
@@ -39,6 +43,12 @@ void DatabaseWriter::place(std::string_view record) {
         .at({path_});
 }
 
+void DatabaseWriter::note(const SideRecord &known) {
+    if (sides_.has(known.digest)) return;
+    if (!writer_ && failure_ == 0) begin();
+    sides_.add(known);
+}
+
 void DatabaseWriter::fail() const {
     failWriting(resolvedTarget(path_), std::strerror(failure_));
 }
@@ -50,7 +60,7 @@ void DatabaseWriter::commit() {
         failure_ = errno;
         fail();
     }
-    file_.commit();
+    commitWithSides(file_, path_, sides_);
 }
 
 } // namespace saddlefit::host

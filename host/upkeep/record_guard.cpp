@@ -14,11 +14,10 @@ namespace saddlefit::host {
 
 namespace {
 
-// Lengths of a bond that is made or broken, in lengths of a single bond. Below, it is not begun or
-// not broken at all; above, the structure is no transition state of this reaction. Records beyond
-// them spoil more answers than they give.
-constexpr double shortestStretch = 1.03;
-constexpr double longestStretch = 2.0;
+// Records beyond these spoil more answers than they give (docs/quality.md).
+constexpr double shortestStretch = 1.03; // lengths of the finished bond
+constexpr double longestStretch = 2.0;   // lengths of a single bond
+constexpr double mostStrained = 1.1;     // lengths of a single bond that a finished one may have
 
 // Angstrom; the shortest bond there is, H-H, has 0.74.
 constexpr double closestAtoms = 0.6;
@@ -31,25 +30,42 @@ class Plausibility {
 public:
     explicit Plausibility(const Reaction &reaction) : reaction_(reaction) {}
 
-    std::vector<std::string> judge() {
+    std::vector<Objection> judge() {
         for (const auto &change : reaction_.changes) {
             if (change.before == 0 || change.after == 0) judgeLength(change);
         }
         judgeContacts();
-        return std::move(phrases_);
+        return std::move(objections_);
     }
 
 private:
     void judgeLength(const BondChange &change) {
         const auto &[a, b] = change.atoms;
         const double length = distanceBetween(at(a), at(b));
-        const double stretch = length / singleBondLength(element(a), element(b));
-        if (stretch >= shortestStretch && stretch <= longestStretch) return;
-        phrases_.push_back(
-            formatted("%s, which is %s, is %.2f angstrom long, %.2f single bonds (%.2f to "
-                      "%.1f are plausible)",
-                      labels(a, b).c_str(), change.before == 0 ? "made" : "broken", length, stretch,
-                      shortestStretch, longestStretch));
+        const double single = singleBondLength(element(a), element(b));
+        const double finished = finishedLength(change, single);
+        const auto text = labels(a, b) + ", which is " + (change.before == 0 ? "made" : "broken") +
+                          formatted(", is %.2f angstrom long, ", length);
+        if (length < shortestStretch * finished) {
+            object(ObjectionKind::tooShort,
+                   text + formatted("%.2f times its %.2f as a finished bond (%.2f at least are "
+                                    "plausible)",
+                                    length / finished, finished, shortestStretch));
+        } else if (length > longestStretch * single) {
+            object(ObjectionKind::tooLong,
+                   text + formatted("%.2f single bonds (%.1f at most are plausible)",
+                                    length / single, longestStretch));
+        }
+    }
+
+    // A double bond is finished at a shorter length than a single one.
+    double finishedLength(const BondChange &change, double single) const {
+        const auto &atoms = (change.before == 0 ? reaction_.product : reaction_.reactant).atoms;
+        if (!hasCoordinates(atoms)) return single;
+        const double length =
+            distanceBetween(atoms[static_cast<std::size_t>(change.atoms.first)].position,
+                            atoms[static_cast<std::size_t>(change.atoms.second)].position);
+        return length < mostStrained * single ? length : single;
     }
 
     // Names the closest two only: where atoms lie on top of each other there can be thousands.
@@ -66,10 +82,13 @@ private:
             }
         }
         if (closest.first < 0) return;
-        phrases_.push_back(label(closest.first) + " and " + label(closest.second) +
-                           formatted(" are only %.2f angstrom apart", shortest));
+        object(ObjectionKind::tooClose, label(closest.first) + " and " + label(closest.second) +
+                                            formatted(" are only %.2f angstrom apart", shortest));
     }
 
+    void object(ObjectionKind kind, std::string text) {
+        objections_.push_back({kind, std::move(text)});
+    }
     const Position &at(int atom) const {
         return reaction_.coordinates[static_cast<std::size_t>(atom)];
     }
@@ -80,7 +99,7 @@ private:
     std::string labels(int a, int b) const { return label(a) + "-" + label(b); }
 
     const Reaction &reaction_;
-    std::vector<std::string> phrases_;
+    std::vector<Objection> objections_;
 };
 
 bool listSameCoordinates(const StoredRecord &record, const StoredRecord &other) {
@@ -104,7 +123,7 @@ bool answersExactly(const StoredRecord &stored, const Reaction &reaction) {
 
 } // namespace
 
-std::vector<std::string> implausibilities(const Reaction &reaction) {
+std::vector<Objection> implausibilities(const Reaction &reaction) {
     return Plausibility(reaction).judge();
 }
 
@@ -130,14 +149,14 @@ StoredRecord DuplicateIndex::recordOf(const Entry &entry) const {
 }
 
 std::optional<std::string> DuplicateIndex::find(const StoredRecord &record,
-                                                const Reaction &reaction) const {
+                                                const std::optional<Reaction> &reaction) const {
     const auto entries = byCode_.find(record.code);
     if (entries == byCode_.end()) return std::nullopt;
     const Shape shape(record.atoms, record.transitions);
     for (const auto &entry : entries->second) {
         if (!entry.shape.isLike(shape)) continue;
         const auto stored = recordOf(entry);
-        if (listSameCoordinates(record, stored) || answersExactly(stored, reaction))
+        if (listSameCoordinates(record, stored) || (reaction && answersExactly(stored, *reaction)))
             return stored.name;
     }
     return std::nullopt;

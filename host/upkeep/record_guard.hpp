@@ -3,6 +3,7 @@
 
 #include "host/reactions/reaction_files.hpp"
 #include "host/store/database_file.hpp"
+#include "host/system/words.hpp"
 #include "host/upkeep/shape.hpp"
 
 #include <map>
@@ -12,9 +13,25 @@
 
 namespace saddlefit::host {
 
-// What is wrong with a transition state, a phrase each: a made or broken bond that is outside 1.03
-// to 2.0 lengths of a single bond, two atoms closer than 0.6 angstrom.
-std::vector<std::string> implausibilities(const Reaction &reaction);
+enum class ObjectionKind { tooShort, tooLong, tooClose, storedAlready };
+
+template <>
+inline constexpr auto wordsFor<ObjectionKind> = std::to_array<Word<ObjectionKind>>(
+    {{ObjectionKind::tooShort, "a made or broken bond is as short as a finished one"},
+     {ObjectionKind::tooLong, "a made or broken bond is beyond 2.0 single bonds"},
+     {ObjectionKind::tooClose, "two atoms are too close to each other"},
+     {ObjectionKind::storedAlready, "the same transition state is stored"}});
+
+struct Objection {
+    ObjectionKind kind;
+    std::string text; // a phrase
+};
+
+// What is wrong with a transition state. A made or broken bond is too short below 1.03 times its
+// length on the side of the reaction that has it: it is not begun, or not broken at all. Where that
+// side has no coordinates, or a bond that is itself stretched by a tenth, single bonds count. Too
+// long are 2.0 of them. Two atoms are too close below 0.6 angstrom.
+std::vector<Objection> implausibilities(const Reaction &reaction);
 
 // Finds records that are in a database already.
 class DuplicateIndex {
@@ -27,8 +44,9 @@ public:
     void add(const StoredRecord &record, std::string bytes);
 
     // The name of a stored record with the same code and shape which either lists the same
-    // coordinates or answers the reaction's question exactly.
-    std::optional<std::string> find(const StoredRecord &record, const Reaction &reaction) const;
+    // coordinates or answers the reaction's question exactly, if there is a reaction.
+    std::optional<std::string> find(const StoredRecord &record,
+                                    const std::optional<Reaction> &reaction) const;
 
 private:
     struct Entry {
