@@ -1,0 +1,20 @@
+/// What react() may be told, under the names that the program's options have.
+#pragma once
+
+#include "host/answers/answer.hpp"
+#include "host/reactions/reaction.hpp"
+
+#include <pybind11/pybind11.h>
+
+namespace saddlefit::python {
+
+struct Options {
+    host::ReactionOptions reaction;
+    host::AnswerOptions answer;
+};
+
+/// Defaults are the host's. Throws TypeError for a name that no option has, or a value of another
+/// type, and ValueError for a value that the option does not take.
+Options optionsOf(const pybind11::kwargs &given);
+
+} // namespace saddlefit::python
