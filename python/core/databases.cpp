@@ -1,15 +1,13 @@
-#include "python/core/arrays.hpp"
-#include "python/core/registers.hpp"
-
 #include "host/reactions/transitions.hpp"
 #include "host/store/database_file.hpp"
 #include "host/store/survey.hpp"
 #include "host/system/file_lock.hpp"
 #include "host/upkeep/rewriting.hpp"
-
-#include <pybind11/stl.h>
+#include "python/core/arrays.hpp"
+#include "python/core/registers.hpp"
 
 #include <optional>
+#include <pybind11/stl.h>
 
 namespace saddlefit::python {
 
@@ -38,8 +36,7 @@ std::pair<std::size_t, std::size_t> compact(const std::string &path) {
 
 py::object damageOf(const Survey &survey) {
     if (!survey.damage) return py::none();
-    return py::make_tuple(survey.damage->offset, survey.damagedRecord,
-                          textOf(survey.damage->what));
+    return py::make_tuple(survey.damage->offset, survey.damagedRecord, textOf(survey.damage->what));
 }
 
 } // namespace

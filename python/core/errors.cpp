@@ -1,54 +1,87 @@
 #include "python/core/errors.hpp"
 
-#include "host/system/error.hpp"
-#include "host/system/words.hpp"
 #include "python/core/arrays.hpp"
 #include "python/core/registers.hpp"
 
-namespace saddlefit::host {
-
-template <>
-inline constexpr auto
-    wordsFor<ErrorKind> = std::to_array<Word<ErrorKind>>({{ErrorKind::input, "InputError"},
-                                                          {ErrorKind::refused, "RefusedError"},
-                                                          {ErrorKind::damage, "DatabaseError"},
-                                                          {ErrorKind::noProgram, "ProgramError"},
-                                                          {ErrorKind::program, "ProgramError"},
-                                                          {ErrorKind::limit, "LimitError"},
-                                                          {ErrorKind::system, "MachineError"}});
-
-template <>
-inline constexpr auto wordsFor<Remedy> = std::to_array<Word<Remedy>>(
-    {{Remedy::charge, ", charge= sets it"},
-     {Remedy::electrons, "; correct charge= or uhf="},
-     {Remedy::harmonisedOrders, ", or use orders=\"harmonised\""},
-     {Remedy::noRelaxation, ", or use relax=\"none\""},
-     {Remedy::otherRelaxation, "; use relax=\"xtb\" or relax=\"none\""},
-     {Remedy::makeDatabase, ", or make one with Database(path, create=True)"},
-     {Remedy::makeOrCheckDatabase, ", make one with Database(path, create=True), or see with "
-                                   "Database.check() what is wrong"},
-     {Remedy::listDatabase, ", see list(Database(path))"},
-     {Remedy::salvageDatabase,
-      "; \"saddlefit db salvage\" copies what can be read into a new file"}});
-
-} // namespace saddlefit::host
+#include <pybind11/stl.h>
 
 namespace saddlefit::python {
 
-py::str messageOf(const std::string &text, host::Remedy remedy) {
-    return textOf(text + host::wordOf(remedy));
+namespace {
+
+using host::ErrorKind;
+using host::Remedy;
+
+const char *classOf(ErrorKind kind) {
+    switch (kind) {
+    case ErrorKind::input:
+        return "InputError";
+    case ErrorKind::refused:
+        return "RefusedError";
+    case ErrorKind::damage:
+        return "DatabaseError";
+    case ErrorKind::noProgram:
+    case ErrorKind::program:
+        return "ProgramError";
+    case ErrorKind::limit:
+        return "LimitError";
+    case ErrorKind::system:
+        return "MachineError";
+    }
+    return "Error";
+}
+
+const char *wordsOf(Remedy remedy) {
+    switch (remedy) {
+    case Remedy::none:
+        break;
+    case Remedy::charge:
+        return ", charge= sets it";
+    case Remedy::spin:
+        return ", uhf= sets it";
+    case Remedy::chargeOrSpin:
+        return "; give charge=, or uhf=1 if it is a radical";
+    case Remedy::bondsOfLibrary:
+        return ", or let bonds=\"saddlefit\" find them";
+    case Remedy::inputFormat:
+        return "; read(path, format=\"xyz\") names it";
+    case Remedy::electrons:
+        return "; correct charge= or uhf=";
+    case Remedy::harmonisedOrders:
+        return ", or use orders=\"harmonised\"";
+    case Remedy::noRelaxation:
+        return ", or use relax=\"none\"";
+    case Remedy::otherRelaxation:
+        return "; use relax=\"xtb\" or relax=\"none\"";
+    case Remedy::makeDatabase:
+        return ", or make one with Database(path, create=True)";
+    case Remedy::makeOrCheckDatabase:
+        return ", make one with Database(path, create=True), or see with \"saddlefit db check\" "
+               "what is wrong";
+    case Remedy::listDatabase:
+        return ", see list(database)";
+    case Remedy::salvageDatabase:
+        return "; \"saddlefit db salvage\" copies what can be read into a new file";
+    }
+    return "";
 }
 
 py::object exceptionOf(const host::Error &error) {
-    const auto errors = py::module_::import("saddlefit._errors");
+    const auto classes = py::module_::import("saddlefit._errors");
     const auto &place = error.place();
     py::object exception =
-        errors.attr(host::wordOf(error.kind()))(messageOf(error.what(), error.remedy()));
+        classes.attr(classOf(error.kind()))(messageOf(error.what(), error.remedy()));
     if (!place.file.empty()) exception.attr("file") = textOf(place.file);
     if (place.record) exception.attr("record") = *place.record;
     if (!place.title.empty()) exception.attr("title") = textOf(place.title);
     exception.attr("atoms") = py::tuple(py::cast(error.atoms()));
     return exception;
+}
+
+} // namespace
+
+py::str messageOf(const std::string &text, Remedy remedy) {
+    return textOf(text + wordsOf(remedy));
 }
 
 void registerErrors(py::module_ &) {

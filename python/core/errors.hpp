@@ -11,7 +11,4 @@ namespace saddlefit::python {
 /// With the remedy as options and classes of the module.
 pybind11::str messageOf(const std::string &text, host::Remedy remedy);
 
-/// An instance of the class in saddlefit._errors, with its facts.
-pybind11::object exceptionOf(const host::Error &error);
-
 } // namespace saddlefit::python

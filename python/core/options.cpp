@@ -68,12 +68,11 @@ const std::map<std::string, Setter> &setters() {
     using namespace host;
     using Given = const py::handle &;
     static const std::map<std::string, Setter> all{
-        {"start", [](Options &o, Given v) { o.reaction.start = wordIn<Start>(v); }},
-        {"orders", [](Options &o, Given v) { o.reaction.orders = wordIn<Orders>(v); }},
-        {"map", [](Options &o, Given v) { o.reaction.pairing.by = wordIn<PairBy>(v); }},
-        {"map_bonds",
-         [](Options &o, Given v) { o.reaction.pairing.limits.bonds = within(1, 24, v); }},
-        {"map_time", [](Options &o, Given v) { o.reaction.pairing.limits.seconds = seconds(v); }},
+        {"start", [](Options &o, Given v) { o.start = wordIn<Start>(v); }},
+        {"orders", [](Options &o, Given v) { o.orders = wordIn<Orders>(v); }},
+        {"map", [](Options &o, Given v) { o.pairing.by = wordIn<PairBy>(v); }},
+        {"map_bonds", [](Options &o, Given v) { o.pairing.limits.bonds = within(1, 24, v); }},
+        {"map_time", [](Options &o, Given v) { o.pairing.limits.seconds = seconds(v); }},
         {"stages", [](Options &o, Given v) { o.answer.stages = stagesIn(v); }},
         {"placement", [](Options &o, Given v) { o.answer.placement = wordIn<Placement>(v); }},
         {"rivals", [](Options &o, Given v) { o.answer.rivals = within<std::size_t>(1, 100, v); }},
@@ -81,7 +80,11 @@ const std::map<std::string, Setter> &setters() {
         {"relax", [](Options &o, Given v) { o.answer.relax = wordIn<Relax>(v); }},
         {"xtb_method", [](Options &o, Given v) { o.answer.xtb.method = xtbMethodIn(v); }},
         {"xtb_time", [](Options &o, Given v) { o.answer.xtb.timeLimit = seconds(v); }},
-        {"charge", [](Options &o, Given v) { o.answer.charge = v.cast<std::optional<int>>(); }},
+        {"bonds", [](Options &o, Given v) { o.bareSides.finder = wordIn<BondFinder>(v); }},
+        {"charge",
+         [](Options &o, Given v) {
+             o.bareSides.charge = o.answer.charge = v.cast<std::optional<int>>();
+         }},
         {"uhf", [](Options &o, Given v) { o.answer.unpaired = unpairedIn(v); }}};
     return all;
 }

@@ -2,14 +2,17 @@
 #pragma once
 
 #include "host/answers/answer.hpp"
-#include "host/reactions/reaction.hpp"
+#include "host/reactions/reaction_files.hpp"
 
 #include <pybind11/pybind11.h>
 
 namespace saddlefit::python {
 
 struct Options {
-    host::ReactionOptions reaction;
+    host::Start start = host::Start::mean;
+    host::Orders orders = host::Orders::harmonised;
+    host::PairOptions pairing;
+    host::BareSideOptions bareSides;
     host::AnswerOptions answer;
 };
 

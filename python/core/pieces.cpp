@@ -99,10 +99,7 @@ host::AtomMapSearch mapAtoms(const Structure &reactant, const Structure &product
 
 std::vector<host::Reaction> transitions(const Sides &sides, const Options &options,
                                         const py::object &stop) {
-    return interruptibly(stop, [&] {
-        return host::changesBetween({sides.reactant, sides.product, sides.number},
-                                    options.reaction);
-    });
+    return interruptibly(stop, [&] { return readerOf(sides, options).readChanges(0); });
 }
 
 py::str codeOf(const host::Reaction &reaction) {
@@ -142,8 +139,8 @@ void registerMaps(py::module_ &module) {
         .def_property_readonly("changes", &changesOf)
         .def_property_readonly("steps",
                                [](const host::Reaction &self) { return stepsOf(self.transitions); })
-        .def_property_readonly("atom_count",
-                               [](const host::Reaction &self) { return self.reactant.atoms.size(); })
+        .def_property_readonly(
+            "atom_count", [](const host::Reaction &self) { return self.reactant.atoms.size(); })
         .def_property_readonly("product_atoms", [](const host::Reaction &self) {
             return integers(self.productAtoms);
         });

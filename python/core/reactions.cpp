@@ -1,20 +1,22 @@
 #include "python/core/reactions.hpp"
 
-#include "host/search/search.hpp"
-#include "host/structures/perception.hpp"
-#include "python/core/arrays.hpp"
-#include "python/core/interruptible.hpp"
 #include "python/core/registers.hpp"
 
 #include <pybind11/stl.h>
 
 namespace saddlefit::python {
 
+host::ReactionReader readerOf(const Sides &sides, const Options &options) {
+    return {sides.reactant, sides.product,   sides.geometry,   options.start,
+            options.orders, options.pairing, options.bareSides};
+}
+
 std::vector<host::Reaction> reactionsOf(const Sides &sides, const Options &options) {
-    auto reactions =
-        host::changesBetween({sides.reactant, sides.product, sides.number}, options.reaction);
-    const auto start = sides.geometry ? host::Start::file : options.reaction.start;
-    host::complete(reactions, start, sides.geometry.value_or(host::Structure{}));
+    auto reactions = readerOf(sides, options).read(0);
+    for (auto &reaction : reactions) {
+        reaction.number = sides.number;
+        reaction.title = titleOf(reaction.reactant, sides.number - 1);
+    }
     return reactions;
 }
 

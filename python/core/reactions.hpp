@@ -17,7 +17,9 @@ struct Sides {
     std::size_t number = 1;                  ///< among others, from 1
 };
 
-/// With coordinates, in each way in which the atoms can be paired; see host::changesBetween().
+host::ReactionReader readerOf(const Sides &sides, const Options &options);
+
+/// In each way in which the atoms can be paired; see host::ReactionReader.
 std::vector<host::Reaction> reactionsOf(const Sides &sides, const Options &options);
 
 } // namespace saddlefit::python

@@ -15,7 +15,8 @@ using host::Structure;
 
 // Under the names of the members. All of them: a new one does not compile until it is here too.
 py::tuple stateOf(const Structure &structure) {
-    const auto &[origin, title, atoms, bonds, rings, fields, mapNumbers, hasIsotopes] = structure;
+    const auto &[origin, title, atoms, bonds, rings, fields, mapNumbers, radicals, hasIsotopes,
+                 namesBonds, charge, unpaired] = structure;
     std::vector<int> charges;
     for (const auto &atom : atoms)
         charges.push_back(atom.charge);
@@ -24,7 +25,8 @@ py::tuple stateOf(const Structure &structure) {
         texts[textOf(name)] = textOf(value);
     return py::make_tuple(numbersOf(atoms), positionsOf(atoms), integers(charges), bondsOf(bonds),
                           textOf(title), textOf(origin.file), origin.record, textOf(origin.title),
-                          rings, texts, mapNumbers, hasIsotopes);
+                          rings, texts, mapNumbers, radicals, hasIsotopes, namesBonds, charge,
+                          unpaired);
 }
 
 Structure structureFrom(const py::tuple &state) {
@@ -41,7 +43,11 @@ Structure structureFrom(const py::tuple &state) {
     for (const auto &[name, value] : state[9].cast<py::dict>())
         structure.fields[bytesOf(py::str(name))] = bytesOf(py::str(value));
     structure.mapNumbers = state[10].cast<std::vector<int>>();
-    structure.hasIsotopes = state[11].cast<bool>();
+    structure.radicals = state[11].cast<std::vector<int>>();
+    structure.hasIsotopes = state[12].cast<bool>();
+    structure.namesBonds = state[13].cast<bool>();
+    structure.charge = state[14].cast<std::optional<int>>();
+    structure.unpaired = state[15].cast<std::optional<int>>();
     return structure;
 }
 
@@ -78,6 +84,7 @@ Structure structureOf(const Integers &numbers, const Reals &positions,
             structure.atoms[i].charge = charges->data()[i];
     }
     if (!bonds) {
+        structure.namesBonds = false;
         structure.bonds = host::perceivedCovalentBonds(structure.atoms);
         structure.aromaticRings =
             host::ringsOfAromaticBonds(structure.atoms.size(), structure.bonds);
@@ -107,8 +114,10 @@ void registerStructures(py::module_ &module) {
         .def_property_readonly("fields", &fieldsOf)
         .def(py::pickle(&stateOf, &structureFrom));
     py::class_<host::RecordFile>(module, "RecordFile")
-        .def(py::init([](const std::string &path) { return host::RecordFile(path); }),
-             py::arg("path"), py::call_guard<py::gil_scoped_release>())
+        .def(py::init([](const std::string &path, const std::string &format) {
+                 return host::RecordFile(path, host::BondSource::format, format);
+             }),
+             py::arg("path"), py::arg("format") = "", py::call_guard<py::gil_scoped_release>())
         .def("__len__", &host::RecordFile::count)
         .def("read", [](const host::RecordFile &self, std::size_t index) {
             if (index >= self.count()) throw py::index_error("there is no such record");

@@ -33,6 +33,8 @@ def react(reactant: Any, product: Any, database: Database | str | os.PathLike[st
             Where the coordinates begin.
         orders : {'harmonised', 'drawn', 'smiles'}
             Bond orders: brought to one way of drawing, as drawn, or by a data field.
+        bonds : {'openbabel', 'saddlefit'}
+            Who finds the bonds of sides that name none.
         map : {'auto', 'order', 'numbers'}
             How the atoms of both sides correspond.
         map_bonds : int

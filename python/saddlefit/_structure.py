@@ -138,8 +138,8 @@ class Structure:
 class Records(Sequence[Structure]):
     """The records of a file of structures, each read when it is asked for; see `read`."""
 
-    def __init__(self, path: str | os.PathLike[str]) -> None:
-        self._file = _saddlefit.RecordFile(os.fsencode(path))
+    def __init__(self, path: str | os.PathLike[str], format: str = "") -> None:
+        self._file = _saddlefit.RecordFile(os.fsencode(path), format)
 
     def __len__(self) -> int:
         return len(self._file)
@@ -155,13 +155,15 @@ class Records(Sequence[Structure]):
         return [Structure._of(self._file.read(place)) for place in places]
 
 
-def read(path: str | os.PathLike[str]) -> Records:
+def read(path: str | os.PathLike[str], format: str = "") -> Records:
     """Open a file of structures, in any format that Open Babel reads.
 
     Parameters
     ----------
     path : path-like
         SDF and XYZ files are read by saddlefit itself.
+    format : str, optional
+        An extension that tells the format, for a file that has none.
 
     Returns
     -------
@@ -182,4 +184,4 @@ def read(path: str | os.PathLike[str]) -> Records:
     >>> reactants[0].title, reactants[0].positions.shape
     ('q-sn2-cl-c2h5cl', (9, 3))
     """
-    return Records(path)
+    return Records(path, format)

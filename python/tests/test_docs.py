@@ -4,11 +4,13 @@ import doctest
 import importlib
 import inspect
 import json
+import re
 
 import numpy as np
 import pytest
 
 import saddlefit
+from conftest import DATA
 
 MODULES = ["", "._database", "._errors", "._guess", "._many", "._pieces", "._react", "._structure"]
 
@@ -22,6 +24,13 @@ def test_examples(name):
     for test in tests:
         runner.run(test)
     assert runner.failures == 0 and runner.tries > 0
+
+
+@pytest.mark.parametrize("page", ["README.md", "docs/python.md"])
+def test_what_the_pages_show_runs(page):
+    text = (DATA.parent / page).read_text()
+    for code in re.findall("^```python\n(.*?)^```", text, re.DOTALL | re.MULTILINE):
+        exec(compile(code, page, "exec"), {})
 
 
 def functions():
