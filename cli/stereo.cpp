@@ -1,9 +1,10 @@
+#include "host/structures/stereo.hpp"
+
 #include "cli/json.hpp"
 #include "cli/order_option.hpp"
 #include "cli/report.hpp"
 #include "cli/subcommand.hpp"
 #include "host/structures/elements.hpp"
-#include "host/structures/host_molecule.hpp"
 #include "host/structures/reader.hpp"
 
 #include <algorithm>
@@ -26,22 +27,13 @@ struct LabelledAtom {
     char code;
 };
 
-char letterOf(int code) {
-    if (code == 1) return 'R';
-    return code == 2 ? 'S' : '-';
-}
-
 std::vector<LabelledAtom> labelledAtoms(const Structure &structure) {
-    const auto mol = hostMolecule(structure.atoms, structure.bonds);
-    std::vector<int> codes(structure.atoms.size());
-    if (C_getRS(mol.get(), codes.data()) != 1) {
-        throw Error(ErrorKind::system, "not enough memory").at(structure.origin);
-    }
+    const auto codes = stereoCodes(structure);
     std::vector<LabelledAtom> atoms;
     for (std::size_t i = 0; i < codes.size(); ++i) {
         const int element = structure.atoms[i].element;
         atoms.push_back(
-            {atomLabel(element, static_cast<int>(i)), elementSymbol(element), letterOf(codes[i])});
+            {atomLabel(element, static_cast<int>(i)), elementSymbol(element), codes[i]});
     }
     return atoms;
 }

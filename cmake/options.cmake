@@ -3,6 +3,7 @@ option(SADDLEFIT_BUILD_HOST "Build the host library (needs Open Babel, nlohmann-
        ${PROJECT_IS_TOP_LEVEL})
 option(SADDLEFIT_BUILD_CLI "Build the command line (needs the host library and CLI11)"
        ${PROJECT_IS_TOP_LEVEL})
+option(SADDLEFIT_BUILD_PYTHON "Build the Python module (needs the host library and pybind11)" OFF)
 option(SADDLEFIT_BUILD_TESTS "Build the tests (needs GoogleTest)" ${PROJECT_IS_TOP_LEVEL})
 option(SADDLEFIT_BUILD_BENCH "Build the benchmarks (needs Google Benchmark, RDKit, Eigen)" OFF)
 option(SADDLEFIT_BUILD_COLLECT "Build the program that computes data/collection (needs CLI11)" OFF)

@@ -10,6 +10,9 @@ test_packages=(libgtest-dev python3-jsonschema libblas3 liblapack3 # the referen
 clang_packages=(clang libclang-rt-dev) # with the run-time libraries of sanitizers and fuzzers
 lint_packages=("${clang_packages[@]}" clang-tidy cppcheck python3)
 workflow_packages=(snakemake)
+python_packages=(pybind11-dev python3-dev python3-venv python3-pip python3-setuptools python3-wheel
+                 python3-numpy python3-ase python3-rdkit python3-tqdm python3-pytest mypy
+                 python3-mypy python3-distributed)
 bench_packages=(pkg-config libbenchmark-dev librdkit-dev libboost-dev libeigen3-dev libsqlite3-dev
                 libopenbabel-dev python3-networkx)
 

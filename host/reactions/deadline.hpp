@@ -1,5 +1,7 @@
 #pragma once
 
+#include "host/system/interrupt.hpp"
+
 #include <chrono>
 
 namespace saddlefit::host {
@@ -14,8 +16,10 @@ public:
         : end_(Clock::now() + std::chrono::duration_cast<Clock::duration>(
                                   std::chrono::duration<double>(seconds))) {}
 
+    /// Throws Interrupted, too.
     void check() const {
         if (Clock::now() > end_) throw Passed{};
+        throwIfInterrupted();
     }
 
 private:

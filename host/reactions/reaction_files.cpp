@@ -133,6 +133,19 @@ ReactionReader::ReactionReader(const ReactionFiles &files, Start start, Orders o
     requireSameCount(files.geometries, *geometries_, files.reactants, reactants_);
 }
 
+ReactionReader::ReactionReader(const Structure &reactant, const Structure &product,
+                               const std::optional<Structure> &geometry, Start start, Orders orders,
+                               const PairOptions &pairing, const BareSideOptions &bareSides)
+    : start_(geometry ? Start::file : start),
+      orders_(orders),
+      pairing_(pairing),
+      bareSides_(bareSides),
+      path_(reactant.origin.file),
+      reactants_({Record(reactant)}),
+      products_({Record(product)}) {
+    if (geometry) geometries_.emplace(std::vector{Record(*geometry)});
+}
+
 std::string ReactionReader::title(std::size_t index) const {
     const auto record = reactants_.read(index);
     const auto *reactant = std::get_if<Structure>(&record);

@@ -62,6 +62,11 @@ public:
     ReactionReader(const ReactionFiles &files, Start start, Orders orders,
                    const PairOptions &pairing = {}, const BareSideOptions &bareSides = {});
 
+    /// One reaction, of structures in memory. Where there is a geometry it starts there.
+    ReactionReader(const Structure &reactant, const Structure &product,
+                   const std::optional<Structure> &geometry, Start start, Orders orders,
+                   const PairOptions &pairing = {}, const BareSideOptions &bareSides = {});
+
     std::size_t count() const { return reactants_.count(); }
 
     // Also of one that cannot be read.

@@ -1,6 +1,7 @@
 #include "host/search/open_search.hpp"
 
 #include "host/system/error.hpp"
+#include "host/system/interrupt.hpp"
 
 #include <exception>
 #include <new>
@@ -17,6 +18,7 @@ struct Visit {
     static int take(Molecule *structure, int record, void *context) noexcept {
         auto &self = *static_cast<Visit *>(context);
         try {
+            throwIfInterrupted();
             self.visitor(HostMolecule(structure), record);
             return 0;
         } catch (...) {
@@ -55,13 +57,18 @@ OpenReactions openReactions(std::vector<HostMolecule> molecules) {
 }
 
 OwnedSearcher newSearcher() {
-    return orNoMemory(OwnedSearcher(createSearcher()));
+    auto searcher = orNoMemory(OwnedSearcher(createSearcher()));
+    const auto ask = [](void *) -> int { return isInterrupted() ? 1 : 0; };
+    setSearcherInterrupt(searcher.get(), ask, nullptr);
+    return searcher;
 }
 
 OwnedResult searchIn(const ReactionDatabase &database, Searcher &searcher, const Molecule &mol,
                      SearchOptions options) {
     options.soundOnly = 1;
-    return orNoMemory(OwnedResult(searchReactions(&searcher, &database, &mol, &options)));
+    auto result = orNoMemory(OwnedResult(searchReactions(&searcher, &database, &mol, &options)));
+    if (result->interrupted != 0) throw Interrupted();
+    return result;
 }
 
 void forEachStored(const ReactionDatabase &database, const int *code, const StoredVisitor &visit) {

@@ -30,7 +30,7 @@ OpenReactions openReactions(std::vector<HostMolecule> molecules);
 
 OwnedSearcher newSearcher();
 
-/// Search among sound records; see searchReactions().
+/// Search among sound records; see searchReactions(). Throws Interrupted.
 OwnedResult searchIn(const ReactionDatabase &database, Searcher &searcher, const Molecule &mol,
                      SearchOptions options);
 

@@ -303,26 +303,26 @@ std::string titleOf(const Structure &structure, std::size_t index) {
 }
 
 RecordFile::RecordFile(const std::string &path, BondSource source, const std::string &format)
-    : file_(path), source_(source) {
-    const auto known = formatOf(file_, path, format);
+    : file_(std::in_place, path), source_(source) {
+    const auto known = formatOf(*file_, path, format);
     if (isOneOf(known, {"sdf", "sd", "mol", "mdl"})) {
         readOne_ = readMdl;
-        places_ = placesOfMdlRecords(file_);
+        places_ = placesOfMdlRecords(*file_);
     } else if (known == "xyz") {
         readOne_ = readXyz;
-        places_ = placesOfXyzRecords(file_);
+        places_ = placesOfXyzRecords(*file_);
         // Faults of counts are told at once; there can be one in the last place only.
         if (!places_.empty()) read(places_.size() - 1);
     } else {
-        records_ = readForeignFile(file_, known, source);
+        records_ = readForeignFile(*file_, known, source);
     }
     if (count() > 0) return;
     throw Error("no structure was found in it; is it of the format that its extension says?")
-        .at({file_.path()});
+        .at({file_->path()});
 }
 
 Record RecordFile::read(std::size_t index) const {
-    return readOne_ ? readOne_(file_, places_[index], index + 1, source_) : records_[index];
+    return readOne_ ? readOne_(*file_, places_[index], index + 1, source_) : records_[index];
 }
 
 std::vector<Record> readRecords(const std::string &path, BondSource source,

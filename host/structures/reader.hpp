@@ -7,7 +7,9 @@
 #include "host/system/input_file.hpp"
 
 #include <cstddef>
+#include <optional>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -50,6 +52,9 @@ public:
     explicit RecordFile(const std::string &path, BondSource source = BondSource::format,
                         const std::string &format = {});
 
+    /// What is in memory already.
+    explicit RecordFile(std::vector<Record> records) : records_(std::move(records)) {}
+
     std::size_t count() const { return readOne_ ? places_.size() : records_.size(); }
 
     /// A broken record is given as such. Throws Error if the file was cut meanwhile.
@@ -59,8 +64,8 @@ private:
     using ReadOne = Record (*)(const InputFile &file, const RecordPlace &place, std::size_t number,
                                BondSource source);
 
-    InputFile file_;
-    BondSource source_;
+    std::optional<InputFile> file_;
+    BondSource source_ = BondSource::format;
     ReadOne readOne_ = nullptr; // null where all records were read
     std::vector<RecordPlace> places_;
     std::vector<Record> records_;

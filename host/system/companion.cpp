@@ -1,6 +1,7 @@
 #include "host/system/companion.hpp"
 
 #include "host/system/error.hpp"
+#include "host/system/interrupt.hpp"
 
 #include <algorithm>
 #include <array>
@@ -21,6 +22,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr std::size_t bufferSize = 1 << 16;
+constexpr auto longestWait = 100ms; // until an interrupt is noticed
 
 [[noreturn]] void failStarting(const std::string &program) {
     throw Error(ErrorKind::system,
@@ -62,11 +64,12 @@ std::vector<char *> environmentWithOneThread() {
 /// False when the time is over.
 bool waitFor(int socket, short event, Companion::Time deadline) {
     for (;;) {
+        throwIfInterrupted();
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(
             deadline - std::chrono::steady_clock::now());
         if (left <= 0ms) return false;
         pollfd entry{socket, event, 0};
-        const int count = poll(&entry, 1, static_cast<int>(std::min(left, 1'000'000ms).count()));
+        const int count = poll(&entry, 1, static_cast<int>(std::min(left, longestWait).count()));
         if (count > 0 || (count < 0 && errno != EINTR)) return true;
     }
 }

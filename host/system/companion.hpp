@@ -32,6 +32,7 @@ public:
     bool isOurs() const;
     pid_t process() const { return process_; }
 
+    /// These throw Interrupted.
     Transfer send(std::string_view bytes, Time deadline) const;
     Transfer receive(char *bytes, std::size_t size, Time deadline);
 

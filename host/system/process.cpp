@@ -1,6 +1,7 @@
 #include "host/system/process.hpp"
 
 #include "host/system/descriptor.hpp"
+#include "host/system/interrupt.hpp"
 #include "host/system/process_tree.hpp"
 
 #include <algorithm>
@@ -131,14 +132,14 @@ int statusOf(pid_t process) {
     return status;
 }
 
-// Nothing if the time is over before the process is.
+// Nothing if the time is over, or nobody waits any more, before the process has ended.
 std::optional<int> statusInTime(pid_t process, double timeLimit) {
     const auto start = Clock::now();
     Clock::duration nap = shortestNap;
     int status = 0;
     while (waitpid(process, &status, WNOHANG) != process) {
         const std::chrono::duration<double> spent = Clock::now() - start;
-        if (spent.count() > timeLimit) return std::nullopt;
+        if (spent.count() > timeLimit || isInterrupted()) return std::nullopt;
         std::this_thread::sleep_for(nap);
         nap = std::min<Clock::duration>(2 * nap, longestNap);
     }
@@ -170,6 +171,7 @@ ProgramResult runProgram(const ProgramCall &call) {
     if (call.timeLimit <= 0) return resultOf(statusOf(process));
     if (const auto status = statusInTime(process, call.timeLimit)) return resultOf(*status);
     endProcessTree(process);
+    throwIfInterrupted();
     return {ProgramEnd::timedOut, 0};
 }
 

@@ -25,7 +25,7 @@ struct ProgramResult {
 
 // Run a program; its standard input is empty. It gets a process group of its own. When the time is
 // over it is killed with what it has started, in whatever group; and it dies with the calling
-// thread (on Linux).
+// thread (on Linux). Throws Interrupted once it has been killed for that.
 ProgramResult runProgram(const ProgramCall &call);
 
 } // namespace saddlefit::host

@@ -1,0 +1,71 @@
+#include "host/answers/best_map.hpp"
+#include "host/answers/formats.hpp"
+#include "host/search/stored_reactions.hpp"
+#include "python/core/arrays.hpp"
+#include "python/core/errors.hpp"
+#include "python/core/interruptible.hpp"
+#include "python/core/reactions.hpp"
+#include "python/core/registers.hpp"
+
+#include <pybind11/stl.h>
+
+namespace saddlefit::python {
+
+namespace {
+
+using host::StoredReactions;
+
+/// An answer as it is written, and what the formats do not hold in full.
+struct WrittenAnswer {
+    host::Structure reactant, product; ///< in the reactant's order
+    std::vector<host::Position> positions;
+    std::vector<host::Warning> warnings;
+    std::string json, sdf, xyz;
+};
+
+WrittenAnswer written(const host::MappedAnswer &mapped) {
+    const auto &[reaction, answer] = mapped;
+    return {reaction.reactant,
+            reaction.product,
+            answer.coordinates,
+            answer.warnings,
+            host::jsonFormat.write(reaction, answer),
+            host::sdfFormat.write(reaction, answer),
+            host::xyzFormat.write(reaction, answer)};
+}
+
+WrittenAnswer answer(const Sides &sides, const StoredReactions &stored, const Options &options,
+                     const py::object &stop) {
+    return interruptibly(stop, [&] {
+        return written(host::bestAnswer(reactionsOf(sides, options), stored, options.answer));
+    });
+}
+
+py::tuple warningsOf(const WrittenAnswer &answer) {
+    py::list texts;
+    for (const auto &warning : answer.warnings)
+        texts.append(messageOf(warning.text, warning.remedy));
+    return texts;
+}
+
+} // namespace
+
+void registerAnswers(py::module_ &module) {
+    py::class_<StoredReactions>(module, "StoredReactions")
+        .def(py::init<const std::string &>(), py::arg("path"))
+        .def_property_readonly("empty", &StoredReactions::empty);
+    py::class_<WrittenAnswer>(module, "WrittenAnswer")
+        .def_readonly("reactant", &WrittenAnswer::reactant)
+        .def_readonly("product", &WrittenAnswer::product)
+        .def_property_readonly(
+            "positions", [](const WrittenAnswer &self) { return positionsOf(self.positions); })
+        .def_property_readonly("warnings", &warningsOf)
+        .def_property_readonly("json", [](const WrittenAnswer &self) { return textOf(self.json); })
+        .def_property_readonly("sdf", [](const WrittenAnswer &self) { return py::bytes(self.sdf); })
+        .def_property_readonly("xyz",
+                               [](const WrittenAnswer &self) { return py::bytes(self.xyz); });
+    module.def("answer", &answer, py::arg("sides"), py::arg("stored"), py::arg("options"),
+               py::arg("stop") = py::none());
+}
+
+} // namespace saddlefit::python

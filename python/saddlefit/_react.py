@@ -1,0 +1,102 @@
+"""Asking for the transition states of reactions."""
+
+from __future__ import annotations
+
+import os
+from typing import Any
+
+from . import _saddlefit
+from ._database import Database, opened
+from ._guess import Guess
+from ._sides import structure
+
+#: What `start` may be but for a structure.
+_STARTS = ("reactant", "product", "mean")
+
+
+def react(reactant: Any, product: Any, database: Database | str | os.PathLike[str] | None = None,
+          **options: Any) -> Guess:
+    """Fit a stored transition state onto a reaction.
+
+    Parameters
+    ----------
+    reactant, product : side
+        A `Structure`, an ``ase.Atoms``, an RDKit ``Mol`` with a conformer, arrays ``(numbers,
+        positions[, bonds])``, or the path of a file with one record.
+    database : Database or path-like, optional
+        Whoever asks for many reactions opens a `Database` once. By default the file that the
+        environment variable ``SADDLEFIT_DB`` names.
+    **options
+        What the program ``saddlefit react`` takes under the same names:
+
+        start : {'mean', 'reactant', 'product'} or side
+            Where the coordinates begin.
+        orders : {'harmonised', 'drawn', 'smiles'}
+            Bond orders: brought to one way of drawing, as drawn, or by a data field.
+        bonds : {'openbabel', 'saddlefit'}
+            Who finds the bonds of sides that name none.
+        map : {'auto', 'order', 'numbers'}
+            How the atoms of both sides correspond.
+        map_bonds : int
+            Bonds broken and formed together, up to which a map is looked for; 8.
+        map_time : float
+            Seconds for that; 20.
+        stages : sequence of {'full', 'sigma', 'lengths'}
+            Ways of asking, one after the other; all three.
+        placement : {'direction', 'library'}
+            How the centre is placed on a match that runs the other way.
+        rivals : int
+            How many of the best matches are looked at; 3.
+        guesses : int
+            Structures to make, up to three; 1.
+        relax : {'internal', 'uff', 'xtb', 'none'}
+            How the rest follows the centre.
+        xtb_method : {'gfn2', 'gfn1', 'gfn0', 'gfnff'}
+            For ``relax='xtb'``.
+        xtb_time : float
+            Seconds for one run of xtb; 300.
+        charge : int
+            Of the molecules; by the records.
+        uhf : int
+            Unpaired electrons; 0, or 1 for an odd number of electrons.
+
+    Returns
+    -------
+    Guess
+        The whole molecule with its reaction centre on the stored transition state.
+
+    Raises
+    ------
+    InputError
+        If the sides make no reaction: other atoms, no bond that changes, too many of them.
+    DatabaseError
+        If the database is damaged.
+    ProgramError
+        If a program that is to relax the structure is not there or fails.
+    TypeError, ValueError
+        For an option that there is not, or a value that it does not take.
+    KeyboardInterrupt
+        On Ctrl-C, at any time.
+
+    Examples
+    --------
+    >>> reactants, products = saddlefit.read("reactants.sdf"), saddlefit.read("products.sdf")
+    >>> guess = saddlefit.react(reactants[0], products[0], "reactions.db")
+    >>> guess.outcome, guess.match
+    ('partial', 'sn2-cl-ch3cl')
+    >>> [round(change.length, 2) for change in guess.changes]
+    [2.21, 2.21]
+    """
+    return answered(reactant, product, opened(database), options)
+
+
+def answered(reactant: Any, product: Any, database: Database, options: dict[str, Any],
+             number: int = 1, stop: Any = None) -> Guess:
+    """A reaction among others, which whoever sets the first byte of `stop` gives up."""
+    words = dict(options)
+    geometry = None
+    if "start" in words and words["start"] not in _STARTS:
+        geometry = structure(words.pop("start"))._core
+    sides = _saddlefit.Sides(structure(reactant)._core, structure(product)._core, geometry, number)
+    answer = _saddlefit.answer(sides, database._stored, _saddlefit.Options(**words), stop)
+    return Guess._of(answer)
