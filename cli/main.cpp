@@ -17,8 +17,8 @@ namespace saddlefit::cli {
 
 namespace {
 
-constexpr std::array commands{addReactCommand,   addSaddleCommand,   addVerifyCommand,
-                              addCompareCommand, addDbCommand,       addPerceiveCommand,
+constexpr std::array commands{addReactCommand,   addSaddleCommand, addVerifyCommand,
+                              addCompareCommand, addDbCommand,     addPerceiveCommand,
                               addReportCommand,  addStereoCommand};
 
 // The command that the line has come to.

@@ -14,9 +14,10 @@ namespace {
 void requireDistinct(const std::vector<std::size_t> &sorted, const std::string &path) {
     const auto twice = std::adjacent_find(sorted.begin(), sorted.end());
     if (twice == sorted.end()) return;
-    throw Error(ErrorKind::refused,
-                "record " + std::to_string(*twice) +
-                    " is to be removed twice; name each position once, as it was before the removal")
+    throw Error(
+        ErrorKind::refused,
+        "record " + std::to_string(*twice) +
+            " is to be removed twice; name each position once, as it was before the removal")
         .at({path});
 }
 
