@@ -174,7 +174,7 @@ bool Asking::hasCentreOfItsOwn(const UsualLengths &usual) const {
 UsualLengths Asking::usualLengths(double m) const {
     const auto mol = startMolecule(reaction_);
     applyTransition(mol.get());
-    return stored_.lengths().lengthsIn(*mol, m);
+    return stored_.usualLengthsIn(*mol, m);
 }
 
 void Asking::compareWithUsualLengths() {

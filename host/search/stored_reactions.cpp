@@ -30,28 +30,61 @@ void StoredReactions::noteCodes() const {
 }
 
 void StoredReactions::surveyUntil(const std::optional<Deadline> &deadline) const {
-    std::call_once(surveyed_, [&] {
-        lengths_ = {}; // of a survey that was given up
-        codesBySigma_.clear();
-        forEachStored(*file_, nullptr, [&](const HostMolecule &mol, int) {
-            if (deadline) deadline->check();
-            count(*mol);
-        });
-        lengths_.finish();
-    });
+    const std::lock_guard lock(mutex_);
+    surveyAll(deadline);
 }
 
-void StoredReactions::count(Molecule &stored) const {
-    lengths_.count(stored);
+void StoredReactions::surveyAll(const std::optional<Deadline> &deadline) const {
+    if (allLengths_) return;
+    LengthEstimate lengths;
+    CodesBySigma codes;
+    forEachStored(*file_, nullptr, [&](const HostMolecule &mol, int) {
+        if (deadline) deadline->check();
+        lengths.count(*mol);
+        note(*mol, codes);
+    });
+    lengths.finish();
+    allLengths_ = std::move(lengths);
+    if (!codesBySigma_) codesBySigma_ = std::move(codes); // a thread may be reading the former
+}
+
+const StoredReactions::CodesBySigma &StoredReactions::codesBySigma() const {
+    const std::lock_guard lock(mutex_);
+    if (codesBySigma_) return *codesBySigma_;
+    CodesBySigma codes;
+    forEachStored(*file_, nullptr, [&](const HostMolecule &mol, int) { note(*mol, codes); });
+    return codesBySigma_.emplace(std::move(codes));
+}
+
+void StoredReactions::note(Molecule &stored, CodesBySigma &codes) {
     if (!isFinite(stored)) return;
     const auto code = codeOf(&stored);
     makeSigmaPicture(stored);
-    codesBySigma_[codeOf(&stored)].insert(code);
+    codes[codeOf(&stored)].insert(code);
 }
 
-const LengthEstimate &StoredReactions::lengths() const {
-    survey();
-    return lengths_;
+const LengthEstimate &StoredReactions::lengthsFor(const WantedKeys &keys) const {
+    constexpr std::size_t fewQuestions = 2; // as much work as a whole survey, about
+    const std::lock_guard lock(mutex_);
+    if (!allLengths_ && !someLengths_.contains(keys)) {
+        if (someLengths_.size() == fewQuestions) {
+            surveyAll({});
+        } else {
+            LengthEstimate lengths(keys);
+            forEachStored(*file_, nullptr,
+                          [&](const HostMolecule &mol, int) { lengths.count(*mol); });
+            lengths.finish();
+            someLengths_.emplace(keys, std::move(lengths));
+        }
+    }
+    return allLengths_ ? *allLengths_ : someLengths_.at(keys);
+}
+
+UsualLengths StoredReactions::usualLengthsIn(const Molecule &transitionState, double m) const {
+    WantedKeys keys;
+    for (const auto &bond : changingBondsOf(transitionState))
+        keys.insert(bond.keys.begin(), bond.keys.end());
+    return lengthsFor(keys).lengthsIn(transitionState, m);
 }
 
 OpenReactions StoredReactions::askedFor(Stage stage, const Code &code) const {
@@ -59,10 +92,10 @@ OpenReactions StoredReactions::askedFor(Stage stage, const Code &code) const {
 }
 
 OpenReactions StoredReactions::sigmaPictures(const Code &code) const {
-    survey();
-    const auto found = codesBySigma_.find(code);
+    const auto &codes = codesBySigma();
+    const auto found = codes.find(code);
     std::map<int, HostMolecule> inFileOrder;
-    for (const auto &stored : found == codesBySigma_.end() ? std::set<Code>{} : found->second) {
+    for (const auto &stored : found == codes.end() ? std::set<Code>{} : found->second) {
         forEachStored(*file_, stored.data(), [&](HostMolecule mol, int record) {
             if (!isFinite(*mol)) return;
             makeSigmaPicture(*mol);

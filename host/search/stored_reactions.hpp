@@ -26,29 +26,37 @@ public:
 
     bool empty() const { return empty_; }
 
-    /// Go through the file now, where otherwise the first question would: processes that are forked
-    /// later have what is found. Codes lead to their records; a survey is what the stage "sigma"
-    /// and usual lengths need.
+    /// Go through the file now, where otherwise questions would: processes that are forked later
+    /// have what is found. Codes lead to their records; a survey is what the stage "sigma" and
+    /// usual lengths need.
     void noteCodes() const;
     void survey() const { surveyUntil({}); }
 
     /// A survey that throws Deadline::Passed if it has not come to its end by then.
     void surveyUntil(const std::optional<Deadline> &deadline) const;
 
-    const LengthEstimate &lengths() const;
+    /// As LengthEstimate::lengthsIn() gives them. Without a survey the first questions look no
+    /// further into the stored reactions than each of them needs.
+    UsualLengths usualLengthsIn(const Molecule &transitionState, double m) const;
 
     /// Where a question of a stage with this code finds all its candidates, in file order.
     OpenReactions askedFor(Stage stage, const Code &code) const;
 
 private:
+    using CodesBySigma = std::map<Code, std::set<Code>>; ///< those of records, by their picture's
+
     OpenReactions sigmaPictures(const Code &code) const;
-    void count(Molecule &stored) const;
+    const CodesBySigma &codesBySigma() const;
+    const LengthEstimate &lengthsFor(const WantedKeys &keys) const;
+    void surveyAll(const std::optional<Deadline> &deadline) const;
+    static void note(Molecule &stored, CodesBySigma &codes);
 
     bool empty_;
     OpenReactions file_;
-    mutable std::once_flag surveyed_;
-    mutable std::map<Code, std::set<Code>> codesBySigma_; ///< those of records, by their picture's
-    mutable LengthEstimate lengths_;
+    mutable std::mutex mutex_; ///< of all below
+    mutable std::optional<CodesBySigma> codesBySigma_;
+    mutable std::optional<LengthEstimate> allLengths_;
+    mutable std::map<WantedKeys, LengthEstimate> someLengths_;
 };
 
 } // namespace saddlefit::host
