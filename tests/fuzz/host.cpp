@@ -8,6 +8,7 @@
 
 #include <cstring>
 #include <optional>
+#include <sstream>
 
 using namespace saddlefit;
 using namespace saddlefit::fuzz;
@@ -57,70 +58,47 @@ private:
     }
 };
 
+/// A line of text for an item of a molecule, its numbers to the last bit.
+template <class... Values> std::string line(const Values &...values) {
+    std::ostringstream text;
+    text << std::hexfloat;
+    ((text << values << ' '), ...);
+    return text.str();
+}
+
+std::string textOf(const char *text) {
+    return text ? text : "(none)";
+}
+
+using Lines = std::vector<std::string>;
+
+const std::string noAtom = line(0, 0, textOf(nullptr), 0.0, 0.0, 0.0), noBond = line(0, 0, 0),
+                  noConstraint = line(0, 0, 0, 0, 0.0, 0.0), noTransition = line(0, 0, 0, 0);
+
 /// What is seen of a molecule through the interface.
 struct Seen {
-    struct SeenAtom {
-        int element = 0, frozen = 0;
-        std::optional<std::string> label;
-        double x = 0, y = 0, z = 0;
-
-        bool operator==(const SeenAtom &other) const {
-            return element == other.element && frozen == other.frozen && label == other.label &&
-                   same(x, other.x) && same(y, other.y) && same(z, other.z);
-        }
-    };
-    struct SeenConstraint {
-        std::array<int, 4> atoms{};
-        double value = 0, parameter = 0;
-
-        bool operator==(const SeenConstraint &other) const {
-            return atoms == other.atoms && same(value, other.value) &&
-                   same(parameter, other.parameter);
-        }
-    };
-    std::optional<std::string> name;
-    std::vector<SeenAtom> atoms;
-    std::vector<std::array<int, 3>> bonds;
-    std::vector<SeenConstraint> constraints;
-    std::vector<std::array<int, 4>> transitions;
+    std::string name = textOf(nullptr);
+    Lines atoms, bonds, constraints, transitions;
 
     bool operator==(const Seen &) const = default;
 };
 
-std::optional<std::string> textOf(const char *text) {
-    return text ? std::optional<std::string>(text) : std::nullopt;
-}
-
-/// Reads until the interface says that there is no more.
-template <class Item, class Get> std::vector<Item> readAll(Get get) {
-    std::vector<Item> items;
-    for (Item item; get(static_cast<int>(items.size()), item);)
-        items.push_back(item);
-    return items;
-}
-
 Seen look(Molecule *mol) {
     Seen seen;
-    const char *name = nullptr;
-    require(C_getName(mol, &name) == 1, "a name can be read");
-    seen.name = textOf(name);
-    seen.atoms = readAll<Seen::SeenAtom>([mol](int i, Seen::SeenAtom &atom) {
-        const char *label = nullptr;
-        const int there =
-            C_getAtom(mol, i, &atom.element, &atom.frozen, &label, &atom.x, &atom.y, &atom.z);
-        atom.label = textOf(label);
-        return there;
-    });
-    seen.bonds = readAll<std::array<int, 3>>(
-        [mol](int i, auto &bond) { return C_getBond(mol, i, &bond[0], &bond[1], &bond[2]); });
-    seen.constraints = readAll<Seen::SeenConstraint>([mol](int i, auto &constraint) {
-        auto &[a, b, c, d] = constraint.atoms;
-        return C_getConstraint(mol, i, &a, &b, &c, &d, &constraint.value, &constraint.parameter);
-    });
-    seen.transitions = readAll<std::array<int, 4>>([mol](int i, auto &transition) {
-        auto &[breakA, breakB, formA, formB] = transition;
-        return C_getTransition(mol, i, &breakA, &breakB, &formA, &formB);
-    });
+    const char *text = nullptr;
+    int a = 0, b = 0, c = 0, d = 0;
+    double x = 0, y = 0, z = 0;
+    require(C_getName(mol, &text) == 1, "a name can be read");
+    seen.name = textOf(text);
+    for (int i = 0; C_getAtom(mol, i, &a, &b, &text, &x, &y, &z); ++i)
+        seen.atoms.push_back(line(a, b, textOf(text), x, y, z));
+    for (int i = 0; C_getBond(mol, i, &a, &b, &c); ++i)
+        seen.bonds.push_back(line(a, b, c));
+    for (int i = 0; C_getConstraint(mol, i, &a, &b, &c, &d, &x, &y); ++i) {
+        seen.constraints.push_back(line(a, b, c, d, x, y));
+    }
+    for (int i = 0; C_getTransition(mol, i, &a, &b, &c, &d); ++i)
+        seen.transitions.push_back(line(a, b, c, d));
     return seen;
 }
 
@@ -187,68 +165,64 @@ private:
         require(!mol_ != can, "a molecule is made of what there is memory for");
         seen_ = {};
         if (!mol_) return;
-        seen_.atoms.resize(static_cast<std::size_t>(atoms));
-        seen_.bonds.resize(static_cast<std::size_t>(bonds));
-        seen_.constraints.resize(static_cast<std::size_t>(constraints));
-        seen_.transitions.resize(static_cast<std::size_t>(steps));
+        seen_.atoms.resize(static_cast<std::size_t>(atoms), noAtom);
+        seen_.bonds.resize(static_cast<std::size_t>(bonds), noBond);
+        seen_.constraints.resize(static_cast<std::size_t>(constraints), noConstraint);
+        seen_.transitions.resize(static_cast<std::size_t>(steps), noTransition);
         require(look(mol_) == seen_, "what is new is zero");
     }
 
     /// After a setter: the item stands at its index, and whatever is new beside it is zero.
-    template <class Item> void expect(int answer, std::vector<Item> &items, int place, Item item) {
+    void expect(int answer, Lines &items, int place, const std::string &item,
+                const std::string &none) {
         require(answer == (mol_ && possible(place) ? 1 : 0), "a setter can do what is possible");
         if (answer) {
             const auto slot = static_cast<std::size_t>(place);
-            if (slot >= items.size()) items.resize(slot + 1);
+            if (slot >= items.size()) items.resize(slot + 1, none);
             items[slot] = item;
         }
         if (mol_) require(look(mol_) == seen_, "a setter sets its item and nothing else");
     }
 
     void setAtom() {
-        const int place = index(bytes_, usualAtoms);
+        const int place = index(bytes_, usualAtoms), frozen = bytes_.below(2);
+        const int element = bytes_.byte() < 32 ? 35 : bytes_.element();
         const auto label = text();
-        const Seen::SeenAtom atom{bytes_.byte() < 32 ? 35 : bytes_.element(),
-                                  bytes_.below(2),
-                                  label,
-                                  bytes_.coordinate(),
-                                  bytes_.coordinate(),
-                                  bytes_.coordinate()};
-        expect(C_setAtom(mol_, place, atom.element, atom.frozen, label ? label->c_str() : nullptr,
-                         atom.x, atom.y, atom.z),
-               seen_.atoms, place, atom);
+        const char *given = label ? label->c_str() : nullptr;
+        const double x = bytes_.coordinate(), y = bytes_.coordinate(), z = bytes_.coordinate();
+        expect(C_setAtom(mol_, place, element, frozen, given, x, y, z), seen_.atoms, place,
+               line(element, frozen, textOf(given), x, y, z), noAtom);
     }
     void setBond() {
-        const int place = index(bytes_, usualBonds);
-        const std::array<int, 3> bond = {bytes_.mostlyBelow(usualAtoms),
-                                         bytes_.mostlyBelow(usualAtoms), bytes_.mostlyBelow(6)};
-        expect(C_setBond(mol_, place, bond[0], bond[1], bond[2]), seen_.bonds, place, bond);
+        const int place = index(bytes_, usualBonds), type = bytes_.mostlyBelow(6);
+        const int a = bytes_.mostlyBelow(usualAtoms), b = bytes_.mostlyBelow(usualAtoms);
+        expect(C_setBond(mol_, place, a, b, type), seen_.bonds, place, line(a, b, type), noBond);
+    }
+    std::array<int, 4> fourAtoms() {
+        std::array<int, 4> atoms{};
+        for (int &atom : atoms)
+            atom = bytes_.mostlyBelow(usualAtoms);
+        return atoms;
     }
     void setTransition() {
         const int place = index(bytes_, usualOthers);
-        std::array<int, 4> atoms = {0, 1, -1, -1};
-        if (bytes_.flag())
-            for (int &atom : atoms)
-                atom = bytes_.mostlyBelow(usualAtoms);
-        expect(C_setTransition(mol_, place, atoms[0], atoms[1], atoms[2], atoms[3]),
-               seen_.transitions, place, atoms);
+        const auto [a, b, c, d] = bytes_.flag() ? fourAtoms() : std::array{0, 1, -1, -1};
+        expect(C_setTransition(mol_, place, a, b, c, d), seen_.transitions, place, line(a, b, c, d),
+               noTransition);
     }
     void setConstraint() {
         const int place = index(bytes_, usualOthers);
-        Seen::SeenConstraint constraint;
-        for (int &atom : constraint.atoms)
-            atom = bytes_.mostlyBelow(usualAtoms);
-        constraint.value = bytes_.coordinate();
-        constraint.parameter = bytes_.coordinate();
-        const auto &[a, b, c, d] = constraint.atoms;
-        expect(C_setConstraint(mol_, place, a, b, c, d, constraint.value, constraint.parameter),
-               seen_.constraints, place, constraint);
+        const auto [a, b, c, d] = fourAtoms();
+        const double value = bytes_.coordinate(), parameter = bytes_.coordinate();
+        expect(C_setConstraint(mol_, place, a, b, c, d, value, parameter), seen_.constraints, place,
+               line(a, b, c, d, value, parameter), noConstraint);
     }
     void setName() {
         const auto name = text();
-        require(C_setName(mol_, name ? name->c_str() : nullptr) == (mol_ ? 1 : 0), "a name is set");
+        const char *given = name ? name->c_str() : nullptr;
+        require(C_setName(mol_, given) == (mol_ ? 1 : 0), "a name is set");
         if (!mol_) return;
-        seen_.name = name;
+        seen_.name = textOf(given);
         require(look(mol_) == seen_, "a name is kept");
     }
     std::optional<std::string> text() {
@@ -274,15 +248,10 @@ private:
         const Seen after = look(mol_);
         require(after.transitions == seen_.transitions, "the transitions stay");
         require(after.atoms.size() == seen_.atoms.size(), "atoms stay");
-        for (std::size_t i = 0; i < after.atoms.size(); ++i)
-            require(after.atoms[i].element == seen_.atoms[i].element &&
-                        after.atoms[i].frozen == seen_.atoms[i].frozen &&
-                        after.atoms[i].label == seen_.atoms[i].label,
-                    "atoms move at most");
         require(after.bonds.size() >= seen_.bonds.size(), "bonds are made, none is removed");
-        require(goesOn || (database && after.name && after.name->ends_with(" (Exact)")),
+        require(goesOn || (database && after.name.ends_with(" (Exact)")),
                 "what ends a reaction is an exact match");
-        requireConstraints(after);
+        requireConstraints();
         seen_ = after;
     }
     void finish() {
@@ -297,13 +266,12 @@ private:
         require(C_finishReaction(mol_) == 0, "what was held is placed once");
         require(seen_.bonds == before.bonds && seen_.atoms.size() == before.atoms.size(),
                 "the bonds stay");
-        if (placed) requireConstraints(seen_);
+        if (placed) requireConstraints();
     }
-    static void requireConstraints(const Seen &seen) {
-        const int count = static_cast<int>(seen.atoms.size());
-        for (const auto &constraint : seen.constraints)
-            for (const int atom : constraint.atoms)
-                require(atom >= -1 && atom < count, "constraints name atoms");
+    void requireConstraints() const {
+        for (const Constraint &constraint : constraintsOf(*mol_))
+            for (const int atom : {constraint.a, constraint.b, constraint.c, constraint.d})
+                require(atom == -1 || hasAtom(*mol_, atom), "constraints name atoms");
     }
 
     void readStereoCodes() {
