@@ -1,4 +1,4 @@
-// The commands of "saddlefit db", and what they have in common.
+/// The commands of "saddlefit db", and what they have in common.
 #pragma once
 
 #include "cli/json.hpp"
@@ -23,7 +23,7 @@ struct DbOptions {
     bool json = false;
 };
 
-// A command of "saddlefit db", with the argument FILE and the flag --json.
+/// A command of "saddlefit db", with the argument FILE and the flag --json.
 template <class Options>
 Subcommand<Options> addDbSubcommand(CLI::App &db, Action &chosen, const std::string &name,
                                     const std::string &summary, int (*run)(const Options &)) {
@@ -33,7 +33,7 @@ Subcommand<Options> addDbSubcommand(CLI::App &db, Action &chosen, const std::str
     return command;
 }
 
-// What is wrong with the text of a position; empty if nothing.
+/// What is wrong with the text of a position; empty if nothing.
 inline std::string complaintAboutPosition(const std::string &text) {
     const bool isNumber = !text.empty() && text.find_first_not_of("0123456789") == text.npos;
     return isNumber ? "" : "\"" + text + "\" is no position; \"saddlefit db list\" prints them";
