@@ -118,8 +118,9 @@ void requireApplied(Molecule &mol) {
     }
     require(constraintsOf(mol).size() <= steps, "each step sets a distance at most");
     for (const Constraint &distance : constraintsOf(mol)) {
-        require(getBond(&mol, distance.a, distance.b) && distance.c == -1 && distance.d == -1,
-                "a distance belongs to a bond");
+        require(hasAtom(mol, distance.a) && hasAtom(mol, distance.b) && distance.c == -1 &&
+                    distance.d == -1,
+                "a distance has two atoms");
         require(distance.value > 0 && distance.value < 10, "targets are lengths of bonds");
     }
     requireSoundIndex(mol);
