@@ -108,18 +108,6 @@ TEST_F(React, BatchesAreTheSameHoweverTheyAreDone) {
     for (const std::string name : names)
         EXPECT_EQ(contents(name), whole[name]) << name;
 
-    // What a run leaves that was killed while it wrote its third reaction.
-    for (const std::string name : names) {
-        fs::remove(file(name));
-        write(name + ".part", whole[name].substr(0, whole[name].size() * 2 / 3));
-    }
-    const auto resumed = react(outputs + " --resume");
-    EXPECT_EQ(resumed.status, 0) << "the reaction that fails was behind it";
-    EXPECT_LT(resumed.out.size(), single.out.size());
-    EXPECT_TRUE(single.out.ends_with(resumed.out)) << resumed.out;
-    for (const std::string name : names)
-        EXPECT_EQ(contents(name), whole[name]) << name;
-
     std::map<int, std::string> byRecord;
     for (const std::string shard : {"1/3", "2/3", "3/3"}) {
         react("--json shard.jsonl --shard " + shard);
