@@ -1,5 +1,5 @@
-// The commands of the program. Each function adds one to the parser and, when the command is
-// given, leaves in `chosen` what is to be done; that returns the exit status.
+/// The commands of the program. Each function adds one to the parser and, when the command is
+/// given, leaves in `chosen` what is to be done; that returns the exit status.
 #pragma once
 
 #include <functional>

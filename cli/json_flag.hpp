@@ -1,4 +1,4 @@
-// The flag --json of a command that prints a result.
+/// The flag --json of a command that prints a result.
 #pragma once
 
 #include <CLI/CLI.hpp>

@@ -1,4 +1,4 @@
-// Options that are a choice of words, and those that several commands have.
+/// Options that are a choice of words, and those that several commands have.
 #pragma once
 
 #include "cli/host.hpp"

@@ -1,4 +1,4 @@
-// The options of "saddlefit react".
+/// The options of "saddlefit react".
 #pragma once
 
 #include "cli/answer_output.hpp"
@@ -38,7 +38,7 @@ struct ReactOptions {
     PairOptions pairing;
     BareSideOptions bareSides;
     AnswerOptions answer;
-    std::string output; // these four are empty where no such file is wanted
+    std::string output; ///< these four are empty where no such file is wanted
     std::string xyz;
     std::string json;
     std::string html;
@@ -48,24 +48,24 @@ struct ReactOptions {
     std::string learnInto; // empty: nothing is learned
     BatchOptions batch;
     bool resume = false;
-    std::size_t shard = 1; // of `shards`, from 1
+    std::size_t shard = 1; ///< of `shards`, from 1
     std::size_t shards = 1;
     bool verbose = false;
 
-    // Throws Error if two outputs, or an output and the database, are the same file.
+    /// Throws Error if two outputs, or an output and the database, are the same file.
     void requireOtherFiles() const;
 
-    // Where the answers go. Throws Error for an output in a format that is not written.
+    /// Where the answers go. Throws Error for an output in a format that is not written.
     std::vector<AnswerOutput> outputs(std::size_t reactions) const;
     // Whether there will be a file of JSON lines, which can be read again.
     bool keepsJson() const;
 
-    // "0007-title", the name of a reaction's input file without its suffix
+    /// "0007-title", the name of a reaction's input file without its suffix
     std::string constraintStem(const Reaction &reaction) const;
-    // "DIR/0007-title.inp"
+    /// "DIR/0007-title.inp"
     std::string constraintPath(const Reaction &reaction, const std::string &suffix) const;
 
-    // Take over what is given as text; throws CLI::ValidationError on anything without a meaning.
+    /// Take over what is given as text; throws CLI::ValidationError on anything without a meaning.
     void settle();
 
     std::string startText = "mean";

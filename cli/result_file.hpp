@@ -1,4 +1,4 @@
-// A file with results of a command, or the standard output in its place.
+/// A file with results of a command, or the standard output in its place.
 #pragma once
 
 #include "cli/host.hpp"
@@ -10,7 +10,7 @@
 
 namespace saddlefit::cli {
 
-// As OutputFile, but for "-".
+/// As OutputFile, but for "-".
 class ResultFile {
 public:
     explicit ResultFile(const std::string &path) {

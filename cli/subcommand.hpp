@@ -1,4 +1,4 @@
-// What the commands of the program have in common with each other.
+/// What the commands of the program have in common with each other.
 #pragma once
 
 #include "cli/commands.hpp"
@@ -15,7 +15,7 @@ template <class Options> struct Subcommand {
     Options &options;
 };
 
-// A command whose options live as long as the parser. If it is given, `run` is to be done.
+/// A command whose options live as long as the parser. If it is given, `run` is to be done.
 template <class Options>
 Subcommand<Options> addSubcommand(CLI::App &parent, Action &chosen, const std::string &name,
                                   const std::string &summary, int (*run)(const Options &)) {
@@ -26,7 +26,7 @@ Subcommand<Options> addSubcommand(CLI::App &parent, Action &chosen, const std::s
     return {*command, *options};
 }
 
-// An argument that has to be given.
+/// An argument that has to be given.
 template <class Value>
 CLI::Option *addArgument(CLI::App &command, const std::string &name, Value &value,
                          const std::string &text) {

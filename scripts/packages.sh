@@ -6,7 +6,8 @@ blas_packages=(libblas-dev liblapack-dev) # for -DSADDLEFIT_USE_BLAS=ON only
 cli_packages=(pkg-config libopenbabel-dev libcli11-dev nlohmann-json3-dev libeigen3-dev zlib1g-dev
               libxxhash-dev)
 test_packages=(libgtest-dev python3-jsonschema libblas3 liblapack3 # the reference to compare with
-               libxtb6)
+               libxtb6 xtb)
+program_packages=(nwchem psi4 python3-ase) # for scripts/test-programs
 clang_packages=(clang libclang-rt-dev) # with the run-time libraries of sanitizers and fuzzers
 lint_packages=("${clang_packages[@]}" clang-tidy cppcheck python3)
 workflow_packages=(snakemake)

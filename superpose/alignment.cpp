@@ -15,11 +15,11 @@ using namespace saddlefit;
 namespace {
 
 /// Entries of a selection: what mapping codes call required, and skipped.
-constexpr int Selected = -7;
-constexpr int Skipped = -1;
+constexpr int selected = -7;
+constexpr int skipped = -1;
 
 bool isSelected(int mark) {
-    return mark < Skipped;
+    return mark < skipped;
 }
 
 void readPosition(const Atom &atom, double *point) {
@@ -99,7 +99,7 @@ int readPartners(const Molecule &mol, std::span<const int> map, int capacity, do
 /// at most some hundred units of rounding (1.1e-16) of the extent, some thousand after a dozen
 /// alignments; it counts twice in a square. The sums over n pairs and the elimination add n units
 /// each. This is a million units.
-constexpr double RoundingMargin = 1e-10;
+constexpr double roundingMargin = 1e-10;
 
 double sumOfSquares(std::span<const double> values) {
     double sum = 0;
@@ -127,7 +127,7 @@ bool saddlefit::alignmentMayBeat(double misfit, const Molecule &mol, std::span<c
         for (int i = 0; i < 3 * pairs.count; i += 3)
             pairs.fit[i] = -pairs.fit[i];
     const double root = misfit * pairs.count; // misfit = sqrt(squares) / count
-    return squaresMayFallBelow(root * root, RoundingMargin * squaredExtent(pairs, mol), pairs.ref,
+    return squaresMayFallBelow(root * root, roundingMargin * squaredExtent(pairs, mol), pairs.ref,
                                pairs.fit, pairs.count);
 }
 
@@ -169,7 +169,7 @@ double alignMapMols(Molecule *ref, Molecule *mol, const int *map, double *refMat
     return guarded(0.0, [&] {
         std::vector<int> select;
         for (const int atom : countedSpan(map, ref->atomCount))
-            select.push_back(hasAtom(*mol, atom) ? Selected : Skipped);
+            select.push_back(hasAtom(*mol, atom) ? selected : skipped);
 
         AlignMapState state;
         double params[ALIGN_PARAMS];

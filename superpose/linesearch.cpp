@@ -9,42 +9,42 @@ using namespace saddlefit;
 
 namespace {
 
-constexpr double StepLowest = 1e-20;
-constexpr double StepHighest = 1e20;
+constexpr double stepLowest = 1e-20;
+constexpr double stepHighest = 1e20;
 /// Relative width at which the bracket counts as collapsed.
-constexpr double CollapsedWidth = 1e-17;
+constexpr double collapsedWidth = 1e-17;
 /// Without a bracket, a step may grow by this many times its distance from the best one.
-constexpr double Extrapolation = 4;
+constexpr double extrapolation = 4;
 /// The bracket is halved unless it has shrunk to this part in two steps.
-constexpr double RequiredShrinking = 0.66;
-constexpr double Bisection = 0.5;
+constexpr double requiredShrinking = 0.66;
+constexpr double bisection = 0.5;
 /// An acceptable step is passed while f falls by this part of the first slope: 0.9 in single
 /// precision.
-constexpr double SteepDecrease = 0.8999999761581421;
-constexpr double InitialWidth = 1e20;
+constexpr double steepDecrease = 0.8999999761581421;
+constexpr double initialWidth = 1e20;
 
-constexpr int PlainMode = 1;
-constexpr int FlaggedMode = 33; ///< the same for every objective that reads the low three bits
+constexpr int plainMode = 1;
+constexpr int flaggedMode = 33; ///< the same for every objective that reads the low three bits
 
 /// Failure marks, in falling precedence.
 enum Failure {
-    NoFailure = 0,
-    Collapsed = 2,
-    EvaluationLimit = 3,
-    AtLowerBound = 4,
-    AtUpperBound = 5,
-    RoundingErrors = 6
+    noFailure = 0,
+    collapsed = 2,
+    evaluationLimit = 3,
+    atLowerBound = 4,
+    atUpperBound = 5,
+    roundingErrors = 6
 };
-constexpr int FailureAtStart = 10; ///< added where the last step is 0
+constexpr int failureAtStart = 10; ///< added where the last step is 0
 
-constexpr int NoDescent = 7;
-constexpr int FirstStepSignChanged = 7;
-constexpr int FirstStepSignKept = 8;
-constexpr int ReplacedDirection = 10; ///< added where -g took the place of the direction
-constexpr int UnbracketedShift = 2;   ///< cases 3 and 4 of the step routine, without a bracket
+constexpr int noDescent = 7;
+constexpr int firstStepSignChanged = 7;
+constexpr int firstStepSignKept = 8;
+constexpr int replacedDirection = 10; ///< added where -g took the place of the direction
+constexpr int unbracketedShift = 2;   ///< cases 3 and 4 of the step routine, without a bracket
 
-enum class Repair { None, Adjusted, Replaced };
-enum class Verdict { Continue, Done };
+enum class Repair { none, adjusted, replaced };
+enum class Verdict { goOn, done };
 
 /// The arguments of mlines_(), and the state that ends with the search.
 struct Search {
@@ -67,15 +67,15 @@ struct Search {
     double ftest = 0;  ///< height of that line at the trial step
     bool firstStage = true;
     double fbest = 0, stpbest = 0;
-    double width = InitialWidth, olderWidth = 2 * InitialWidth;
-    Repair repair = Repair::None;
+    double width = initialWidth, olderWidth = 2 * initialWidth;
+    Repair repair = Repair::none;
 
     void measureSlope() { dginit = algebra::dot(*n, g, s); }
     bool ensureDescent();
     void begin();
     bool bracketed() const { return (save.brackt & 1) != 0; }
     bool bracketCollapsed() const {
-        return bracketed() && save.stmax - save.stmin <= CollapsedWidth * save.stmax;
+        return bracketed() && save.stmax - save.stmin <= collapsedWidth * save.stmax;
     }
     bool leavesBracket(double step) const {
         return bracketed() && (step <= save.stmin || step >= save.stmax);
@@ -105,12 +105,12 @@ bool Search::ensureDescent() {
     for (int i = 0; i < *n; ++i)
         s[i] = s[i] - std::sqrt(algebra::dot(*n, s, s) / algebra::dot(*n, g, g)) * g[i];
     measureSlope();
-    repair = Repair::Adjusted;
+    repair = Repair::adjusted;
     if (dginit < 0) return true;
 
     std::transform(g, g + *n, s, [](double component) { return -component; });
     measureSlope();
-    repair = Repair::Replaced;
+    repair = Repair::replaced;
     return !(dginit >= 0);
 }
 
@@ -130,13 +130,13 @@ void Search::boundInterval() {
         save.stmax = std::max(save.stx, save.sty);
     } else {
         save.stmin = save.stx;
-        save.stmax = *stp + Extrapolation * (*stp - save.stx);
+        save.stmax = *stp + extrapolation * (*stp - save.stx);
     }
 }
 
 /// Keep the trial within its bounds; where the search has to give up, return to the best step.
 void Search::chooseStep() {
-    *stp = std::min(std::max(*stp, StepLowest), StepHighest);
+    *stp = std::min(std::max(*stp, stepLowest), stepHighest);
     if (leavesBracket(*stp) || *nfev >= settings.maxfev - 1 || save.infoc == 0 ||
         bracketCollapsed())
         *stp = stpbest;
@@ -144,7 +144,7 @@ void Search::chooseStep() {
 
 void Search::evaluate() {
     move(n, x, start, stp, s, user);
-    save.mode = *flag ? PlainMode : FlaggedMode;
+    save.mode = *flag ? plainMode : flaggedMode;
     fcn(n, x, save.f, g, save.hessian, &save.aux[0], &save.aux[1], &save.mode, &save.aux[2], user);
     *f = save.f[0];
     *info = 0;
@@ -154,11 +154,11 @@ void Search::evaluate() {
 }
 
 int Search::failureMark() const {
-    if (*nfev >= settings.maxfev) return EvaluationLimit;
-    if (*stp == StepLowest && (*f > ftest || save.dg >= dgtest)) return AtLowerBound;
-    if (*stp == StepHighest && *f <= ftest && save.dg <= dgtest) return AtUpperBound;
-    if (leavesBracket(*stp) || save.infoc == 0) return RoundingErrors;
-    return NoFailure;
+    if (*nfev >= settings.maxfev) return evaluationLimit;
+    if (*stp == stepLowest && (*f > ftest || save.dg >= dgtest)) return atLowerBound;
+    if (*stp == stepHighest && *f <= ftest && save.dg <= dgtest) return atUpperBound;
+    if (leavesBracket(*stp) || save.infoc == 0) return roundingErrors;
+    return noFailure;
 }
 
 /// Written so that a value that is not a number is neither acceptable nor, once the bracket has
@@ -167,31 +167,31 @@ Verdict Search::decide() {
     const double allowed = settings.gtol * -dginit;
     const double steepness = std::abs(save.dg);
     if (bracketCollapsed())
-        return *f > ftest || steepness > allowed ? fail(Collapsed) : acceptUnlessSteep();
+        return *f > ftest || steepness > allowed ? fail(collapsed) : acceptUnlessSteep();
     if (*f <= ftest && steepness <= allowed) return acceptUnlessSteep();
     if (const int mark = failureMark()) return fail(mark);
-    return Verdict::Continue;
+    return Verdict::goOn;
 }
 
 Verdict Search::fail(int mark) {
-    *info = *stp != 0 ? -mark : -mark - FailureAtStart;
-    return Verdict::Done;
+    *info = *stp != 0 ? -mark : -mark - failureAtStart;
+    return Verdict::done;
 }
 
 /// A step that meets the conditions ends the search, unless the function is still falling steeply
 /// along an open ray with evaluations to spare.
 Verdict Search::acceptUnlessSteep() {
     const bool done = save.dg * dginit <= 0 || *nfev >= settings.maxfev / 2 || bracketed() ||
-                      *f > finit + SteepDecrease * dginit;
+                      *f > finit + steepDecrease * dginit;
     *info = done ? successCode() : 0;
-    return done ? Verdict::Done : Verdict::Continue;
+    return done ? Verdict::done : Verdict::goOn;
 }
 
 int Search::successCode() const {
     int code = save.infoc;
-    if (save.infoc > 2 && !bracketed()) code += UnbracketedShift;
-    if (*nfev == 1) code = dginit * save.dg >= 0 ? FirstStepSignKept : FirstStepSignChanged;
-    return repair == Repair::Replaced ? code + ReplacedDirection : code;
+    if (save.infoc > 2 && !bracketed()) code += unbracketedShift;
+    if (*nfev == 1) code = dginit * save.dg >= 0 ? firstStepSignKept : firstStepSignChanged;
+    return repair == Repair::replaced ? code + replacedDirection : code;
 }
 
 void Search::rememberBest() {
@@ -231,8 +231,8 @@ void Search::stepOnModifiedFunction() {
 void Search::bisectSlowBracket() {
     if (!bracketed()) return;
     const double newWidth = std::abs(save.sty - save.stx);
-    if (newWidth >= RequiredShrinking * olderWidth)
-        *stp = save.stx + Bisection * (save.sty - save.stx);
+    if (newWidth >= requiredShrinking * olderWidth)
+        *stp = save.stx + bisection * (save.sty - save.stx);
     olderWidth = width;
     width = newWidth;
 }
@@ -256,7 +256,7 @@ void mlines_(const int *n, double *x, double *f, double *g, double *s, double *s
     Search search{state.tn003, save, n,    x,    f,    g,   s,    stp,
                   info,        wa,   nfev, flag, user, fcn, move, slope};
     if (!search.ensureDescent()) {
-        *info = NoDescent;
+        *info = noDescent;
         return;
     }
     search.begin();
@@ -264,7 +264,7 @@ void mlines_(const int *n, double *x, double *f, double *g, double *s, double *s
         search.boundInterval();
         search.chooseStep();
         search.evaluate();
-        if (search.decide() == Verdict::Done) return;
+        if (search.decide() == Verdict::done) return;
         search.rememberBest();
         search.leaveFirstStage();
         search.nextTrial();

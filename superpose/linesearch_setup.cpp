@@ -21,13 +21,13 @@ namespace {
 /// What the extended format gives: halving 1 while the half still changes 1 ends at 2^-63. The last
 /// power of 1/16 above zero is 2^-16444, so that the safe numbers 100 * 2^-16381 and its inverse
 /// leave the range of a double on either side.
-constexpr double ExtendedEpsilon = 0x1p-63;
-constexpr double ExtendedSmall = 0;
-constexpr double ExtendedLarge = std::numeric_limits<double>::infinity();
+constexpr double extendedEpsilon = 0x1p-63;
+constexpr double extendedSmall = 0;
+constexpr double extendedLarge = std::numeric_limits<double>::infinity();
 
-constexpr int StatusOnReturn = -10;
-constexpr int OutputUnit = 6;
-constexpr Tn003 SearchSettings = {1e-10, 0.9, 16};
+constexpr int statusOnReturn = -10;
+constexpr int outputUnit = 6;
+constexpr Tn003 searchSettings = {1e-10, 0.9, 16};
 
 /// Wraps around for a size that no array has.
 int hundredfold(int n) {
@@ -36,13 +36,13 @@ int hundredfold(int n) {
 
 void fillIntegers(int n, int *iset) {
     const int values[18] = {
-        0, 0, 0, hundredfold(n), n, hundredfold(n), 0, 0, 0, 1, OutputUnit, 1, 0, 20, 0, 1, 0, 0};
+        0, 0, 0, hundredfold(n), n, hundredfold(n), 0, 0, 0, 1, outputUnit, 1, 0, 20, 0, 1, 0, 0};
     std::copy_n(values, 18, iset);
 }
 
 void fillReals(double eps, double *rset) {
-    const double values[8] = {1e-8, std::sqrt(eps),      0.5, 0.5, SearchSettings.ftol,
-                              1e-4, SearchSettings.gtol, 1e-7};
+    const double values[8] = {1e-8, std::sqrt(eps),      0.5, 0.5, searchSettings.ftol,
+                              1e-4, searchSettings.gtol, 1e-7};
     std::copy_n(values, 8, rset);
 }
 
@@ -53,24 +53,24 @@ void setlis_(const int *n, int *iset, double *rset, int *status) {
     state.tn001.second = 0;
     if (*n <= 0) return;
 
-    *status = StatusOnReturn;
+    *status = statusOnReturn;
     fillIntegers(*n, iset);
-    state.tn001.first = OutputUnit;
-    constexpr int Epsilon = 1;
-    const double eps = tnmach_(&Epsilon);
+    state.tn001.first = outputUnit;
+    constexpr int epsilon = 1;
+    const double eps = tnmach_(&epsilon);
     state.tn006 = {eps, 2 * std::sqrt(eps), std::sqrt(static_cast<double>(*n))};
     fillReals(eps, rset);
-    state.tn003 = SearchSettings;
+    state.tn003 = searchSettings;
 }
 
 double tnmach_(const int *which) {
     switch (*which) {
     case 1:
-        return ExtendedEpsilon;
+        return extendedEpsilon;
     case 2:
-        return ExtendedSmall;
+        return extendedSmall;
     case 3:
-        return ExtendedLarge;
+        return extendedLarge;
     default:
         return 0;
     }

@@ -8,7 +8,7 @@
 namespace {
 
 /// With a bracket, a step goes at most this far to the other end: 0.66 in single precision.
-constexpr double BracketFraction = 0.6600000262260437;
+constexpr double bracketFraction = 0.6600000262260437;
 
 /// A step with the value and slope of the function there.
 struct Sample {
@@ -142,7 +142,7 @@ double safeguarded(const Interval &interval, const Proposal &proposal) {
     const double step = std::max(interval.lower, std::min(interval.upper, proposal.step));
     if (!interval.bracketed || !proposal.bound) return step;
     const double best = interval.best.step, other = interval.other.step;
-    const double limit = best + BracketFraction * (other - best);
+    const double limit = best + bracketFraction * (other - best);
     return other > best ? std::min(limit, step) : std::max(limit, step);
 }
 

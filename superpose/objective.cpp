@@ -8,48 +8,48 @@ using namespace saddlefit;
 
 namespace {
 
-constexpr int Variables = 6;
+constexpr int variables = 6;
 /// The part of the mode that tells what to compute; the rest is the caller's.
-constexpr int ModeMask = 7;
-enum Derivatives { None, Gradient, Hessian };
+constexpr int modeMask = 7;
+enum Derivatives { valueOnly, withGradient, withHessian };
 
 /// Where each matrix begins among the rows of a Rotation, and how many rows there are to turn by.
-enum Block { R = 0, ByB = 3, ByC = 6, ByBB = 9, ByBC = 12, ByCC = 15, AllRows = 18 };
+enum Block { plain = 0, byB = 3, byC = 6, byBB = 9, byBC = 12, byCC = 15, allRows = 18 };
 constexpr int rowsFor(Derivatives wanted) {
-    if (wanted == None) return ByB;
-    return wanted == Gradient ? ByBB : AllRows;
+    if (wanted == valueOnly) return byB;
+    return wanted == withGradient ? byBB : allRows;
 }
 
 /// The rotation R = Rx(a) Ry(b) Rz(c) and those derivatives of it by b and c that need a matrix;
 /// derivatives by a follow from the turned points. The matrices stand one below the other and are
 /// stored by columns, so that a single pass turns a point by all of them.
 template <Derivatives Wanted> struct Rotation {
-    static constexpr int Rows = rowsFor(Wanted);
-    double column[3][Rows];
+    static constexpr int rowCount = rowsFor(Wanted);
+    double column[3][rowCount];
 
     explicit Rotation(const double *x) {
         const AngleTerms angles(x[0], x[1], x[2]);
         const auto &[sa, ca, sb, cb, sc, cc] = angles;
         double m[16];
         buildTransform(m, angles, x + 3);
-        fill(R, {m[0], m[1], m[2], m[4], m[5], m[6], m[8], m[9], m[10]});
-        if constexpr (Wanted >= Gradient) {
-            fill(ByB, {-sb * cc, sb * sc, cb,                //
+        fill(plain, {m[0], m[1], m[2], m[4], m[5], m[6], m[8], m[9], m[10]});
+        if constexpr (Wanted >= withGradient) {
+            fill(byB, {-sb * cc, sb * sc, cb,                //
                        sa * cb * cc, -sa * cb * sc, sa * sb, //
                        -ca * cb * cc, ca * cb * sc, -ca * sb});
-            differentiateByC(R, ByC);
+            differentiateByC(plain, byC);
         }
-        if constexpr (Wanted >= Hessian) {
-            fill(ByBB, {-cb * cc, cb * sc, -sb,               //
+        if constexpr (Wanted >= withHessian) {
+            fill(byBB, {-cb * cc, cb * sc, -sb,               //
                         -sa * sb * cc, sa * sb * sc, sa * cb, //
                         ca * sb * cc, -ca * sb * sc, -ca * cb});
-            differentiateByC(ByB, ByBC);
-            differentiateByC(ByC, ByCC);
+            differentiateByC(byB, byBC);
+            differentiateByC(byC, byCC);
         }
     }
 
-    void turn(const double *p, double (&turned)[Rows]) const {
-        for (int row = 0; row < Rows; ++row)
+    void turn(const double *p, double (&turned)[rowCount]) const {
+        for (int row = 0; row < rowCount; ++row)
             turned[row] = column[0][row] * p[0] + column[1][row] * p[1] + column[2][row] * p[2];
     }
 
@@ -86,7 +86,7 @@ struct Pair {
 };
 
 struct GradientSum {
-    double g[Variables] = {};
+    double g[variables] = {};
 
     void add(const Pair &pair) {
         for (int k = 0; k < 3; ++k)
@@ -96,7 +96,7 @@ struct GradientSum {
     }
     void write(double *f, double *out) const {
         double squaredNorm = 0;
-        for (int k = 0; k < Variables; ++k) {
+        for (int k = 0; k < variables; ++k) {
             out[k] = g[k];
             squaredNorm += g[k] * g[k];
         }
@@ -115,9 +115,9 @@ struct HessianSum {
         aa += dot(e[0], e[0]) - dot(residual, DerivativeByA(e[0]).v);
         ab += dot(e[0], e[1]) - dot(residual, DerivativeByA(e[1]).v);
         ac += dot(e[0], e[2]) - dot(residual, DerivativeByA(e[2]).v);
-        bb += dot(e[1], e[1]) - dot(residual, turned + ByBB);
-        bc += dot(e[1], e[2]) - dot(residual, turned + ByBC);
-        cc += dot(e[2], e[2]) - dot(residual, turned + ByCC);
+        bb += dot(e[1], e[1]) - dot(residual, turned + byBB);
+        bc += dot(e[1], e[2]) - dot(residual, turned + byBC);
+        cc += dot(e[2], e[2]) - dot(residual, turned + byCC);
         bWithY += e[1][1];
         cWithZ += e[2][2];
     }
@@ -132,7 +132,7 @@ struct HessianSum {
 
 private:
     template <class... Entries> static void writeRow(double *h, int row, Entries... entries) {
-        double *place = h + Variables * row;
+        double *place = h + variables * row;
         ((*place++ = entries), ...);
     }
 };
@@ -145,21 +145,21 @@ void evaluate(const AlignMapState &pairs, const double *x, double *f, double *g,
     GradientSum gradient;
     HessianSum hessian;
     for (int i = 0; i < 3 * pairs.count; i += 3) {
-        double turned[Rotation<Wanted>::Rows], residual[3];
+        double turned[Rotation<Wanted>::rowCount], residual[3];
         rotation.turn(pairs.fit + i, turned);
         for (int j = 0; j < 3; ++j)
             pairs.resid[i + j] = residual[j] = pairs.ref[i + j] - (turned[j] + x[3 + j]);
         squares += dot(residual, residual);
-        if constexpr (Wanted >= Gradient) {
+        if constexpr (Wanted >= withGradient) {
             const DerivativeByA byA(turned);
-            const Pair pair = {residual, {byA.v, turned + ByB, turned + ByC}};
+            const Pair pair = {residual, {byA.v, turned + byB, turned + byC}};
             gradient.add(pair);
-            if constexpr (Wanted >= Hessian) hessian.add(pair, turned);
+            if constexpr (Wanted >= withHessian) hessian.add(pair, turned);
         }
     }
     f[0] = 0.5 * squares;
-    if constexpr (Wanted >= Gradient) gradient.write(f, g);
-    if constexpr (Wanted >= Hessian) hessian.write(std::max(pairs.count, 0), h);
+    if constexpr (Wanted >= withGradient) gradient.write(f, g);
+    if constexpr (Wanted >= withHessian) hessian.write(std::max(pairs.count, 0), h);
 }
 
 } // namespace
@@ -167,13 +167,13 @@ void evaluate(const AlignMapState &pairs, const double *x, double *f, double *g,
 void calcFGH(const int *, const double *x, double *f, double *g, double *h, int *, int *,
              const int *mode, int *, void *state) {
     const AlignMapState &pairs = *static_cast<AlignMapState *>(state);
-    switch (*mode & ModeMask) {
+    switch (*mode & modeMask) {
     case 0:
-        return evaluate<None>(pairs, x, f, g, h);
+        return evaluate<valueOnly>(pairs, x, f, g, h);
     case 1:
-        return evaluate<Gradient>(pairs, x, f, g, h);
+        return evaluate<withGradient>(pairs, x, f, g, h);
     default:
-        return evaluate<Hessian>(pairs, x, f, g, h);
+        return evaluate<withHessian>(pairs, x, f, g, h);
     }
 }
 

@@ -238,22 +238,6 @@ TEST_F(BatchTest, InterruptLeavesCompletePiecesToGoOnFrom) {
     }
 }
 
-TEST_F(BatchTest, KilledRunsGoOnToTheSameFiles) {
-    constexpr std::size_t count = 60;
-    for (const int moment : {1, 10, 20, 40, 60, 80, 100, 120}) {
-        SCOPED_TRACE(moment);
-        auto run = start(Begin::anew, {2, 0}, count, slowResultOf);
-        for (int kills = 0; kills < 3; ++kills) {
-            std::this_thread::sleep_for(milliseconds(moment));
-            kill(run, SIGKILL);
-            statusOf(run);
-            run = start(Begin::resume, {2, 0}, count, slowResultOf);
-        }
-        EXPECT_GE(statusOf(run), 0);
-        expectFiles(count);
-    }
-}
-
 // The states that a kill can leave behind, as pieces go to the files one after another.
 TEST_F(BatchTest, FilesCutAnywhereAreGoneOnWith) {
     constexpr std::size_t count = 7;

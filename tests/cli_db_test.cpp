@@ -1,6 +1,6 @@
 // Databases: upkeep, on files written byte by byte; what is let in, and what they answer.
-#include "host/upkeep/stored_question.hpp"
 #include "tests/command_line.hpp"
+#include "tests/record_bytes.hpp"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -26,31 +26,13 @@ namespace fs = std::filesystem;
 using namespace saddlefit::test;
 using nlohmann::json;
 
-std::string little(unsigned int value, int bytes) {
-    std::string text;
-    for (int i = 0; i < bytes; ++i)
-        text += static_cast<char>(value >> (8 * i) & 0xFF);
-    return text;
-}
-
-std::string shorts(const std::vector<unsigned int> &values) {
-    std::string text;
-    for (const auto value : values)
-        text += little(value, 2);
-    return text;
-}
-
-std::string block(const std::string &data, char status = 1, const std::string &slack = "") {
-    return little(static_cast<unsigned int>(data.size() + slack.size()), 4) + status + data + slack;
-}
-
 // C1, N2, O3: C1-O3 falls, C1-N2 rises. With a name of two letters it has 85 bytes; the fields
 // begin at 0 (L), 2 (name), 5 (C), 7 (code), 17 (A), 19 (B), 21 (T), 23 (atoms), 65 (bonds) and
 // 77 (transitions). Half a float is 0 here, 0x3FC0 is 1.5, 0xC000 -2 and 0x3E80 0.25.
-std::string record(const std::string &name, unsigned int x = 0x3FC0) {
-    std::string text = shorts({static_cast<unsigned int>(name.size() + 1)}) + name + '\0' +
-                       shorts({5, 6, 7, 6, 8, 0}) + shorts({3, 2, 1});
-    for (const unsigned int element : {6U, 7U, 8U})
+std::string record(const std::string &name, int x = 0x3FC0) {
+    std::string text =
+        integer(name.size() + 1, 2) + name + '\0' + shorts({5, 6, 7, 6, 8, 0}) + shorts({3, 2, 1});
+    for (const int element : {6, 7, 8})
         text += shorts({0, x, 0, 0x3FC0, 0, 0x3FC0, element});
     return text + shorts({0, 1, 0, 0, 2, 5}) + shorts({0, 2, 0, 1});
 }
@@ -112,14 +94,14 @@ const std::vector<DamageRow> damages{
     {"status of a record", secondAt + 4, "\x07", secondAt + 4, 1, all, 7},
     {"status of a free block", freeAt + 4, "\xFF", freeAt + 4, 1,
      block(first) + block(record("xx")) + others, 0},
-    {"size beyond the file", 0, little(0x7FFFFFFF, 4), 0, 0, all, 0},
-    {"size that takes in a record", 0, little(215, 4), 0, 0, all, 90},
-    {"size up to the next but one block", 0, little(85 + 90 + 97, 4), 0, 0, all, 90},
-    {"size into the free block", 0, little(115, 4), 124, 1, all, 60},
-    {"size below the atoms", 0, little(60, 4), 22, 0, all, 0},
-    {"size below the transitions", 0, little(80, 4), 26, 0, all, 0},
-    {"free block takes in a record", freeAt, little(135, 4), freeAt, nullptr, all, 90},
-    {"free block too small", freeAt, little(65, 4), 160, nullptr, all, 20},
+    {"size beyond the file", 0, integer(0x7FFFFFFF, 4), 0, 0, all, 0},
+    {"size that takes in a record", 0, integer(215, 4), 0, 0, all, 90},
+    {"size up to the next but one block", 0, integer(85 + 90 + 97, 4), 0, 0, all, 90},
+    {"size into the free block", 0, integer(115, 4), 124, 1, all, 60},
+    {"size below the atoms", 0, integer(60, 4), 22, 0, all, 0},
+    {"size below the transitions", 0, integer(80, 4), 26, 0, all, 0},
+    {"free block takes in a record", freeAt, integer(135, 4), freeAt, nullptr, all, 90},
+    {"free block too small", freeAt, integer(65, 4), 160, nullptr, all, 20},
     {"length of the name", 5, shorts({4095}), 5, 0, others, 180},
     {"name without NUL", 9, "x", 9, 0, others, 180},
     {"name with an early NUL", 7, std::string(1, '\0'), 7, 0, others, 180},
@@ -505,50 +487,6 @@ TEST_F(Guard, TheNumberOfWorkersChangesNothing) {
     const auto alone = validated();
     EXPECT_EQ(alone.at("problems").size(), 19U) << "the first answers for all";
     EXPECT_EQ(validated("-j 4"), alone);
-}
-
-TEST(StoredQuestion, BondsAreTakenBackStepByStep) {
-    using saddlefit::host::StoredRecord;
-    struct Row {
-        const char *name;
-        int falls, rises;
-        std::optional<int> stored, before; // type; none: no bond
-        int after;                         // the reaction, 0: no bond
-    };
-    constexpr std::nullopt_t noBond = std::nullopt;
-    const std::vector<Row> rows{
-        {"single breaks", 1, 0, 0, 1, 0},
-        {"double weakens", 1, 0, 5, 2, 1},
-        {"triple weakens", 1, 0, 2, 3, 2},
-        {"quadruple weakens", 1, 0, 3, 4, 3},
-        {"aromatic weakens", 1, 0, 1, 5, 1},
-        {"double breaks", 2, 0, 1, 2, 0},
-        {"triple to single", 2, 0, 5, 3, 1},
-        {"triple breaks", 3, 0, 1, 3, 0},
-        {"made", 0, 1, 0, noBond, 1},
-        {"made double", 0, 2, 0, noBond, 2},
-        {"single strengthens", 0, 1, 5, 1, 2},
-        {"double strengthens", 0, 1, 2, 2, 3},
-        {"single to triple", 0, 2, 2, 1, 3},
-        {"quadruple strengthens", 0, 1, 4, 4, 5},
-        {"missing bond falls", 1, 0, noBond, noBond, 0},
-    };
-    for (const auto &row : rows) {
-        SCOPED_TRACE(row.name);
-        StoredRecord record;
-        record.atoms = {{6, 0, {0, 0, 0}}, {8, 0, {1.5, 0, 0}}};
-        if (row.stored) record.bonds = {{1, 0, *row.stored}};
-        record.transitions.insert(record.transitions.end(), static_cast<std::size_t>(row.falls),
-                                  {0, 1, -1, -1});
-        record.transitions.insert(record.transitions.end(), static_cast<std::size_t>(row.rises),
-                                  {-1, -1, 0, 1});
-        const auto reaction = saddlefit::host::reactionOf(record, "a.db");
-        ASSERT_TRUE(reaction.has_value());
-        const auto &bonds = reaction->reactant.bonds;
-        EXPECT_EQ(bonds.empty() ? noBond : std::optional(bonds.front().type), row.before);
-        ASSERT_EQ(reaction->changes.size(), 1U);
-        EXPECT_EQ(reaction->changes.front().after, row.after);
-    }
 }
 
 } // namespace

@@ -293,7 +293,9 @@ protected:
     }
 };
 
-TEST_F(RealPrograms, XtbMeetsTheTargets) {
+using RealXtb = RealPrograms;
+
+TEST_F(RealXtb, MeetsTheTargets) {
     if (!isInstalled("xtb")) GTEST_SKIP() << "xtb is not installed";
     for (const auto &molecule : {enol(), enolWithFixedAtoms()}) {
         const auto atoms = placed(molecule.atoms, optimiseWithXtb(molecule, {}));

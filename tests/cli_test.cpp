@@ -1,4 +1,5 @@
 // The command line as a process: what it prints, writes and returns.
+#include "host/structures/reader.hpp"
 #include "tests/command_line.hpp"
 
 #include <gtest/gtest.h>
@@ -16,6 +17,7 @@
 namespace {
 
 namespace fs = std::filesystem;
+using namespace saddlefit::host;
 using namespace saddlefit::test;
 
 const std::string data = SADDLEFIT_DATA;
@@ -57,36 +59,10 @@ std::string sdf(const std::string &title, const std::vector<std::string> &elemen
     return text + "M  END\n$$$$\n";
 }
 
-struct SdfRecord {
-    std::vector<std::string> lines;
-
-    std::string title() const { return lines.at(0); }
-    std::size_t atomCount() const { return std::stoul(lines.at(3).substr(0, 3)); }
-    std::size_t bondCount() const { return std::stoul(lines.at(3).substr(3, 3)); }
-    std::string atom(std::size_t number) const { return lines.at(3 + number).substr(0, 34); }
-    std::string bond(std::size_t index) const { return lines.at(4 + atomCount() + index); }
-
-    std::string field(const std::string &name) const {
-        auto line = std::find(lines.begin(), lines.end(), "> <" + name + ">");
-        std::string value;
-        while (line != lines.end() && ++line != lines.end() && !line->empty()) {
-            value += *line + "\n";
-        }
-        return value;
-    }
-};
-
-std::vector<SdfRecord> records(const fs::path &path) {
-    std::vector<SdfRecord> result;
-    SdfRecord current;
-    for (const auto &line : linesOf(contentsOf(path))) {
-        if (line == "$$$$") {
-            result.push_back(current);
-            current.lines.clear();
-        } else {
-            current.lines.push_back(line);
-        }
-    }
+std::vector<Structure> records(const std::string &path) {
+    std::vector<Structure> result;
+    for (const auto &record : readRecords(path))
+        result.push_back(structureOf(record));
     return result;
 }
 
@@ -330,9 +306,10 @@ TEST_F(CommandLine, ABatchIsCountedAndXtbMayBeMissing) {
     unsetenv("SADDLEFIT_DB");
     const auto relaxed = records(file("x.sdf")), wanted = records(file("plain.sdf"));
     for (std::size_t i = 0; i < wanted.size(); ++i) {
-        EXPECT_EQ(relaxed.at(i).field("RELAXED"), "distances\n");
-        EXPECT_EQ(relaxed.at(i).atom(1), wanted.at(i).atom(1));
-        EXPECT_TRUE(contains(wanted.at(i).field("LENGTH_SOURCES"), " match\n"));
+        EXPECT_EQ(relaxed.at(i).fields.at("RELAXED"), "distances");
+        const auto &one = relaxed.at(i).atoms.at(0), &other = wanted.at(i).atoms.at(0);
+        EXPECT_EQ(distanceBetween(one.position, other.position), 0.0);
+        EXPECT_TRUE(contains(wanted.at(i).fields.at("LENGTH_SOURCES"), " match"));
     }
 }
 
@@ -361,39 +338,6 @@ TEST_F(CommandLine, NothingIsWrittenWhereNothingSucceeds) {
     }
 }
 
-// Atoms from 1; "0 0" where a transition has no falling or no rising bond.
-TEST_F(CommandLine, EachStepOfABondOrderIsHalfATransition) {
-    struct Row {
-        const char *name;
-        std::vector<DrawnBond> before, after;
-        const char *transitions;
-    };
-    const std::vector<Row> rows{
-        {"a bond moves", {{1, 2, 1}}, {{1, 3, 1}}, "1 2 1 3\n"},
-        {"a double bond breaks", {{1, 2, 2}}, {}, "1 2 0 0\n1 2 0 0\n"},
-        {"a triple bond forms", {}, {{3, 4, 3}}, "0 0 3 4\n0 0 3 4\n0 0 3 4\n"},
-        {"pairs go by ascending atoms, whichever way they are drawn",
-         {{4, 3, 2}, {2, 1, 1}},
-         {{3, 4, 1}, {4, 1, 1}, {3, 2, 1}},
-         "1 2 1 4\n3 4 2 3\n"},
-        {"the longer list goes on alone",
-         {{1, 2, 3}, {3, 4, 1}},
-         {{1, 2, 1}, {3, 4, 2}},
-         "1 2 3 4\n1 2 0 0\n"},
-        {"an aromatic bond is one step from single and from double",
-         {{1, 2, 4}, {3, 4, 2}},
-         {{1, 2, 1}, {3, 4, 4}},
-         "1 2 0 0\n3 4 0 0\n"},
-        {"an aromatic bond is two steps from none", {{1, 2, 4}}, {}, "1 2 0 0\n1 2 0 0\n"},
-    };
-    for (const auto &row : rows) {
-        SCOPED_TRACE(row.name);
-        const auto answer = reactFour(row.before, row.after);
-        ASSERT_EQ(answer.status, 0) << answer.err;
-        EXPECT_EQ(records(file("o.sdf")).at(0).field("TRANSITIONS"), row.transitions);
-    }
-}
-
 std::string benzene(const std::array<int, 2> &types, bool withHydrogen) {
     std::vector<DrawnBond> bonds;
     for (int i = 0; i < 6; ++i) {
@@ -414,7 +358,7 @@ TEST_F(CommandLine, DrawnFormsOfAnAromaticRingAreNoChange) {
         const auto answer = run("react @r.sdf @p.sdf --db @empty.db --relax none -o @o.sdf");
         EXPECT_EQ(linesOf(answer.err).size(), 1U) << answer.err;
         EXPECT_TRUE(contains(answer.err, "empty.db: warning: the database holds no records"));
-        EXPECT_EQ(records(file("o.sdf")).at(0).field("TRANSITIONS"), "1 7 0 0\n");
+        EXPECT_EQ(records(file("o.sdf")).at(0).fields.at("TRANSITIONS"), "1 7 0 0");
     }
 }
 
@@ -423,15 +367,13 @@ TEST_F(CommandLine, WrittenBondsAreLegalAndPartialOnesAreListed) {
         reactFour({{1, 2, 1}, {2, 3, 2}, {3, 4, 1}}, {{1, 3, 1}, {2, 3, 1}, {3, 4, 2}});
     ASSERT_EQ(answer.status, 0) << answer.err;
     const auto record = records(file("o.sdf")).at(0);
-    EXPECT_EQ(record.atomCount(), 4U);
-    ASSERT_EQ(record.bondCount(), 2U) << "1-2 breaks and 1-3 forms: order 0";
-    EXPECT_EQ(record.bond(0).substr(0, 9), "  2  3  2") << "half-way to single, it stays double";
-    EXPECT_EQ(record.bond(1).substr(0, 9), "  3  4  1");
-    EXPECT_EQ(record.bond(2), "M  END");
-    EXPECT_EQ(record.field("PARTIAL_BONDS"), "1 2\n1 3\n");
-    EXPECT_EQ(record.field("CHANGED_BONDS"), "1 2 1 0\n1 3 0 1\n2 3 2 1\n3 4 1 2\n");
-    EXPECT_EQ(record.field("OUTCOME"), "none\n");
-    EXPECT_EQ(linesOf(record.field("CONSTRAINTS")).size(), 4U);
+    EXPECT_TRUE(contains(contents("o.sdf"), "\n  2  3  2  0\n  3  4  1  0\nM  END"))
+        << "1-2 breaks and 1-3 forms; half-way to single, 2-3 stays double";
+    EXPECT_EQ(record.atoms.size(), 4U);
+    EXPECT_EQ(record.fields.at("PARTIAL_BONDS"), "1 2\n1 3");
+    EXPECT_EQ(record.fields.at("CHANGED_BONDS"), "1 2 1 0\n1 3 0 1\n2 3 2 1\n3 4 1 2");
+    EXPECT_EQ(record.fields.at("OUTCOME"), "none");
+    EXPECT_EQ(linesOf(record.fields.at("CONSTRAINTS")).size(), 4U);
     EXPECT_TRUE(answer.out.starts_with("four\tC-C C-C C-C C-C\tno match\t4 constraints\t"
                                        "0 atoms frozen\tlengths\texpected error "))
         << answer.out;
@@ -464,21 +406,8 @@ protected:
     }
 
     Answer added_;
-    std::vector<SdfRecord> truth_;
+    std::vector<Structure> truth_;
 };
-
-TEST_F(WithParents, AddStoresEachRecordUnderItsTitle) {
-    EXPECT_EQ(added_.status, 0) << added_.err;
-    ASSERT_EQ(truth_.size(), 11U);
-    EXPECT_TRUE(contains(added_.out, "sn2-f-ch3cl\tC-F C-Cl\n")) << added_.out;
-    EXPECT_TRUE(contains(added_.out, "11 stored in ")) << added_.out;
-    const auto listed = linesOf(run("db list @parents.db").out);
-    ASSERT_EQ(listed.size(), truth_.size());
-    for (std::size_t i = 0; i < truth_.size(); ++i) {
-        const auto start = std::to_string(i) + "\t" + truth_[i].title() + "\t";
-        EXPECT_EQ(listed[i].substr(0, start.size()), start);
-    }
-}
 
 TEST_F(WithParents, StoredTransitionStatesAreFoundAndGivenBack) {
     const auto answer = run("react " + parentsOf +
@@ -491,12 +420,15 @@ TEST_F(WithParents, StoredTransitionStatesAreFoundAndGivenBack) {
     ASSERT_EQ(lines.size(), truth_.size());
     ASSERT_EQ(written.size(), truth_.size());
     for (std::size_t i = 0; i < truth_.size(); ++i) {
-        const auto &name = truth_[i].title();
+        const auto &name = truth_[i].title;
         SCOPED_TRACE(name);
         EXPECT_TRUE(contains(lines[i], "\texact " + name + "\t")) << lines[i];
-        EXPECT_EQ(written[i].field("MATCH"), name + "\n");
-        for (std::size_t atom = 1; atom <= truth_[i].atomCount(); ++atom) {
-            EXPECT_EQ(written[i].atom(atom), truth_[i].atom(atom));
+        EXPECT_EQ(written[i].fields.at("MATCH"), name);
+        ASSERT_EQ(written[i].atoms.size(), truth_[i].atoms.size());
+        for (std::size_t atom = 0; atom < truth_[i].atoms.size(); ++atom) {
+            const auto &placed = written[i].atoms[atom], &known = truth_[i].atoms[atom];
+            EXPECT_EQ(placed.element, known.element);
+            EXPECT_EQ(distanceBetween(placed.position, known.position), 0.0);
         }
     }
     EXPECT_TRUE(contains(contents("o.sdf"), "M  CHG  1   1  -1\nM  END"));
@@ -512,11 +444,11 @@ TEST_F(WithParents, ASubstitutedReactionTakesOverTheParentsDistances) {
         << answer.out;
     EXPECT_TRUE(contains(answer.out, "q-elim-hfco\tH-C C-F H-F C-O\tno match\t4 constraints\t0"));
     const auto written = records(file("o.sdf")).at(2);
-    EXPECT_EQ(written.field("FROZEN_ATOMS"), "2 3 4 5\n");
-    for (const auto &line : linesOf(written.field("CONSTRAINTS"))) {
+    EXPECT_EQ(written.fields.at("FROZEN_ATOMS"), "2 3 4 5");
+    for (const auto &line : linesOf(written.fields.at("CONSTRAINTS"))) {
         EXPECT_TRUE(line.starts_with("angle ")) << line;
     }
-    EXPECT_EQ(linesOf(written.field("START_CONSTRAINTS")).size(), 6U) << "pairs of four atoms";
+    EXPECT_EQ(linesOf(written.fields.at("START_CONSTRAINTS")).size(), 6U) << "pairs of four atoms";
     struct Row {
         const char *bond;
         double predicted, known;

@@ -6,6 +6,7 @@
 #include "database/open_database.hpp"
 #include "database/stream.hpp"
 #include "tests/molecules.hpp"
+#include "tests/record_bytes.hpp"
 
 #include <gtest/gtest.h>
 
@@ -30,21 +31,6 @@ struct File : TemporaryFile {
     OwnedFile open(const char *mode = "r+b") const { return openFile(path(), mode); }
     std::string bytes() const { return bytesOf(path()); }
 };
-
-std::string integer(std::size_t value, int width) {
-    std::string bytes;
-    for (int i = 0; i < width; ++i)
-        bytes += static_cast<char>(value >> 8 * i & 0xFF);
-    return bytes;
-}
-
-std::string head(std::size_t size, uint8_t status) {
-    return integer(size, 4) + integer(status, 1);
-}
-
-std::string block(const std::string &data, uint8_t status = 1) {
-    return head(data.size(), status) + data;
-}
 
 /// A record without atoms, its counts as in a file.
 std::string bareRecord(const std::string &name, const Codes &codes) {
@@ -591,37 +577,6 @@ TEST(Stores, TakeManyRecordsWhereRepeatedInsertionPutsThem) {
     EXPECT_EQ(removeStored(writer, &first), 0) << "it is free by now";
     EXPECT_EQ(closeStoreWriter(writer), 1);
     EXPECT_EQ(many.bytes(), one.bytes());
-}
-
-TEST(Stores, TellTheFirstDamageAndGoOnBehindIt) {
-    const std::string sound = block(bareRecord("abc", {0}));
-    const struct {
-        const char *label;
-        std::string bytes;
-        int64_t records, offset, position;
-        const char *what;
-    } rows[] = {
-        {"sound", sound + block("free", 0) + sound, 2, 0, -1, ""},
-        {"status", head(2, 7) + "ab" + sound, 1, 4, 0,
-         "the status of a block is 7; 0 and 1 are possible"},
-        {"name", sound + block(std::string("\2\0ab", 4)) + sound, 2, 29, 1,
-         "the name does not end with a NUL"},
-        {"code", block(bareRecord("abc", {6, 8, 0})), 0, 13, 0,
-         "the transition code is not that of the record's transitions"},
-        {"cut", sound + "\7\0"s, 1, 21, 1, "the file ends inside the header of a block"},
-    };
-    for (const auto &row : rows) {
-        SCOPED_TRACE(row.label);
-        StoreFile *file = openStoreBytes(row.bytes.data(), row.bytes.size());
-        StoreSurvey survey;
-        ASSERT_EQ(surveyStore(file, &survey), 1);
-        EXPECT_EQ(survey.recordCount, row.records);
-        EXPECT_STREQ(survey.damage.what, row.what);
-        EXPECT_EQ(survey.damage.offset, row.offset);
-        EXPECT_EQ(survey.damagedRecord, row.position);
-        freeStoreSurvey(&survey);
-        closeStore(file);
-    }
 }
 
 TEST(Files, AnswerByPath) {

@@ -1,4 +1,3 @@
-#include "saddlefit/bonding.h"
 #include "saddlefit/host.h"
 #include "saddlefit/matching.h"
 #include "saddlefit/superpose.h"
@@ -142,20 +141,6 @@ TEST(OddPlaces, AlignmentsAndMeasurementsEndAndSayWhatIsNoNumber) {
     }
 }
 
-TEST(OddPlaces, BondsAreSettledAllTheSame) {
-    for (const auto &row : oddPlaces) {
-        SCOPED_TRACE(row.label);
-        for (const int mark : {-5, -2, -1}) {
-            const OwnedMol mol = halomethane();
-            row.change(*mol);
-            for (Bond *bond : bondsOf(*mol))
-                bond->type = mark;
-            recheckBonds(mol.get());
-            EXPECT_EQ(writtenBonds(*mol), mark == -2 ? "" : "0 1 1, 0 2 1, 0 3 1, 0 4 1") << mark;
-        }
-    }
-}
-
 // ---- elements
 
 TEST(OddElements, AreMatchedUpTo254) {
@@ -171,37 +156,7 @@ TEST(OddElements, AreMatchedUpTo254) {
     }
 }
 
-// ---- bonds that name no atom, and lists of any length
-
-TEST(OddBonds, NoWalkFollowsABondToAMissingAtom) {
-    const OwnedMol honest = stored(true), hostile = stored(true);
-    for (const auto &[a, b] : {std::pair(0, 5), {-1, 3}, {0, 70000}, {99, 98}, {3, 3}})
-        addBond(hostile.get(), a, b, 1);
-    createBondlink(honest.get());
-    createBondlink(hostile.get());
-    const auto answers = [](Molecule &mol, Molecule &target) {
-        Ints atoms = {1, 2, 3, 4}, map(5, MAP_REQUIRED), all = {0, 1, 2, 3, 4};
-        Ints result = {getRS(&mol, 0), cmpAtoms(&mol, atoms.data(), 4, nullptr, 0, 0, nullptr),
-                       mapSingleSub(&mol, &target, map.data(), nullptr, 1, 1)};
-        constrainSub(&mol, &target, all.data(), 7);
-        result.push_back(mol.constraintCount);
-        all = {0, 1, -1, -1, -1};
-        freezeSub(&mol, &target, all.data());
-        result.push_back(mol.constraintCount);
-        result.insert(result.end(), atoms.begin(), atoms.end());
-        result.insert(result.end(), map.begin(), map.end());
-        return result;
-    };
-    const Ints expected = answers(*honest, *honest);
-    EXPECT_EQ(expected, (Ints{1, 4, 5, 16, 6, 2, 3, 4, 1, 0, 1, 2, 3, 4}));
-    EXPECT_EQ(answers(*hostile, *honest), expected);
-    EXPECT_EQ(answers(*honest, *hostile), expected);
-    for (Bond *bond : bondsOf(*hostile))
-        bond->type = -5;
-    recheckBonds(hostile.get());
-    EXPECT_EQ(writtenBonds(*hostile),
-              "0 1 1, 0 2 1, 0 3 1, 0 4 1, 0 5 1, -1 3 1, 0 70000 1, 99 98 1, 3 3 1");
-}
+// ---- lists of any length
 
 TEST(LongLists, TransitionTextsAndRankKeysGrow) {
     const OwnedMol mol = molecule({{6}, {35}}, "0 1 1");

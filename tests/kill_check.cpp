@@ -2,8 +2,7 @@
 /// reported as stored is read back bit by bit, every removed one is gone, and the one operation
 /// under way has happened or has not.
 ///
-/// Half of the kills come at a random moment of a long run of operations. The others go through one
-/// operation after another and kill it before its 1st, 2nd, 3rd, ... write to a file. Nothing but
+/// One operation after another is killed before its 1st, 2nd, 3rd, ... write to a file. Nothing but
 /// writing changes the file, so these are all the states that a kill between two system calls can
 /// leave, however short the moment.
 
@@ -12,8 +11,10 @@
 
 #include "molecule/memory.hpp"
 #include "molecule/ranges.hpp"
+#include "tests/record_bytes.hpp"
 
 #include <algorithm>
+#include <bit>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -36,6 +37,7 @@
 namespace {
 
 using namespace saddlefit;
+using namespace saddlefit::test;
 
 [[noreturn]] void giveUp(const char *what) {
     std::perror(what);
@@ -55,31 +57,20 @@ using Key = std::pair<unsigned, unsigned>;
 constexpr unsigned shortestRecord = 100, longestRecord = 50000;
 constexpr std::int32_t codes[] = {6, 8, 1, 8, 0};
 
-void appendIntegers(std::string &bytes, std::initializer_list<int> values) {
-    for (const int value : values)
-        bytes += {static_cast<char>(value & 0xFF), static_cast<char>(value >> 8 & 0xFF)};
-}
-
 /// The bytes of a record by the table of the file's fields, written without the library.
 std::string encoded(const std::string &name, const Molecule &mol) {
-    std::string bytes;
-    appendIntegers(bytes, {static_cast<int>(name.size()) + 1});
-    bytes.append(name.c_str(), name.size() + 1);
-    appendIntegers(bytes, {std::size(codes), codes[0], codes[1], codes[2], codes[3], codes[4]});
-    appendIntegers(bytes, {mol.atomCount, mol.bondCount, mol.transitionCount});
+    std::string bytes = integer(name.size() + 1, 2) + name + '\0' +
+                        shorts({std::size(codes), codes[0], codes[1], codes[2], codes[3], codes[4],
+                                mol.atomCount, mol.bondCount, mol.transitionCount});
     for (const Atom &atom : atomsOf(mol)) {
-        for (const double place : {atom.x, atom.y, atom.z}) {
-            const auto narrow = static_cast<float>(place);
-            int bits;
-            std::memcpy(&bits, &narrow, sizeof bits);
-            appendIntegers(bytes, {bits, bits >> 16});
-        }
-        appendIntegers(bytes, {atom.element});
+        for (const double place : {atom.x, atom.y, atom.z})
+            bytes += integer(std::bit_cast<std::uint32_t>(static_cast<float>(place)), 4);
+        bytes += shorts({atom.element});
     }
     for (const Bond *bond : bondsOf(mol))
-        appendIntegers(bytes, {bond->atom1, bond->atom2, bond->type});
+        bytes += shorts({bond->atom1, bond->atom2, bond->type});
     for (const auto &[breakA, breakB, formA, formB] : transitionsOf(mol))
-        appendIntegers(bytes, {breakA, breakB, formA, formB});
+        bytes += shorts({breakA, breakB, formA, formB});
     return bytes;
 }
 
@@ -176,11 +167,11 @@ struct Tally {
     int lost = 0, revived = 0, broken = 0;
 
     bool good() const { return refused + lost + revived + broken == 0; }
-    void print(const char *where) const {
-        std::printf("%d kills %s, %d of them within an operation: %d survived; %d records checked, "
-                    "%d lost, %d removed ones back, %d half-written, %d operations refused\n",
-                    kills, where, withinOperations, survived, checked, lost, revived, broken,
-                    refused);
+    void print() const {
+        std::printf("%d kills at writes, %d of them within an operation: %d survived; %d records "
+                    "checked, %d lost, %d removed ones back, %d half-written, %d operations "
+                    "refused\n",
+                    kills, withinOperations, survived, checked, lost, revived, broken, refused);
     }
 };
 
@@ -352,24 +343,6 @@ void stopForTracer() {
     if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) != 0) _exit(1);
 }
 
-constexpr unsigned serialsPerProcess = 100000;
-constexpr std::int32_t largestFile = 1000000;
-
-void killAtRandomMoments(Database &database, int kills, Dice &dice, Tally &tally) {
-    constexpr unsigned longestRun = 4000; // microseconds
-    for (int i = 0; i < kills; ++i) {
-        Victim victim = start([&, own = Dice(dice())](int pipe) mutable {
-            for (unsigned serial = static_cast<unsigned>(i) * serialsPerProcess;; ++serial)
-                performAndReport(database.path.c_str(),
-                                 chosenOperation(database.path.c_str(), serial, own), pipe);
-        });
-        usleep(below(longestRun, dice));
-        kill(victim, database, tally);
-        const bool good = database.check(tally);
-        if (!good || fileSize(database.path.c_str()) > largestFile) database.fill("", {});
-    }
-}
-
 /// Kill an operation before each of its writes in turn, always on the same file, which has some
 /// records and some free blocks.
 void killAtWrites(Database &database, int kills, Dice &dice, Tally &tally) {
@@ -424,11 +397,9 @@ int main(int argc, char **argv) {
     close(file);
 
     Database database{path};
-    Tally moments, writes;
-    killAtRandomMoments(database, kills / 2, dice, moments);
-    killAtWrites(database, kills - kills / 2, dice, writes);
+    Tally tally;
+    killAtWrites(database, kills, dice, tally);
     unlink(path.c_str());
-    moments.print("at random moments");
-    writes.print("at writes");
-    return moments.good() && writes.good() ? 0 : 1;
+    tally.print();
+    return tally.good() ? 0 : 1;
 }

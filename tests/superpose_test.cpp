@@ -466,23 +466,4 @@ TEST(TrialStep, FollowsItsFourCasesAndRefusesInvalidInputUntouched) {
     }
 }
 
-TEST(LineSearchSettings, FillTheBlocksAndArrays) {
-    std::array<int, 18> iset;
-    double rset[8];
-    int n = 6, status = 0;
-    setlis_(&n, iset.data(), rset, &status);
-    EXPECT_EQ(iset, (std::array{0, 0, 0, 600, 6, 600, 0, 0, 0, 1, 6, 1, 0, 20, 0, 1, 0, 0}));
-    EXPECT_EQ(status, -10);
-    EXPECT_EQ((std::array{rset[1], rset[7]}), (std::array{std::sqrt(0x1p-63), 1e-7}));
-    EXPECT_EQ((std::array{tn003_.ftol, 1.0 * tn003_.maxfev}), (std::array{1e-10, 16.0}));
-    EXPECT_EQ(tn006_.sqrtN, std::sqrt(6));
-    tn001_ = {3, 4};
-    n = status = iset[3] = 0;
-    setlis_(&n, iset.data(), rset, &status);
-    EXPECT_EQ((std::array{tn001_.first, tn001_.second, status, iset[3]}), (std::array{3, 0, 0, 0}));
-    const int unknown = 4, large = 3;
-    EXPECT_EQ(tnmach_(&unknown), 0);
-    EXPECT_EQ(tnmach_(&large), INFINITY);
-}
-
 } // namespace

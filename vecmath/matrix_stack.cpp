@@ -10,7 +10,7 @@ using namespace saddlefit;
 namespace {
 
 /// Half the depth range of the viewport: 2^24 - 2^10.
-constexpr double HalfDepth = 16776192.0;
+constexpr double halfDepth = 16776192.0;
 
 template <class T> void loadIdentity(T *m) {
     std::fill_n(m, 16, T(0));
@@ -63,9 +63,9 @@ void V_EmViewport(double *M, int x, int y, int width, int height) {
     std::fill_n(M, 16, 0.0);
     M[0] = width * 0.5;
     M[5] = height * 0.5;
-    M[10] = HalfDepth;
+    M[10] = halfDepth;
     M[12] = doubledCentre(x, width) * 0.5;
     M[13] = doubledCentre(y, height) * 0.5;
-    M[14] = -HalfDepth;
+    M[14] = -halfDepth;
     M[15] = 1.0;
 }

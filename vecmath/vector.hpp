@@ -27,9 +27,9 @@ template <class T> T magnitude(const T *v) {
 }
 
 /// Components above this are scaled down before they are squared.
-constexpr double PrescaleLimit = 1000.0;
+constexpr double prescaleLimit = 1000.0;
 /// A vector shorter than this has no direction.
-constexpr double ShortestDirection = 1e-12;
+constexpr double shortestDirection = 1e-12;
 
 /// Scale `v` so that its first three components have unit length; all `Components` share the scale.
 /// Returns 0 if there is no direction: zero stays as it is, a vector next to zero becomes zero.
@@ -38,13 +38,13 @@ template <int Components, class T> int normalise(T *v) {
     const auto divideBy = [v](T divisor) {
         std::for_each_n(v, Components, [divisor](T &value) { value /= divisor; });
     };
-    if (largest > PrescaleLimit)
+    if (largest > prescaleLimit)
         divideBy(largest);
     else if (largest == 0)
         return 0;
 
     const T length = magnitude(v);
-    if (length < ShortestDirection) {
+    if (length < shortestDirection) {
         std::fill_n(v, Components, T(0));
         return 0;
     }

@@ -1,4 +1,4 @@
-// Ctrl-C and termination while a batch runs.
+/// Ctrl-C and termination while a batch runs.
 #pragma once
 
 #include <array>
@@ -6,8 +6,8 @@
 
 namespace saddlefit::cli {
 
-// While one of these lives, the first SIGINT or SIGTERM is only noted; the second one of a kind
-// ends the program. A signal that was ignored before, as under nohup, still is.
+/// While one of these lives, the first SIGINT or SIGTERM is only noted; the second one of a kind
+/// ends the program. A signal that was ignored before, as under nohup, still is.
 class InterruptWatch {
 public:
     InterruptWatch();

@@ -1,4 +1,4 @@
-// How far a batch has come, for a person at a terminal.
+/// How far a batch has come, for a person at a terminal.
 #pragma once
 
 #include <chrono>
@@ -7,14 +7,14 @@
 
 namespace saddlefit::cli {
 
-// Shortest time between two drawings of the bar.
+/// Shortest time between two drawings of the bar.
 inline constexpr std::chrono::milliseconds progressInterval{200};
 
-// "[####................]  42/240  3 failed  0:12 left"; the time is known once something is done.
+/// "[####................]  42/240  3 failed  0:12 left"; the time is known once something is done.
 std::string progressLine(std::size_t done, std::size_t total, std::size_t failed,
                          std::chrono::duration<double> elapsed);
 
-// A line on standard error that is drawn over and over; nothing if that is no terminal.
+/// A line on standard error that is drawn over and over; nothing if that is no terminal.
 class ProgressBar {
 public:
     explicit ProgressBar(std::size_t total);

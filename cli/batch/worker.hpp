@@ -1,4 +1,4 @@
-// A process that works on one item at a time.
+/// A process that works on one item at a time.
 #pragma once
 
 #include "cli/batch/delivery.hpp"
@@ -12,12 +12,12 @@
 
 namespace saddlefit::cli {
 
-// The programs that the worker starts, and what these start, end with it, and it ends with this
-// object. Ctrl-C does not reach it: the parent decides. If the parent dies it dies too.
+/// The programs that the worker starts, and what these start, end with it, and it ends with this
+/// object. Ctrl-C does not reach it: the parent decides. If the parent dies it dies too.
 class Worker {
 public:
-    // `leaveToParent` is called in the new process: it closes the files that are the parent's own.
-    // Throws Error if there can be no new process.
+    /// `leaveToParent` is called in the new process: it closes the files that are the parent's own.
+    /// Throws Error if there can be no new process.
     Worker(const Work &work, const std::function<void()> &leaveToParent);
     ~Worker();
     Worker(const Worker &) = delete;
@@ -25,16 +25,16 @@ public:
 
     void hand(std::size_t item);
 
-    // Readable when a delivery arrives or the worker has ended.
+    /// Readable when a delivery arrives or the worker has ended.
     int socket() const { return socket_.number(); }
-    // Takes in what has arrived without waiting; false if the worker has ended.
+    /// Takes in what has arrived without waiting; false if the worker has ended.
     bool takeIn();
-    // The delivery that has been taken in, once it is whole.
+    /// The delivery that has been taken in, once it is whole.
     std::optional<Delivery> delivery() { return takeDelivery(arrived_); }
 
-    // Ends the worker and what it started; tells how it ended: "the worker ended with signal 11".
+    /// Ends the worker and what it started; tells how it ended: "the worker ended with signal 11".
     std::string end();
-    // In a new process: this worker is not its own.
+    /// In a new process: this worker is not its own.
     void leave() { socket_.close(); }
 
 private:

@@ -1,4 +1,4 @@
-// The commands of "saddlefit db", and what they have in common.
+/// The commands of "saddlefit db", and what they have in common.
 #pragma once
 
 #include "cli/json.hpp"
@@ -30,7 +30,7 @@ struct DbOptions {
     bool json = false;
 };
 
-// A command of "saddlefit db", with the argument FILE and the flag --json.
+/// A command of "saddlefit db", with the argument FILE and the flag --json.
 template <class Options>
 Subcommand<Options> addDbSubcommand(CLI::App &db, Action &chosen, const std::string &name,
                                     const std::string &summary, int (*run)(const Options &)) {
@@ -40,10 +40,10 @@ Subcommand<Options> addDbSubcommand(CLI::App &db, Action &chosen, const std::str
     return command;
 }
 
-// The position that a text stands for: what "saddlefit db list" prints, or nothing for a name.
+/// The position that a text stands for: what "saddlefit db list" prints, or nothing for a name.
 std::optional<std::size_t> positionIn(const std::string &text);
 
-// Of a record that is named by its position or its name. Throws Error if it is no single one.
+/// Of a record that is named by its position or its name. Throws Error if it is no single one.
 std::size_t positionOf(const std::string &text, const Catalogue &catalogue);
 
 } // namespace saddlefit::cli

@@ -191,8 +191,8 @@ bool Asking::hasCentreOfItsOwn(const UsualLengths &usual) const {
 UsualLengths Asking::usualLengths(double m) const {
     const auto mol = startMolecule(reaction_);
     applyTransition(mol.get());
-    const auto quality = m == shrinkageMatched ? Quality::guarded : Quality::refused;
-    return stored_.lengths(quality).lengthsIn(*mol, m);
+    const auto least = m == shrinkageMatched ? Quality::guarded : Quality::refused;
+    return stored_.usualLengthsIn(*mol, m, least);
 }
 
 void Asking::compareWithUsualLengths() {

@@ -1,7 +1,7 @@
 #include "host/answers/best_map.hpp"
 
 #include "host/answers/answer_saddle.hpp"
-#include "host/structures/elements.hpp"
+#include "host/structures/labels.hpp"
 
 #include <algorithm>
 #include <tuple>
@@ -21,10 +21,7 @@ std::string brokenAndFormed(const Reaction &reaction) {
     std::string text;
     for (const auto &[atoms, before, after] : reaction.changes) {
         if (before != 0 && after != 0) continue;
-        const auto label = [&](int atom) {
-            return atomLabel(reaction.reactant.atoms[static_cast<std::size_t>(atom)].element, atom);
-        };
-        text += (text.empty() ? "" : ", ") + label(atoms.first) + "-" + label(atoms.second) +
+        text += (text.empty() ? "" : ", ") + bondLabel(reaction.reactant.atoms, atoms) +
                 (after == 0 ? " broken" : " formed");
     }
     return text;

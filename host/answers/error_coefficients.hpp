@@ -1,4 +1,4 @@
-// The coefficients of the expected error, see expected_error.hpp. bench/quality.py writes them.
+/// The coefficients of the expected error, see expected_error.hpp. bench/quality.py writes them.
 #pragma once
 
 #include <array>
@@ -7,7 +7,7 @@ namespace saddlefit::host {
 
 struct ErrorCoefficient {
     const char *term;
-    double value; // per unit of the term, in the logarithm of angstrom
+    double value; ///< per unit of the term, in the logarithm of angstrom
 };
 
 /// Fitted (ridge regression) to the mean errors of made and broken bonds over 240 published

@@ -1,4 +1,4 @@
-// How far the made and broken bonds of an answer are likely to be off.
+/// How far the made and broken bonds of an answer are likely to be off.
 #pragma once
 
 #include "host/answers/answer.hpp"

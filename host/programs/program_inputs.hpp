@@ -1,5 +1,5 @@
-// The writers, one for each program. They take a molecule as constraintFile() prepares it: a plain
-// title, fixed atoms ascending, no constraint that holds nothing.
+/// The writers, one for each program. They take a molecule as constraintFile() prepares it: a plain
+/// title, fixed atoms ascending, no constraint that holds nothing.
 #pragma once
 
 #include "host/programs/constraint_files.hpp"
@@ -9,7 +9,7 @@
 
 namespace saddlefit::host {
 
-// Two atoms, three or four.
+/// Two atoms, three or four.
 inline std::vector<int> atomsOf(const Constraint &constraint) {
     const auto &[a, b, c, d, value, parameter, level] = constraint;
     if (c < 0) return {a, b};
@@ -17,10 +17,10 @@ inline std::vector<int> atomsOf(const Constraint &constraint) {
     return {a, b, c, d};
 }
 
-// "1 2 3", with the number of the first atom that the program has.
+/// "1 2 3", with the number of the first atom that the program has.
 std::string atomNumbers(const std::vector<int> &atoms, int first, const char *separator = " ");
 
-// A line per atom: symbol, x, y, z in angstrom.
+/// A line per atom: symbol, x, y, z in angstrom.
 std::string atomLines(const std::vector<StructureAtom> &atoms);
 
 // The title in letters that mean nothing to any of the programs, not even in a comment.

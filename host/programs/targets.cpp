@@ -1,9 +1,9 @@
 #include "host/programs/targets.hpp"
 
 #include "host/programs/program_inputs.hpp"
+#include "host/structures/vectors.hpp"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <numbers>
 
@@ -26,30 +26,10 @@ constexpr double longestStride = 0.1;
 
 constexpr double differenceStep = 1e-5; // angstrom
 
-using Vector = std::array<double, 3>;
-
-Vector stepBetween(const StructureAtom &from, const StructureAtom &to) {
-    const auto &p = from.position;
-    const auto &q = to.position;
-    return {q.x - p.x, q.y - p.y, q.z - p.z};
-}
-
-double dot(const Vector &u, const Vector &v) {
-    return u[0] * v[0] + u[1] * v[1] + u[2] * v[2];
-}
-
-Vector cross(const Vector &u, const Vector &v) {
-    return {u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2], u[0] * v[1] - u[1] * v[0]};
-}
-
-double length(const Vector &u) {
-    return std::sqrt(dot(u, u));
-}
-
-double dihedralOf(const Vector &first, const Vector &axis, const Vector &last) {
+double dihedralOf(const Position &first, const Position &axis, const Position &last) {
     const auto before = cross(first, axis);
     const auto behind = cross(axis, last);
-    return std::atan2(length(axis) * dot(first, behind), dot(before, behind));
+    return std::atan2(lengthOf(axis) * dot(first, behind), dot(before, behind));
 }
 
 // In angstrom or radians, so that a deviation weighs about as much in either.
@@ -107,13 +87,13 @@ bool staysNear(const std::vector<StructureAtom> &atoms, const std::vector<Struct
 } // namespace
 
 double valueOf(const Constraint &constraint, const std::vector<StructureAtom> &atoms) {
-    const auto atom = [&](int index) { return atoms[static_cast<std::size_t>(index)]; };
+    const auto at = [&](int atom) { return atoms[static_cast<std::size_t>(atom)].position; };
     const auto &[a, b, c, d, value, parameter, level] = constraint;
-    const auto back = stepBetween(atom(b), atom(a));
-    if (c < 0) return length(back);
-    const auto ahead = stepBetween(atom(b), atom(c));
-    if (d < 0) return std::atan2(length(cross(back, ahead)), dot(back, ahead)) / degree;
-    return dihedralOf(stepBetween(atom(a), atom(b)), ahead, stepBetween(atom(c), atom(d))) / degree;
+    const auto back = between(at(b), at(a));
+    if (c < 0) return lengthOf(back);
+    const auto ahead = between(at(b), at(c));
+    if (d < 0) return std::atan2(lengthOf(cross(back, ahead)), dot(back, ahead)) / degree;
+    return dihedralOf(between(at(a), at(b)), ahead, between(at(c), at(d))) / degree;
 }
 
 double deviationOf(const Constraint &constraint, const std::vector<StructureAtom> &atoms) {

@@ -41,7 +41,7 @@ private:
                    std::span<const Colour> colours) const;
 
     std::vector<AtomPair> bonds_;
-    std::vector<std::size_t> first_; // of an atom in the next two, with the end behind them
+    std::vector<std::size_t> first_; ///< of an atom in the next two, with the end behind them
     std::vector<int> neighbours_;
     std::vector<std::size_t> bondTo_;
 };

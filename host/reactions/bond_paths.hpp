@@ -1,4 +1,4 @@
-// How many bonds lie between two atoms.
+/// How many bonds lie between two atoms.
 #pragma once
 
 #include "host/structures/structure.hpp"

@@ -1,6 +1,6 @@
 #include "host/reactions/doubts.hpp"
 
-#include "host/structures/elements.hpp"
+#include "host/structures/labels.hpp"
 #include "host/system/error.hpp"
 
 #include <algorithm>
@@ -65,11 +65,8 @@ void requireMapsInOrder(const Structure &product, const Structure &reactant) {
         const auto found = std::find(after.begin(), after.end(), before[i]);
         const auto place = static_cast<std::size_t>(found - after.begin());
         if (place == i || found == after.end()) continue;
-        const auto label = [](const Structure &side, std::size_t atom) {
-            return atomLabel(side.atoms[atom].element, static_cast<int>(atom));
-        };
-        throw Error("by the map numbers " + label(reactant, i) + " of the reactant is " +
-                    label(product, place) +
+        throw Error("by the map numbers " + labelIn(reactant.atoms, static_cast<int>(i)) +
+                    " of the reactant is " + labelIn(product.atoms, static_cast<int>(place)) +
                     ", but atoms are paired by their order; bring both records into the order "
                     "of the map numbers, or take these out if the order is right")
             .at(product.origin)

@@ -2,6 +2,7 @@
 
 #include "host/reactions/least_misfit.hpp"
 #include "host/reactions/transitions.hpp"
+#include "host/structures/vectors.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -24,18 +25,6 @@ std::vector<Position> centred(const std::vector<StructureAtom> &atoms) {
     for (const auto &[element, charge, at] : atoms)
         positions.push_back({at.x - sum.x / count, at.y - sum.y / count, at.z - sum.z / count});
     return positions;
-}
-
-Position between(const Position &from, const Position &to) {
-    return {to.x - from.x, to.y - from.y, to.z - from.z};
-}
-
-Position cross(const Position &a, const Position &b) {
-    return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
-}
-
-double dot(const Position &a, const Position &b) {
-    return a.x * b.x + a.y * b.y + a.z * b.z;
 }
 
 /// Three legs of a tetrahedral atom as seen from the fourth: 1 or -1, or 0 where they are flat.

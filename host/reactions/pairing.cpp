@@ -59,10 +59,10 @@ Pairing byNumbers(const Structure &reactant, const Structure &product) {
     for (std::size_t i = 0; i < product.mapNumbers.size(); ++i)
         atomOf[product.mapNumbers[i]] = static_cast<int>(i);
     std::vector<int> productAtoms;
-    for (std::size_t i = 0; i < reactant.mapNumbers.size(); ++i) {
-        const auto found = atomOf.find(reactant.mapNumbers[i]);
+    for (const int number : reactant.mapNumbers) {
+        const auto found = atomOf.find(number);
         if (found == atomOf.end()) {
-            throw Error("no atom has the map number " + std::to_string(reactant.mapNumbers[i]) +
+            throw Error("no atom has the map number " + std::to_string(number) +
                         " of the reactant; number the atoms of both sides alike")
                 .at(product.origin);
         }

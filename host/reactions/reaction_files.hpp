@@ -1,4 +1,4 @@
-// Reactions out of files that belong together record by record.
+/// Reactions out of files that belong together record by record.
 #pragma once
 
 #include "host/reactions/bare_sides.hpp"
@@ -15,20 +15,20 @@
 
 namespace saddlefit::host {
 
-// Record i of each file is the same reaction. The geometries list their atoms as the reactants do.
+/// Record i of each file is the same reaction. The geometries list their atoms as the reactants do.
 struct ReactionFiles {
     std::string reactants;
     std::string products;
-    std::string geometries; // for Start::file only
-    std::string format;     // of files without an extension, and of the standard input
+    std::string geometries; ///< for Start::file only
+    std::string format;     ///< of files without an extension, and of the standard input
 };
 
-// Where the coordinates of a reaction are from.
+/// Where the coordinates of a reaction are from.
 enum class Start {
     reactant,
     product,
-    mean, // half-way; of the reactant where the product has no coordinates
-    file  // ReactionFiles::geometries
+    mean, ///< half-way; of the reactant where the product has no coordinates
+    file  ///< ReactionFiles::geometries
 };
 
 /// Of those that need no file.
@@ -38,27 +38,27 @@ inline constexpr auto wordsFor<Start> = std::to_array<Word<Start>>({{Start::reac
                                                                     {Start::mean, "mean"}});
 
 struct Reaction {
-    std::size_t number = 0;    // of its records in the files, from 1
-    std::string title;         // the reactant's; "record 3" where it has none
-    std::string geometryTitle; // of the record that the coordinates are from; as above
-    std::map<std::string, std::string> geometryFields; // of that record, for Start::file only
-    Structure reactant;                                // with its bond orders as they were compared
-    Structure product;                                 // with its atoms in the reactant's order
-    std::vector<int> productAtoms;     // their places in the record; empty where these are the same
-    std::vector<Position> coordinates; // to begin with
+    std::size_t number = 0;    ///< of its records in the files, from 1
+    std::string title;         ///< the reactant's; "record 3" where it has none
+    std::string geometryTitle; ///< of the record that the coordinates are from; as above
+    std::map<std::string, std::string> geometryFields; ///< of that record, for Start::file only
+    Structure reactant;            ///< with its bond orders as they were compared
+    Structure product;             ///< with its atoms in the reactant's order
+    std::vector<int> productAtoms; ///< their places in the record; empty where these are the same
+    std::vector<Position> coordinates; ///< to begin with
     std::vector<BondChange> changes;
     std::vector<Transition> transitions;
-    std::vector<std::string> pairingNotes; // sentences about how the atoms were paired
-    std::vector<std::string> warnings;     // sentences about what is doubtful in the records
+    std::vector<std::string> pairingNotes; ///< sentences about how the atoms were paired
+    std::vector<std::string> warnings;     ///< sentences about what is doubtful in the records
 };
 
-// Atoms of bonds that change, ascending.
+/// Atoms of bonds that change, ascending.
 std::vector<int> centreOf(const std::vector<BondChange> &changes);
 
 /// Reads each reaction when it is asked for, so that one that is passed over costs next to nothing.
 class ReactionReader {
 public:
-    // Throws Error when the files as such cannot be read or do not fit together.
+    /// Throws Error when the files as such cannot be read or do not fit together.
     ReactionReader(const ReactionFiles &files, Start start, Orders orders,
                    const PairOptions &pairing = {}, const BareSideOptions &bareSides = {});
 
@@ -69,19 +69,19 @@ public:
 
     std::size_t count() const { return reactants_.count(); }
 
-    // Also of one that cannot be read.
+    /// Also of one that cannot be read.
     std::string title(std::size_t index) const;
 
-    // Of the reactant; also of one that cannot be read.
+    /// Of the reactant; also of one that cannot be read.
     Place origin(std::size_t index) const;
 
-    // Several where the atoms can be paired in several ways that break and form equally few bonds;
-    // those that are likelier by geometry first.
-    // Throws Error if there is no reaction to be had from the records: one of them is broken,
-    // atoms differ, no bond changes, or so many that the atoms must be numbered differently.
+    /// Several where the atoms can be paired in several ways that break and form equally few bonds;
+    /// those that are likelier by geometry first.
+    /// Throws Error if there is no reaction to be had from the records: one of them is broken,
+    /// atoms differ, no bond changes, or so many that the atoms must be numbered differently.
     std::vector<Reaction> read(std::size_t index) const;
 
-    // The same without coordinates, titles and warnings: what the reaction is, at little cost.
+    /// The same without coordinates, titles and warnings: what the reaction is, at little cost.
     std::vector<Reaction> readChanges(std::size_t index) const;
 
 private:
@@ -92,10 +92,10 @@ private:
     Orders orders_;
     PairOptions pairing_;
     BareSideOptions bareSides_;
-    std::string path_; // of the reactants
+    std::string path_; ///< of the reactants
     RecordFile reactants_;
     RecordFile products_;
-    std::optional<RecordFile> geometries_; // for Start::file only
+    std::optional<RecordFile> geometries_; ///< for Start::file only
 };
 
 } // namespace saddlefit::host

@@ -2,7 +2,7 @@
 
 #include "host/reactions/distance_fit.hpp"
 #include "host/structures/babel.hpp"
-#include "host/structures/elements.hpp"
+#include "host/structures/labels.hpp"
 #include "host/system/error.hpp"
 #include "host/system/text.hpp"
 
@@ -79,14 +79,6 @@ double distance(const std::vector<StructureAtom> &atoms, const AtomPair &pair) {
                     atoms[static_cast<std::size_t>(pair.second)]);
 }
 
-std::string label(const std::vector<StructureAtom> &atoms, std::size_t atom) {
-    return atomLabel(atoms[atom].element, static_cast<int>(atom));
-}
-
-std::string labels(const std::vector<StructureAtom> &atoms, std::size_t a, std::size_t b) {
-    return label(atoms, a) + "-" + label(atoms, b);
-}
-
 // 0 within the range of the two lengths, else the share by which the length is off the nearer one.
 double stretch(double length, double one, double other) {
     const auto [low, high] = std::minmax(one, other);
@@ -148,16 +140,15 @@ std::vector<std::string> strainIn(const std::vector<StructureAtom> &placed,
         if (stretch(length, distance(reactant.atoms, pair), distance(product.atoms, pair)) <=
             largestStretch)
             continue;
-        strains.push_back("the bond " +
-                          labels(placed, static_cast<std::size_t>(pair.first),
-                                 static_cast<std::size_t>(pair.second)) +
-                          " is " + inAngstrom(length) + " long");
+        strains.push_back("the bond " + bondLabel(placed, pair) + " is " + inAngstrom(length) +
+                          " long");
     }
     for (std::size_t a = 0; a < placed.size(); ++a) {
         for (std::size_t b = a + 1; b < placed.size(); ++b) {
             const double length = distance(placed[a], placed[b]);
             if (length >= smallestDistance) continue;
-            strains.push_back(labels(placed, a, b) + " are " + inAngstrom(length) + " apart");
+            const AtomPair pair{static_cast<int>(a), static_cast<int>(b)};
+            strains.push_back(bondLabel(placed, pair) + " are " + inAngstrom(length) + " apart");
         }
     }
     return strains;

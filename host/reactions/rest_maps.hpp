@@ -46,8 +46,8 @@ private:
     const MapSide &before_, &after_;
     const Deadline &deadline_;
     std::vector<std::uint8_t> labels1_, labels2_, markedLabels_;
-    std::vector<AtomPair> formed_; // atoms after
-    std::vector<int> ends_;        // of the formed bonds, each once
+    std::vector<AtomPair> formed_; ///< atoms after
+    std::vector<int> ends_;        ///< of the formed bonds, each once
     std::set<Colour> keys_;
     std::vector<std::vector<int>> maps_;
 };

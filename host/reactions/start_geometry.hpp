@@ -1,5 +1,5 @@
-// The geometry that a reaction starts from. It decides handedness, and which of several equally
-// good stored structures is nearest.
+/// The geometry that a reaction starts from. It decides handedness, and which of several equally
+/// good stored structures is nearest.
 #pragma once
 
 #include "host/structures/structure.hpp"

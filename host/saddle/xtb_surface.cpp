@@ -64,9 +64,15 @@ void useOneThread(void *library) {
     }
 }
 
-const char *loaderOf(XtbMethod method) {
-    constexpr std::array loaders{"xtb_loadGFN2xTB", "xtb_loadGFN1xTB", "xtb_loadGFNFF"};
-    return loaders[static_cast<std::size_t>(method)];
+struct MethodNames {
+    const char *ours, *loader;
+};
+
+const MethodNames &namesOf(XtbMethod method) {
+    static constexpr std::array names{MethodNames{"gfn2", "xtb_loadGFN2xTB"},
+                                      MethodNames{"gfn1", "xtb_loadGFN1xTB"},
+                                      MethodNames{"gfnff", "xtb_loadGFNFF"}};
+    return names[static_cast<std::size_t>(method)];
 }
 
 XtbFunctions functionsOf(void *library, XtbMethod method) {
@@ -81,7 +87,7 @@ XtbFunctions functionsOf(void *library, XtbMethod method) {
     find(library, "xtb_updateMolecule", xtb.updateMolecule);
     find(library, "xtb_newCalculator", xtb.newCalculator);
     find(library, "xtb_delCalculator", xtb.delCalculator);
-    find(library, loaderOf(method), xtb.loadMethod);
+    find(library, namesOf(method).loader, xtb.loadMethod);
     find(library, "xtb_setAccuracy", xtb.setAccuracy);
     find(library, "xtb_setElectronicTemp", xtb.setElectronicTemp);
     find(library, "xtb_setMaxIter", xtb.setMaxIter);
@@ -217,8 +223,7 @@ private:
 } // namespace
 
 const char *nameOf(XtbMethod method) {
-    constexpr std::array names{"gfn2", "gfn1", "gfnff"};
-    return names[static_cast<std::size_t>(method)];
+    return namesOf(method).ours;
 }
 
 std::unique_ptr<EnergySurface> xtbSurface(Species species, XtbMethod method,

@@ -1,4 +1,4 @@
-// What the transitions of a stored reaction do to its bonds.
+/// What the transitions of a stored reaction do to its bonds.
 #pragma once
 
 #include "saddlefit/molecule.h"

@@ -1,4 +1,4 @@
-// Whether a match runs the same way as the reaction.
+/// Whether a match runs the same way as the reaction.
 #pragma once
 
 #include "host/search/search.hpp"
@@ -9,9 +9,9 @@ namespace saddlefit::host {
 
 /// What the bonds that the reaction makes and breaks do in a match.
 enum class MatchDirection {
-    same,     // all of them the same
-    opposite, // all the reverse: it is laid on the molecule the wrong way round
-    mixed     // some of them anything else
+    same,     ///< all of them the same
+    opposite, ///< all the reverse: it is laid on the molecule the wrong way round
+    mixed     ///< some of them anything else
 };
 
 template <>

@@ -26,18 +26,25 @@ double lengthIn(const Molecule &mol, const AtomPair &atoms) {
 } // namespace
 
 void LengthEstimate::count(const Molecule &stored) {
-    for (const auto &bond : changingBondsOf(stored)) {
+    for (const auto &bond : changingBondsOf(stored, wanted_ ? &*wanted_ : nullptr)) {
         const double length = lengthIn(stored, bond.atoms);
         if (!std::isfinite(length)) continue; // of a damaged record
         // Where a finer level repeats the coarser one the bond counts there once.
         for (std::size_t level = 0; level < bond.keys.size(); ++level) {
-            if (level == 0 || bond.keys[level] != bond.keys[level - 1])
-                lengths_.emplace_back(bond.keys[level], length);
+            const auto key = bond.keys[level];
+            if (level > 0 && key == bond.keys[level - 1]) continue;
+            if (!wanted_ || wanted_->contains(key)) lengths_.emplace_back(key, length);
         }
         const int a = stored.atoms[bond.atoms.first].element;
         const int b = stored.atoms[bond.atoms.second].element;
-        ratios_[bond.madeOrBroken].push_back(length / singleBondLength(a, b));
+        ratios_[bond.madeOrBroken].push_back(length / singleLength(a, b));
     }
+}
+
+double LengthEstimate::singleLength(int element1, int element2) {
+    const auto [entry, isNew] = singleLengths_.try_emplace({element1, element2}, 0.0);
+    if (isNew) entry->second = singleBondLength(element1, element2);
+    return entry->second;
 }
 
 void LengthEstimate::finish() {

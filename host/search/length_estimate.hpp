@@ -1,4 +1,4 @@
-// How long changing bonds are in the transition states of a database, by their surroundings.
+/// How long changing bonds are in the transition states of a database, by their surroundings.
 #pragma once
 
 #include "saddlefit/molecule.h"
@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -15,15 +16,21 @@ namespace saddlefit::host {
 
 /// How long a changing bond usually is.
 struct UsualLength {
-    double length = 0.0;    // angstrom
-    std::size_t shared = 0; // levels of surroundings, from the coarsest on, that stored bonds share
-    std::size_t bonds = 0;  // how many share the finest of these
+    double length = 0.0; ///< angstrom
+    std::size_t shared =
+        0; ///< levels of surroundings, from the coarsest on, that stored bonds share
+    std::size_t bonds = 0; ///< how many share the finest of these
 };
 
-using UsualLengths = std::map<AtomPair, UsualLength>; // by changing bond
+using UsualLengths = std::map<AtomPair, UsualLength>; ///< by changing bond
 
 class LengthEstimate {
 public:
+    LengthEstimate() = default;
+
+    /// For questions with these keys alone: counts no more than they ask for.
+    explicit LengthEstimate(WantedKeys wanted) : wanted_(std::move(wanted)) {}
+
     /// Add the changing bonds of a stored molecule.
     void count(const Molecule &stored);
 
@@ -44,9 +51,12 @@ public:
 private:
     using KeyedLength = std::pair<std::uint64_t, double>;
     double beginOf(int element1, int element2, const ChangingBond &bond) const;
-    std::vector<KeyedLength> lengths_; // under the keys of all levels; sorted once finished
+    double singleLength(int element1, int element2);
+    std::optional<WantedKeys> wanted_;
+    std::map<AtomPair, double> singleLengths_; ///< by elements
+    std::vector<KeyedLength> lengths_; ///< under the keys of all levels; sorted once finished
     std::map<bool, std::vector<double>> ratios_;
-    std::map<bool, double> medianRatios_; // of bonds made or broken, and of others
+    std::map<bool, double> medianRatios_; ///< of bonds made or broken, and of others
 };
 
 /// The library's estimate for a single bond, in angstrom.

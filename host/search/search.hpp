@@ -1,4 +1,4 @@
-// The search for the stored structure that fits best, and what there is to say about it.
+/// The search for the stored structure that fits best, and what there is to say about it.
 #pragma once
 
 #include "host/search/open_search.hpp"
@@ -21,7 +21,7 @@ struct CandidateFigures {
     std::vector<std::string> atoms; ///< labels of the atoms that were mapped
 };
 
-// What a changing bond of the molecule does in a stored structure.
+/// What a changing bond of the molecule does in a stored structure.
 enum class Role { breaks, forms, weakens, strengthens, none };
 
 template <>
@@ -34,17 +34,17 @@ inline constexpr auto
 
 Role roleOf(const BondChange &change);
 
-// A stored structure, laid on the molecule.
+/// A stored structure, laid on the molecule.
 struct Match {
-    std::size_t candidate = 0; // its index among those of the search
+    std::size_t candidate = 0; ///< its index among those of the search
     std::string name;
     CandidateFigures figures;
-    bool exact = false; // the rest is empty then
+    bool exact = false; ///< the rest is empty then
     bool mirrored = false;
-    double misfit = 0.0;         // of the reaction centre to the start geometry, angstrom
-    std::vector<int> map;        // per atom of the molecule, -1 outside of the centre
-    std::vector<Role> roles;     // per change of the reaction
-    std::vector<double> lengths; // likewise, in the stored structure, 0 if not mapped; angstrom
+    double misfit = 0.0;         ///< of the reaction centre to the start geometry, angstrom
+    std::vector<int> map;        ///< per atom of the molecule, -1 outside of the centre
+    std::vector<Role> roles;     ///< per change of the reaction
+    std::vector<double> lengths; ///< likewise, in the stored structure, 0 if not mapped; angstrom
 };
 
 /// How far the candidates of a search came.
@@ -83,13 +83,13 @@ private:
     OwnedResult result_;
 };
 
-// The atoms of a reaction as the library's molecule, where it starts: with the reactant's bonds and
-// all changes, or with those of a stage.
+/// The atoms of a reaction as the library's molecule, where it starts: with the reactant's bonds
+/// and all changes, or with those of a stage.
 HostMolecule startMolecule(const Reaction &reaction);
 HostMolecule startMolecule(const Reaction &reaction, const Question &question);
 
-// How far apart the best matches put the changing bonds: the mean over the bonds of their standard
-// deviations, angstrom; 0 for less than two matches.
+/// How far apart the best matches put the changing bonds: the mean over the bonds of their standard
+/// deviations, angstrom; 0 for less than two matches.
 double spreadOf(const std::vector<Match> &matches);
 
 } // namespace saddlefit::host

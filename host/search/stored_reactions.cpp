@@ -33,16 +33,8 @@ void StoredReactions::noteCodes() const {
 }
 
 void StoredReactions::surveyUntil(const std::optional<Deadline> &deadline) const {
-    std::call_once(surveyed_, [&] {
-        lengths_ = {}; // of a survey that was given up
-        codesBySigma_.clear();
-        forEachStored(*file_, nullptr, [&](const HostMolecule &mol, int) {
-            if (deadline) deadline->check();
-            count(*mol);
-        });
-        lengths_.finish();
-        allLengths_.finish();
-    });
+    const std::lock_guard lock(mutex_);
+    surveyAll(deadline);
 }
 
 bool StoredReactions::isRefused(Molecule &stored) const {
@@ -55,18 +47,67 @@ bool StoredReactions::isRefused(Molecule &stored) const {
     return std::any_of(begin, end, [&](const auto &entry) { return entry.second == digest; });
 }
 
-void StoredReactions::count(Molecule &stored) const {
-    if (!isRefused(stored)) lengths_.count(stored);
-    if (hasLastResorts()) allLengths_.count(stored);
+void StoredReactions::surveyAll(const std::optional<Deadline> &deadline) const {
+    if (!allLengths_.empty()) return;
+    LengthEstimate guarded, all;
+    CodesBySigma codes;
+    forEachStored(*file_, nullptr, [&](const HostMolecule &mol, int) {
+        if (deadline) deadline->check();
+        if (!isRefused(*mol)) guarded.count(*mol);
+        if (hasLastResorts()) all.count(*mol);
+        note(*mol, codes);
+    });
+    guarded.finish();
+    all.finish();
+    allLengths_.emplace(Quality::guarded, std::move(guarded));
+    allLengths_.emplace(Quality::refused, std::move(all));
+    if (!codesBySigma_) codesBySigma_ = std::move(codes); // a thread may be reading the former
+}
+
+const StoredReactions::CodesBySigma &StoredReactions::codesBySigma() const {
+    const std::lock_guard lock(mutex_);
+    if (codesBySigma_) return *codesBySigma_;
+    CodesBySigma codes;
+    forEachStored(*file_, nullptr, [&](const HostMolecule &mol, int) { note(*mol, codes); });
+    return codesBySigma_.emplace(std::move(codes));
+}
+
+void StoredReactions::note(Molecule &stored, CodesBySigma &codes) {
     if (!isFinite(stored)) return;
     const auto code = codeOf(&stored);
     makeSigmaPicture(stored);
-    codesBySigma_[codeOf(&stored)].insert(code);
+    codes[codeOf(&stored)].insert(code);
 }
 
-const LengthEstimate &StoredReactions::lengths(Quality least) const {
-    survey();
-    return least == Quality::refused && hasLastResorts() ? allLengths_ : lengths_;
+LengthEstimate StoredReactions::counted(const WantedKeys &keys, Quality least) const {
+    LengthEstimate lengths(keys);
+    forEachStored(*file_, nullptr, [&](const HostMolecule &mol, int) {
+        if (least == Quality::refused || !isRefused(*mol)) lengths.count(*mol);
+    });
+    lengths.finish();
+    return lengths;
+}
+
+const LengthEstimate &StoredReactions::lengthsFor(const WantedKeys &keys, Quality least) const {
+    constexpr std::size_t fewQuestions = 2; // as much work as a whole survey, about
+    const std::lock_guard lock(mutex_);
+    const std::pair question{least, keys};
+    if (allLengths_.empty() && !someLengths_.contains(question)) {
+        if (someLengths_.size() == fewQuestions)
+            surveyAll({});
+        else
+            someLengths_.emplace(question, counted(keys, least));
+    }
+    return allLengths_.empty() ? someLengths_.at(question) : allLengths_.at(least);
+}
+
+UsualLengths StoredReactions::usualLengthsIn(const Molecule &transitionState, double m,
+                                             Quality least) const {
+    WantedKeys keys;
+    for (const auto &bond : changingBondsOf(transitionState))
+        keys.insert(bond.keys.begin(), bond.keys.end());
+    const auto asked = hasLastResorts() ? least : Quality::guarded;
+    return lengthsFor(keys, asked).lengthsIn(transitionState, m);
 }
 
 Asked StoredReactions::askedFor(Stage stage, const Code &code, Quality quality) const {
@@ -80,10 +121,10 @@ Asked StoredReactions::askedFor(Stage stage, const Code &code, Quality quality) 
 }
 
 OpenReactions StoredReactions::sigmaPictures(const Code &code, Quality quality) const {
-    survey();
-    const auto found = codesBySigma_.find(code);
+    const auto &codes = codesBySigma();
+    const auto found = codes.find(code);
     std::map<int, HostMolecule> inFileOrder;
-    for (const auto &stored : found == codesBySigma_.end() ? std::set<Code>{} : found->second) {
+    for (const auto &stored : found == codes.end() ? std::set<Code>{} : found->second) {
         forEachStored(*file_, stored.data(), [&](HostMolecule mol, int record) {
             if (!isFinite(*mol) || isRefused(*mol) != (quality == Quality::refused)) return;
             makeSigmaPicture(*mol);

@@ -12,6 +12,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace saddlefit::host {
@@ -33,9 +34,9 @@ public:
 
     bool empty() const { return empty_; }
 
-    /// Go through the file now, where otherwise the first question would: processes that are forked
-    /// later have what is found. Codes lead to their records; a survey is what the stage "sigma"
-    /// and usual lengths need.
+    /// Go through the file now, where otherwise questions would: processes that are forked later
+    /// have what is found. Codes lead to their records; a survey is what the stage "sigma" and
+    /// usual lengths need.
     void noteCodes() const;
     void survey() const { surveyUntil({}); }
 
@@ -46,25 +47,34 @@ public:
     /// refused in the file beside it.
     bool hasLastResorts() const { return !refused_.empty(); }
 
-    /// By guarded records alone, or by all, the refused ones too.
-    const LengthEstimate &lengths(Quality least = Quality::guarded) const;
+    /// As LengthEstimate::lengthsIn() gives them, by guarded records alone, or by all, the refused
+    /// ones too. Without a survey the first questions look no further into the stored reactions
+    /// than each of them needs.
+    UsualLengths usualLengthsIn(const Molecule &transitionState, double m,
+                                Quality least = Quality::guarded) const;
 
     /// Where a question of a stage with this code finds all its candidates of a quality, in file
     /// order.
     Asked askedFor(Stage stage, const Code &code, Quality quality = Quality::guarded) const;
 
 private:
+    using CodesBySigma = std::map<Code, std::set<Code>>; ///< those of records, by their picture's
+
     bool isRefused(Molecule &stored) const;
     OpenReactions sigmaPictures(const Code &code, Quality quality) const;
-    void count(Molecule &stored) const;
+    const CodesBySigma &codesBySigma() const;
+    LengthEstimate counted(const WantedKeys &keys, Quality least) const;
+    const LengthEstimate &lengthsFor(const WantedKeys &keys, Quality least) const;
+    void surveyAll(const std::optional<Deadline> &deadline) const;
+    static void note(Molecule &stored, CodesBySigma &codes);
 
     bool empty_;
     OpenReactions file_;
     std::multimap<std::string, std::string> refused_; ///< digests by name
-    mutable std::once_flag surveyed_;
-    mutable std::map<Code, std::set<Code>> codesBySigma_; ///< those of records, by their picture's
-    mutable LengthEstimate lengths_;
-    mutable LengthEstimate allLengths_; ///< where there are refused records
+    mutable std::mutex mutex_;                        ///< of all below
+    mutable std::optional<CodesBySigma> codesBySigma_;
+    mutable std::map<Quality, LengthEstimate> allLengths_; ///< by the least quality; once surveyed
+    mutable std::map<std::pair<Quality, WantedKeys>, LengthEstimate> someLengths_;
 };
 
 } // namespace saddlefit::host

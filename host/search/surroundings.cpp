@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <initializer_list>
 #include <map>
+#include <optional>
 #include <set>
 #include <span>
 
@@ -59,9 +60,11 @@ public:
     Reading(const Molecule &mol, const std::map<AtomPair, Link> &links,
             const std::vector<int> &centre, Direction direction);
 
-    SurroundingsKeys keysOf(const AtomPair &atoms, const Link &link);
+    /// See changingBondsOf().
+    SurroundingsKeys keysOf(const AtomPair &atoms, const Link &link, const WantedKeys *wanted);
 
 private:
+    Word keyOf(std::size_t level, Word coarser, const AtomPair &atoms, const Link &link);
     int changeOf(const Link &link) const {
         return direction_ == Direction::forward ? link.change : -link.change;
     }
@@ -70,7 +73,8 @@ private:
     }
     bool isElementary() const { return centre_.size() <= mostChanges && changes_ <= mostChanges; }
     Word endOf(int atom) const;
-    int pathAfter(const AtomPair &atoms) const;
+    void findNeighbours();
+    void findBonded();
     void refineCentre();
     Word relation(std::size_t i, std::size_t k) const;
     Word colourOf(int atom) const;
@@ -82,36 +86,49 @@ private:
     };
 
     const Molecule &mol_;
+    const std::map<AtomPair, Link> &links_;
     const std::vector<int> &centre_;
     Direction direction_;
     std::size_t changes_ = 0;
     std::map<AtomPair, int> broken_; // and made: -1 and 1
-    std::vector<std::vector<Neighbour>> bonded_;
+    // The rest is found when a key asks for it; empty before.
     Neighbours before_, after_;
     std::vector<std::vector<int>> pathsBefore_, pathsAfter_; // from the atoms of the centre
     std::vector<Word> colours_;                              // of the atoms of the centre
-    Word centreHash_ = 0;
+    std::optional<Word> centreHash_;
+    std::vector<std::vector<Neighbour>> bonded_;
 };
 
 Reading::Reading(const Molecule &mol, const std::map<AtomPair, Link> &links,
                  const std::vector<int> &centre, Direction direction)
-    : mol_(mol), centre_(centre), direction_(direction) {
-    const auto count = static_cast<std::size_t>(mol.atomCount);
-    bonded_.resize(count);
-    std::vector<AtomPair> before, after;
+    : mol_(mol), links_(links), centre_(centre), direction_(direction) {
     for (const auto &[atoms, link] : links) {
         const int change = changeOf(link);
-        const Word label = hashOf({word(link.type), word(change), link.ends ? 1U : 0U});
-        bonded_[static_cast<std::size_t>(atoms.first)].push_back({atoms.second, label});
-        bonded_[static_cast<std::size_t>(atoms.second)].push_back({atoms.first, label});
         if (change != 0) ++changes_;
         if (link.ends) broken_[atoms] = change < 0 ? -1 : 1;
+    }
+}
+
+void Reading::findNeighbours() {
+    if (!after_.empty()) return;
+    std::vector<AtomPair> before, after;
+    for (const auto &[atoms, link] : links_) {
+        const int change = changeOf(link);
         if (!link.ends || change < 0) before.push_back(atoms);
         if (!link.ends || change > 0) after.push_back(atoms);
     }
-    before_ = neighboursBy(before, count);
-    after_ = neighboursBy(after, count);
-    if (isElementary()) refineCentre();
+    before_ = neighboursBy(before, static_cast<std::size_t>(mol_.atomCount));
+    after_ = neighboursBy(after, static_cast<std::size_t>(mol_.atomCount));
+}
+
+void Reading::findBonded() {
+    if (!bonded_.empty()) return;
+    bonded_.resize(static_cast<std::size_t>(mol_.atomCount));
+    for (const auto &[atoms, link] : links_) {
+        const Word label = hashOf({word(link.type), word(changeOf(link)), link.ends ? 1U : 0U});
+        bonded_[static_cast<std::size_t>(atoms.first)].push_back({atoms.second, label});
+        bonded_[static_cast<std::size_t>(atoms.second)].push_back({atoms.first, label});
+    }
 }
 
 /// Its element, and how many bonds break and form there.
@@ -124,10 +141,6 @@ Word Reading::endOf(int atom) const {
     return hashOf({element(atom), breaks, forms});
 }
 
-int Reading::pathAfter(const AtomPair &atoms) const {
-    return pathsFrom(atoms.first, after_)[static_cast<std::size_t>(atoms.second)];
-}
-
 Word Reading::relation(std::size_t i, std::size_t k) const {
     const auto found = broken_.find(orderedPair(centre_[i], centre_[k]));
     const auto atom = static_cast<std::size_t>(centre_[k]);
@@ -138,6 +151,7 @@ Word Reading::relation(std::size_t i, std::size_t k) const {
 /// Atoms take on what the others are to them, again and again, as in Morgan's numbering (J. Chem.
 /// Doc. 5, 107 (1965)).
 void Reading::refineCentre() {
+    if (centreHash_) return;
     for (const int atom : centre_) {
         pathsBefore_.push_back(pathsFrom(atom, before_));
         pathsAfter_.push_back(pathsFrom(atom, after_));
@@ -171,19 +185,34 @@ Word Reading::shellOf(int atom, int depth) const {
     return hashOf({element(atom), hashOfSet(bonded)});
 }
 
-SurroundingsKeys Reading::keysOf(const AtomPair &atoms, const Link &link) {
+Word Reading::keyOf(std::size_t level, Word coarser, const AtomPair &atoms, const Link &link) {
+    const auto [a, b] = atoms;
+    if (level == 1) {
+        findNeighbours();
+        const int path = pathsFrom(a, after_)[static_cast<std::size_t>(b)];
+        return hashOf({coarser, hashOfSet({endOf(a), endOf(b)}), word(path), level});
+    }
+    if (level == 2) {
+        refineCentre();
+        const Word shown = hashOf({word(link.type), word(changeOf(link))});
+        return hashOf({coarser, *centreHash_, hashOfSet({colourOf(a), colourOf(b)}), shown, level});
+    }
+    findBonded();
+    const int depth = static_cast<int>(level) - 2;
+    const auto end = [&](int atom) { return hashOf({colourOf(atom), shellOf(atom, depth)}); };
+    return hashOf({coarser, hashOfSet({end(a), end(b)}), level});
+}
+
+SurroundingsKeys Reading::keysOf(const AtomPair &atoms, const Link &link,
+                                 const WantedKeys *wanted) {
     const auto [a, b] = atoms;
     SurroundingsKeys keys{};
-    keys[0] = hashOf({hashOfSet({element(a), element(b)}), link.ends ? 1U : 0U});
-    keys.fill(keys[0]);
-    if (!isElementary()) return keys;
-    keys[1] = hashOf({keys[0], hashOfSet({endOf(a), endOf(b)}), word(pathAfter(atoms)), 1U});
-    const Word shown = hashOf({word(link.type), word(changeOf(link))});
-    keys[2] = hashOf({keys[1], centreHash_, hashOfSet({colourOf(a), colourOf(b)}), shown, 2U});
-    for (const std::size_t level : {3U, 4U}) {
-        const int depth = static_cast<int>(level) - 2;
-        const auto end = [&](int atom) { return hashOf({colourOf(atom), shellOf(atom, depth)}); };
-        keys[level] = hashOf({keys[level - 1], hashOfSet({end(a), end(b)}), level});
+    keys.fill(hashOf({hashOfSet({element(a), element(b)}), link.ends ? 1U : 0U}));
+    for (std::size_t level = 1; level < keys.size() && isElementary(); ++level) {
+        const Word coarser = keys[level - 1];
+        if (wanted != nullptr && !wanted->contains(coarser)) break;
+        std::fill(keys.begin() + static_cast<std::ptrdiff_t>(level), keys.end(),
+                  keyOf(level, coarser, atoms, link));
     }
     return keys;
 }
@@ -214,7 +243,8 @@ std::map<AtomPair, Link> linksOf(const Molecule &mol) {
 
 } // namespace
 
-std::vector<ChangingBond> changingBondsOf(const Molecule &transitionState) {
+std::vector<ChangingBond> changingBondsOf(const Molecule &transitionState,
+                                          const WantedKeys *wanted) {
     const auto links = linksOf(transitionState);
     std::set<int> atoms;
     for (const auto &[pair, link] : links)
@@ -226,7 +256,7 @@ std::vector<ChangingBond> changingBondsOf(const Molecule &transitionState) {
     for (const auto &[pair, link] : links) {
         if (link.change == 0) continue;
         auto &reading = link.change < 0 ? forward : backward;
-        bonds.push_back({pair, link.ends, reading.keysOf(pair, link)});
+        bonds.push_back({pair, link.ends, reading.keysOf(pair, link, wanted)});
     }
     return bonds;
 }

@@ -1,4 +1,4 @@
-// What surrounds a changing bond, in keys by which stored bonds are found that have it in common.
+/// What surrounds a changing bond, in keys by which stored bonds are found that have it in common.
 #pragma once
 
 #include "saddlefit/molecule.h"
@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cstdint>
+#include <set>
 #include <vector>
 
 namespace saddlefit::host {
@@ -21,6 +22,9 @@ inline constexpr std::size_t surroundingsLevels = 5;
 inline constexpr std::size_t centreLevel = 2;
 using SurroundingsKeys = std::array<std::uint64_t, surroundingsLevels>;
 
+/// What somebody looks for, of all levels.
+using WantedKeys = std::set<std::uint64_t>;
+
 /// A bond that changes. Its keys are those of the reaction in the direction in which the bond
 /// breaks or loses order, so that a reaction and its reverse have the same.
 struct ChangingBond {
@@ -31,7 +35,9 @@ struct ChangingBond {
 
 /// The changing bonds of a molecule that is in its transition-state picture, as applyTransition()
 /// makes it and databases hold it. A reaction of more than 24 changes or atoms of its centre, which
-/// is no elementary one, is not looked into: its finer keys repeat the coarsest.
-std::vector<ChangingBond> changingBondsOf(const Molecule &transitionState);
+/// is no elementary one, is not looked into: its finer keys repeat the coarsest. Nor are, where
+/// `wanted` is given, surroundings within others that are not wanted: their keys repeat that one.
+std::vector<ChangingBond> changingBondsOf(const Molecule &transitionState,
+                                          const WantedKeys *wanted = nullptr);
 
 } // namespace saddlefit::host

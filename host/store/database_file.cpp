@@ -1,9 +1,9 @@
 #include "host/store/database_file.hpp"
 
+#include "host/system/input_file.hpp"
 #include "host/system/open_file.hpp"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -12,15 +12,6 @@
 namespace saddlefit::host {
 
 namespace {
-
-std::string contentsOf(std::FILE *file) {
-    std::string bytes;
-    std::array<char, 1 << 16> buffer{};
-    while (const auto count = std::fread(buffer.data(), 1, buffer.size(), file)) {
-        bytes.append(buffer.data(), count);
-    }
-    return bytes;
-}
 
 [[noreturn]] void failAsNoDatabase(const std::string &path) {
     throw Error(ErrorKind::damage, "this is no reaction database, or a damaged one; check the name")
@@ -82,10 +73,8 @@ OpenFile openRegularFile(const std::string &path) {
 } // namespace
 
 std::string databaseBytes(const std::string &path) {
-    const OpenFile file = openRegularFile(path);
-    auto bytes = contentsOf(file.get());
-    if (std::ferror(file.get()) != 0) failReading(path);
-    return bytes;
+    openRegularFile(path); // which is what a database has to be
+    return InputFile(path).rest();
 }
 
 OpenStore openStoreAt(const std::string &path) {

@@ -1,4 +1,4 @@
-// The library's molecule in this program's hands.
+/// The library's molecule in this program's hands.
 #pragma once
 
 #include "saddlefit/host.h"
@@ -17,7 +17,7 @@ struct FreeMolecule {
 };
 using HostMolecule = std::unique_ptr<Molecule, FreeMolecule>;
 
-// Atoms are labelled C1, O2, ...
+/// Atoms are labelled C1, O2, ...
 HostMolecule hostMolecule(const std::vector<StructureAtom> &atoms,
                           const std::vector<StructureBond> &bonds = {},
                           const std::vector<Transition> &transitions = {});
@@ -29,7 +29,7 @@ std::vector<Position> positionsOf(Molecule *mol);
 std::vector<int> frozenAtomsOf(Molecule *mol);
 void setPositions(Molecule *mol, std::span<const Position> positions);
 
-// Pairs of atomic numbers, closed by a 0; empty for a molecule without transitions.
+/// Pairs of atomic numbers, closed by a 0; empty for a molecule without transitions.
 std::vector<int> codeOf(Molecule *mol);
 
 } // namespace saddlefit::host

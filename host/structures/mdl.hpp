@@ -1,4 +1,4 @@
-// Records of MDL files (mol, SD).
+/// Records of MDL files (mol, SD).
 #pragma once
 
 #include "host/structures/record_place.hpp"
@@ -14,8 +14,8 @@
 namespace saddlefit::host {
 
 struct MdlRecord {
-    std::string text;      // whole lines, without carriage returns
-    std::size_t firstLine; // in the file, from 1
+    std::string text;      ///< whole lines, without carriage returns
+    std::size_t firstLine; ///< in the file, from 1
 };
 
 /// Where the records of an SD file stand: it is cut at its "$$$$" lines. Blank text behind the last
@@ -26,18 +26,17 @@ MdlRecord mdlRecordAt(const InputFile &file, const RecordPlace &place);
 
 struct MdlTable {
     std::vector<StructureAtom> atoms;
-    std::vector<StructureBond> bonds; // types as drawn; 4 is aromatic here
-    std::vector<int> mapNumbers;      // per atom; 0 for none
-    std::vector<int> hydrogens;       // per atom, those that are not drawn
-    std::vector<int> unpaired;        // per atom, electrons of the radicals that are marked
+    std::vector<StructureBond> bonds; ///< types as drawn; 4 is aromatic here
+    std::vector<int> mapNumbers;      ///< per atom; 0 for none
+    std::vector<int> hydrogens;       ///< per atom, those that are not drawn
+    std::vector<int> unpaired;        ///< per atom, electrons of the radicals that are marked
     std::map<std::string, std::string> fields;
     bool hasIsotopes = false;
 };
 
-// Read a V2000 or V3000 record: counts, atoms, bonds, charges and data fields. The first of several
-// fields of one name counts.
-// Throws Error ("line 7: ...") on what is not a number where one must stand, and with "the record
-// is broken: " in front for atoms and bonds that cannot be.
+/// Read a V2000 or V3000 record: counts, atoms, bonds, charges and data fields. The first of
+/// several fields of one name counts. Throws Error ("line 7: ...") on what is not a number where
+/// one must stand, and with "the record is broken: " in front for atoms and bonds that cannot be.
 MdlTable readMdlTable(const MdlRecord &record);
 
 } // namespace saddlefit::host

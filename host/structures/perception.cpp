@@ -3,6 +3,7 @@
 #include "saddlefit/bonding.h"
 
 #include "host/structures/host_molecule.hpp"
+#include "host/structures/vectors.hpp"
 #include "host/system/error.hpp"
 
 #include <algorithm>
@@ -129,8 +130,8 @@ void requireRoom(std::size_t bonds, std::size_t atoms) {
 }
 
 double squaredDistance(const Position &p, const Position &q) {
-    const double x = p.x - q.x, y = p.y - q.y, z = p.z - q.z;
-    return x * x + y * y + z * z;
+    const auto apart = between(q, p);
+    return dot(apart, apart);
 }
 
 } // namespace

@@ -15,24 +15,24 @@
 
 namespace saddlefit::host {
 
-// A record is a structure, or the reason why it is none.
+/// A record is a structure, or the reason why it is none.
 using Record = std::variant<Structure, Error>;
 
-// The structure of a record; throws the reason if there is none.
+/// The structure of a record; throws the reason if there is none.
 const Structure &structureOf(const Record &record);
 
-// What to call a structure in output: its title, or "record 3".
+/// What to call a structure in output: its title, or "record 3".
 std::string titleOf(const Structure &structure, std::size_t index);
 
 /// What tells the format of a file, in lower case: "sdf" for "X.SDF", and for "X.SDF.gz" as well.
 std::string extensionOf(const std::string &path);
 
-// Where a structure's bonds come from.
+/// Where a structure's bonds come from.
 enum class BondSource {
-    format,            // the file; the coordinates where its format has no bonds
-    formatOnly,        // the file; none where its format has no bonds
-    fileOrCoordinates, // the record; the coordinates where it names no bond
-    coordinates        // the coordinates; contacts (type 0) are among them in this case only
+    format,            ///< the file; the coordinates where its format has no bonds
+    formatOnly,        ///< the file; none where its format has no bonds
+    fileOrCoordinates, ///< the record; the coordinates where it names no bond
+    coordinates        ///< the coordinates; contacts (type 0) are among them in this case only
 };
 
 /// The records of a file, whose format follows from its extension; "-" is the standard input. Of SD
@@ -66,7 +66,7 @@ private:
 
     std::optional<InputFile> file_;
     BondSource source_ = BondSource::format;
-    ReadOne readOne_ = nullptr; // null where all records were read
+    ReadOne readOne_ = nullptr; ///< null where all records were read
     std::vector<RecordPlace> places_;
     std::vector<Record> records_;
 };

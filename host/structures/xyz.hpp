@@ -1,4 +1,4 @@
-// The text of XYZ files: a count of atoms, a title, a line per atom; then the next record.
+/// The text of XYZ files: a count of atoms, a title, a line per atom; then the next record.
 #pragma once
 
 #include "host/structures/record_place.hpp"
@@ -15,9 +15,9 @@ namespace saddlefit::host {
 
 struct XyzRecord {
     std::string title;
-    std::vector<std::string_view> atomLines; // in the text that was split
-    std::size_t firstAtomLine = 0;           // number in the file, from 1
-    std::string fault;                       // where no record can be told from the lines
+    std::vector<std::string_view> atomLines; ///< in the text that was split
+    std::size_t firstAtomLine = 0;           ///< number in the file, from 1
+    std::string fault;                       ///< where no record can be told from the lines
 };
 
 /// Where the records of a file stand: it is cut at the counts that begin each of them; blank lines
@@ -31,12 +31,12 @@ bool countsAtoms(std::string_view line);
 /// The record in the text of its place, which must outlive it.
 XyzRecord xyzRecordIn(std::string_view text, std::size_t firstLine);
 
-// Read the atoms: an element, by symbol or number, and three coordinates in angstrom, parted by
-// blanks; what else stands in the line is passed over.
-// Throws Error ("line 7: ...") on anything else.
+/// Read the atoms: an element, by symbol or number, and three coordinates in angstrom, parted by
+/// blanks; what else stands in the line is passed over.
+/// Throws Error ("line 7: ...") on anything else.
 std::vector<StructureAtom> readXyzAtoms(const XyzRecord &record);
 
-// Whether an atom is called D or T.
+/// Whether an atom is called D or T.
 bool namesIsotopes(const XyzRecord &record);
 
 /// What a title tells by "charge=-1", "mult=2" or "uhf=1", in any case and anywhere between other
@@ -48,7 +48,7 @@ struct ToldElectrons {
 /// Throws Error where no whole number stands behind such a word, or they contradict each other.
 ToldElectrons electronsInTitle(std::string_view title);
 
-// A record for such a file.
+/// A record for such a file.
 std::string xyzRecord(const std::string &title, const std::vector<StructureAtom> &atoms);
 
 } // namespace saddlefit::host

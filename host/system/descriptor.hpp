@@ -1,4 +1,4 @@
-// A file descriptor that closes itself.
+/// A file descriptor that closes itself.
 #pragma once
 
 #include <fcntl.h>
@@ -7,8 +7,8 @@
 
 namespace saddlefit::host {
 
-// Programs that are started do not inherit it. It is never one of the three standard numbers, which
-// are free if the caller closed them: what is printed would go into the wrong file.
+/// Programs that are started do not inherit it. It is never one of the three standard numbers,
+/// which are free if the caller closed them: what is printed would go into the wrong file.
 class Descriptor {
 public:
     Descriptor() = default;

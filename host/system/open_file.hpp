@@ -1,4 +1,4 @@
-// A stream that closes itself.
+/// A stream that closes itself.
 #pragma once
 
 #include <cstdio>

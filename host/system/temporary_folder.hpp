@@ -1,4 +1,4 @@
-// A folder that is gone with its object.
+/// A folder that is gone with its object.
 #pragma once
 
 #include <string>
@@ -6,17 +6,17 @@
 
 namespace saddlefit::host {
 
-// In the parent that is named, or in TMPDIR, or in /tmp. A process that was forked leaves the
-// folder to its parent.
+/// In the parent that is named, or in TMPDIR, or in /tmp. A process that was forked leaves the
+/// folder to its parent.
 class TemporaryFolder {
 public:
-    // Makes it, empty; throws Error if that cannot be done.
+    /// Makes it, empty; throws Error if that cannot be done.
     explicit TemporaryFolder(const std::string &parent = {});
     ~TemporaryFolder();
     TemporaryFolder(const TemporaryFolder &) = delete;
     TemporaryFolder &operator=(const TemporaryFolder &) = delete;
 
-    // The path of a file in it.
+    /// The path of a file in it.
     std::string file(const std::string &name) const { return path_ + "/" + name; }
     const std::string &path() const { return path_; }
 

@@ -1,4 +1,4 @@
-// A database asked for its own records.
+/// A database asked for its own records.
 #pragma once
 
 #include "host/reactions/reaction_files.hpp"
@@ -14,31 +14,31 @@ namespace saddlefit::host {
 
 struct BondPrediction {
     AtomPair atoms;
-    double predicted = 0.0; // angstrom
+    double predicted = 0.0; ///< angstrom
     double stored = 0.0;
 };
 
-// What came of one record.
+/// What came of one record.
 struct RecordCheck {
     std::size_t position = 0;
-    std::string problem;              // why it does not answer for itself; empty if it does
-    bool asked = false;               // whether the rest was asked for it
-    std::optional<std::size_t> from;  // the record that the rest answered with
-    std::vector<BondPrediction> ends; // made and broken bonds that the answer has
+    std::string problem;              ///< why it does not answer for itself; empty if it does
+    bool asked = false;               ///< whether the rest was asked for it
+    std::optional<std::size_t> from;  ///< the record that the rest answered with
+    std::vector<BondPrediction> ends; ///< made and broken bonds that the answer has
 };
 
 class Validation {
 public:
-    // The database must outlive this.
+    /// The database must outlive this.
     explicit Validation(const Database &database);
 
-    // The sound records, those of equal code together.
+    /// The sound records, those of equal code together.
     std::vector<std::size_t> positions() const;
 
-    // Positions of the damaged records, with what is wrong.
+    /// Positions of the damaged records, with what is wrong.
     const std::map<std::size_t, std::string> &damaged() const { return damaged_; }
 
-    // Ask all records of the same code for this one, and then the others.
+    /// Ask all records of the same code for this one, and then the others.
     RecordCheck check(std::size_t position) const;
 
 private:
@@ -53,7 +53,7 @@ private:
     OpenReactions open_;
     std::map<Code, std::vector<std::size_t>> byCode_;
     std::map<std::size_t, std::string> damaged_;
-    std::vector<int> leftOut_; // the damaged ones
+    std::vector<int> leftOut_; ///< the damaged ones
 };
 
 } // namespace saddlefit::host

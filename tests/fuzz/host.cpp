@@ -1,4 +1,4 @@
-/// Any sequence of calls of the flat interface, with a model of what the molecule holds.
+/// Any sequence of calls of the flat interface.
 #include "saddlefit/host.h"
 
 #include "saddlefit/database.h"
@@ -57,73 +57,6 @@ private:
     }
 };
 
-/// What is seen of a molecule through the interface.
-struct Seen {
-    struct SeenAtom {
-        int element = 0, frozen = 0;
-        std::optional<std::string> label;
-        double x = 0, y = 0, z = 0;
-
-        bool operator==(const SeenAtom &other) const {
-            return element == other.element && frozen == other.frozen && label == other.label &&
-                   same(x, other.x) && same(y, other.y) && same(z, other.z);
-        }
-    };
-    struct SeenConstraint {
-        std::array<int, 4> atoms{};
-        double value = 0, parameter = 0;
-
-        bool operator==(const SeenConstraint &other) const {
-            return atoms == other.atoms && same(value, other.value) &&
-                   same(parameter, other.parameter);
-        }
-    };
-    std::optional<std::string> name;
-    std::vector<SeenAtom> atoms;
-    std::vector<std::array<int, 3>> bonds;
-    std::vector<SeenConstraint> constraints;
-    std::vector<std::array<int, 4>> transitions;
-
-    bool operator==(const Seen &) const = default;
-};
-
-std::optional<std::string> textOf(const char *text) {
-    return text ? std::optional<std::string>(text) : std::nullopt;
-}
-
-/// Reads until the interface says that there is no more.
-template <class Item, class Get> std::vector<Item> readAll(Get get) {
-    std::vector<Item> items;
-    for (Item item; get(static_cast<int>(items.size()), item);)
-        items.push_back(item);
-    return items;
-}
-
-Seen look(Molecule *mol) {
-    Seen seen;
-    const char *name = nullptr;
-    require(C_getName(mol, &name) == 1, "a name can be read");
-    seen.name = textOf(name);
-    seen.atoms = readAll<Seen::SeenAtom>([mol](int i, Seen::SeenAtom &atom) {
-        const char *label = nullptr;
-        const int there =
-            C_getAtom(mol, i, &atom.element, &atom.frozen, &label, &atom.x, &atom.y, &atom.z);
-        atom.label = textOf(label);
-        return there;
-    });
-    seen.bonds = readAll<std::array<int, 3>>(
-        [mol](int i, auto &bond) { return C_getBond(mol, i, &bond[0], &bond[1], &bond[2]); });
-    seen.constraints = readAll<Seen::SeenConstraint>([mol](int i, auto &constraint) {
-        auto &[a, b, c, d] = constraint.atoms;
-        return C_getConstraint(mol, i, &a, &b, &c, &d, &constraint.value, &constraint.parameter);
-    });
-    seen.transitions = readAll<std::array<int, 4>>([mol](int i, auto &transition) {
-        auto &[breakA, breakB, formA, formB] = transition;
-        return C_getTransition(mol, i, &breakA, &breakB, &formA, &formB);
-    });
-    return seen;
-}
-
 /// An index of an array, at times one that cannot be, or that would take terabytes.
 int index(Bytes &bytes, int usual) {
     constexpr int wild[] = {-1, INT_MIN, INT_MAX, INT_MAX - 1, 1 << 30, 300};
@@ -147,33 +80,16 @@ public:
     Host &operator=(const Host &) = delete;
 
     void step() {
-        switch (bytes_.below(16)) {
-        case 0:
-        case 1:
-        case 2:
-        case 3:
-            return setAtom();
-        case 4:
-        case 5:
-        case 6:
-            return setBond();
-        case 7:
-        case 8:
-            return setTransition();
-        case 9:
-            return setConstraint();
-        case 10:
-            return setName();
-        case 11:
-        case 12:
-            return start();
-        case 13:
-            return finish();
-        case 14:
-            return readStereoCodes();
-        default:
-            return bytes_.byte() < 64 ? create() : readNothing();
-        }
+        const int choice = bytes_.below(16);
+        if (choice < 4) return setAtom();
+        if (choice < 7) return setBond();
+        if (choice < 9) return setTransition();
+        if (choice == 9) return setConstraint();
+        if (choice == 10) return setName();
+        if (choice < 13) return start();
+        if (choice == 13) return finish();
+        if (choice == 14) return readStereoCodes();
+        if (bytes_.byte() < 64) create();
     }
 
 private:
@@ -185,71 +101,76 @@ private:
         const bool can =
             possible(atoms) && possible(bonds) && possible(constraints) && possible(steps);
         require(!mol_ != can, "a molecule is made of what there is memory for");
-        seen_ = {};
-        if (!mol_) return;
-        seen_.atoms.resize(static_cast<std::size_t>(atoms));
-        seen_.bonds.resize(static_cast<std::size_t>(bonds));
-        seen_.constraints.resize(static_cast<std::size_t>(constraints));
-        seen_.transitions.resize(static_cast<std::size_t>(steps));
-        require(look(mol_) == seen_, "what is new is zero");
     }
 
-    /// After a setter: the item stands at its index, and whatever is new beside it is zero.
-    template <class Item> void expect(int answer, std::vector<Item> &items, int place, Item item) {
+    /// After a setter: `get` reads the item that was set, and nothing behind the last one.
+    template <class Get> void expect(int answer, int place, Get get, int count) {
         require(answer == (mol_ && possible(place) ? 1 : 0), "a setter can do what is possible");
-        if (answer) {
-            const auto slot = static_cast<std::size_t>(place);
-            if (slot >= items.size()) items.resize(slot + 1);
-            items[slot] = item;
-        }
-        if (mol_) require(look(mol_) == seen_, "a setter sets its item and nothing else");
+        require(!answer || (place < count && get(place)), "what was set can be read");
+        require(!mol_ || (!get(count) && !get(-1)), "no more can be read than is there");
     }
 
     void setAtom() {
-        const int place = index(bytes_, usualAtoms);
+        const int place = index(bytes_, usualAtoms), frozen = bytes_.below(2);
+        const int element = bytes_.byte() < 32 ? 35 : bytes_.element();
         const auto label = text();
-        const Seen::SeenAtom atom{bytes_.byte() < 32 ? 35 : bytes_.element(),
-                                  bytes_.below(2),
-                                  label,
-                                  bytes_.coordinate(),
-                                  bytes_.coordinate(),
-                                  bytes_.coordinate()};
-        expect(C_setAtom(mol_, place, atom.element, atom.frozen, label ? label->c_str() : nullptr,
-                         atom.x, atom.y, atom.z),
-               seen_.atoms, place, atom);
+        const double x = bytes_.coordinate(), y = bytes_.coordinate(), z = bytes_.coordinate();
+        const int answer =
+            C_setAtom(mol_, place, element, frozen, label ? label->c_str() : nullptr, x, y, z);
+        const auto get = [&](int i) {
+            int e = 0, f = 0;
+            const char *l = nullptr;
+            double u = 0, v = 0, w = 0;
+            if (!C_getAtom(mol_, i, &e, &f, &l, &u, &v, &w)) return false;
+            return i != place || (e == element && f == frozen && !l == !label &&
+                                  (!l || *label == l) && same(u, x) && same(v, y) && same(w, z));
+        };
+        expect(answer, place, get, mol_ ? mol_->atomCount : 0);
     }
     void setBond() {
-        const int place = index(bytes_, usualBonds);
-        const std::array<int, 3> bond = {bytes_.mostlyBelow(usualAtoms),
-                                         bytes_.mostlyBelow(usualAtoms), bytes_.mostlyBelow(6)};
-        expect(C_setBond(mol_, place, bond[0], bond[1], bond[2]), seen_.bonds, place, bond);
+        const int place = index(bytes_, usualBonds), type = bytes_.mostlyBelow(6);
+        const int a = bytes_.mostlyBelow(usualAtoms), b = bytes_.mostlyBelow(usualAtoms);
+        const int answer = C_setBond(mol_, place, a, b, type);
+        const auto get = [&](int i) {
+            int c = 0, d = 0, e = 0;
+            return C_getBond(mol_, i, &c, &d, &e) &&
+                   (i != place || (c == a && d == b && e == type));
+        };
+        expect(answer, place, get, mol_ ? mol_->bondCount : 0);
+    }
+    std::array<int, 4> fourAtoms() {
+        std::array<int, 4> atoms{};
+        for (int &atom : atoms)
+            atom = bytes_.mostlyBelow(usualAtoms);
+        return atoms;
     }
     void setTransition() {
         const int place = index(bytes_, usualOthers);
-        std::array<int, 4> atoms = {0, 1, -1, -1};
-        if (bytes_.flag())
-            for (int &atom : atoms)
-                atom = bytes_.mostlyBelow(usualAtoms);
-        expect(C_setTransition(mol_, place, atoms[0], atoms[1], atoms[2], atoms[3]),
-               seen_.transitions, place, atoms);
+        const auto atoms = bytes_.flag() ? fourAtoms() : std::array{0, 1, -1, -1};
+        const int answer = C_setTransition(mol_, place, atoms[0], atoms[1], atoms[2], atoms[3]);
+        const auto get = [&](int i) {
+            std::array<int, 4> read{};
+            return C_getTransition(mol_, i, &read[0], &read[1], &read[2], &read[3]) &&
+                   (i != place || read == atoms);
+        };
+        expect(answer, place, get, mol_ ? mol_->transitionCount : 0);
     }
     void setConstraint() {
         const int place = index(bytes_, usualOthers);
-        Seen::SeenConstraint constraint;
-        for (int &atom : constraint.atoms)
-            atom = bytes_.mostlyBelow(usualAtoms);
-        constraint.value = bytes_.coordinate();
-        constraint.parameter = bytes_.coordinate();
-        const auto &[a, b, c, d] = constraint.atoms;
-        expect(C_setConstraint(mol_, place, a, b, c, d, constraint.value, constraint.parameter),
-               seen_.constraints, place, constraint);
+        const auto [a, b, c, d] = fourAtoms();
+        const double value = bytes_.coordinate(), parameter = bytes_.coordinate();
+        const int answer = C_setConstraint(mol_, place, a, b, c, d, value, parameter);
+        const auto get = [&](int i) {
+            int e = 0, f = 0, g = 0, h = 0;
+            double v = 0, p = 0;
+            return C_getConstraint(mol_, i, &e, &f, &g, &h, &v, &p) &&
+                   (i != place || (same(v, value) && same(p, parameter)));
+        };
+        expect(answer, place, get, mol_ ? mol_->constraintCount : 0);
     }
     void setName() {
         const auto name = text();
         require(C_setName(mol_, name ? name->c_str() : nullptr) == (mol_ ? 1 : 0), "a name is set");
-        if (!mol_) return;
-        seen_.name = name;
-        require(look(mol_) == seen_, "a name is kept");
     }
     std::optional<std::string> text() {
         const int length = bytes_.below(5) - 1;
@@ -266,48 +187,30 @@ private:
     }
     void start() {
         const char *database = path();
+        const int before = mol_ ? mol_->bondCount : 0;
         const int goesOn = C_startReaction(mol_, database);
-        if (!mol_) {
-            require(goesOn == 0, "no molecule, no reaction");
-            return;
-        }
-        const Seen after = look(mol_);
-        require(after.transitions == seen_.transitions, "the transitions stay");
-        require(after.atoms.size() == seen_.atoms.size(), "atoms stay");
-        for (std::size_t i = 0; i < after.atoms.size(); ++i)
-            require(after.atoms[i].element == seen_.atoms[i].element &&
-                        after.atoms[i].frozen == seen_.atoms[i].frozen &&
-                        after.atoms[i].label == seen_.atoms[i].label,
-                    "atoms move at most");
-        require(after.bonds.size() >= seen_.bonds.size(), "bonds are made, none is removed");
-        require(goesOn || (database && after.name && after.name->ends_with(" (Exact)")),
+        require(mol_ || goesOn == 0, "no molecule, no reaction");
+        if (!mol_) return;
+        require(mol_->bondCount >= before, "bonds are made, none is removed");
+        const std::string name = mol_->name ? mol_->name : "";
+        require(goesOn || (database && name.ends_with(" (Exact)")),
                 "what ends a reaction is an exact match");
-        requireConstraints(after);
-        seen_ = after;
+        requireConstraints();
     }
     void finish() {
-        const Seen before = seen_;
         const int placed = C_finishReaction(mol_);
-        if (!mol_) {
-            require(placed == 0, "no molecule, nothing to place");
-            return;
-        }
-        seen_ = look(mol_);
-        require(placed || seen_ == before, "where nothing is held nothing changes");
+        require(mol_ || placed == 0, "no molecule, nothing to place");
         require(C_finishReaction(mol_) == 0, "what was held is placed once");
-        require(seen_.bonds == before.bonds && seen_.atoms.size() == before.atoms.size(),
-                "the bonds stay");
-        if (placed) requireConstraints(seen_);
+        if (placed) requireConstraints();
     }
-    static void requireConstraints(const Seen &seen) {
-        const int count = static_cast<int>(seen.atoms.size());
-        for (const auto &constraint : seen.constraints)
-            for (const int atom : constraint.atoms)
-                require(atom >= -1 && atom < count, "constraints name atoms");
+    void requireConstraints() const {
+        for (const Constraint &constraint : constraintsOf(*mol_))
+            for (const int atom : {constraint.a, constraint.b, constraint.c, constraint.d})
+                require(atom == -1 || hasAtom(*mol_, atom), "constraints name atoms");
     }
 
     void readStereoCodes() {
-        std::vector<int> codes(seen_.atoms.size() + 1, 77);
+        std::vector<int> codes(mol_ ? atomsOf(*mol_).size() + 1 : 1, 77);
         require(C_getRS(mol_, codes.data()) == (mol_ ? 1 : 0), "stereo codes can be read");
         require(codes.back() == 77, "no more of them than atoms");
         codes.pop_back();
@@ -315,27 +218,9 @@ private:
             require(code >= 0 && code <= 2, "a stereo code is 0, R or S");
     }
 
-    /// Getters without places to write to, and with indices that name nothing.
-    void readNothing() {
-        const int place = index(bytes_, usualBonds);
-        const auto there = [&](std::size_t count) {
-            return mol_ && place >= 0 && static_cast<std::size_t>(place) < count ? 1 : 0;
-        };
-        require(C_getAtom(mol_, place, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr) ==
-                        there(seen_.atoms.size()) &&
-                    C_getBond(mol_, place, nullptr, nullptr, nullptr) ==
-                        there(seen_.bonds.size()) &&
-                    C_getConstraint(mol_, place, nullptr, nullptr, nullptr, nullptr, nullptr,
-                                    nullptr) == there(seen_.constraints.size()) &&
-                    C_getTransition(mol_, place, nullptr, nullptr, nullptr, nullptr) ==
-                        there(seen_.transitions.size()),
-                "what is there can be read");
-    }
-
     const char *database_;
     Bytes &bytes_;
     Molecule *mol_ = nullptr;
-    Seen seen_;
 };
 
 } // namespace
