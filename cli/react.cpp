@@ -104,12 +104,6 @@ std::string resultLine(const Reaction &reaction, const Answer &answer) {
            (answer.saddle ? "\t" + saddleColumns(*answer.saddle) : "") + "\n";
 }
 
-std::string saddleMessage(const Reaction &reaction, const Answer &answer) {
-    if (!answer.saddle || answer.saddle->reason.empty()) return {};
-    return "saddlefit: " + reaction.reactant.origin.text() +
-           ": saddle point: " + answer.saddle->outcome + ", " + answer.saddle->reason + "\n";
-}
-
 // What an answer counts as at the end.
 std::string outcomeWord(const Answer &answer) {
     if (answer.outcome != Outcome::noMatch) return wordOf(answer.outcome);
@@ -180,8 +174,8 @@ void writeInputs(const ReactOptions &options, const Reaction &reaction, const An
 /// Takes the saddle points in that workers find, and stores them in the end.
 class Learning {
 public:
-    explicit Learning(const ReactOptions &options)
-        : database_(options.learnInto), before_(outputsOf(options).size()) {}
+    Learning(const std::string &database, std::size_t outputs)
+        : database_(database), before_(outputs) {}
 
     /// In the worker: behind the pieces of the output files.
     static void addTo(Delivery &delivery, const Reaction &reaction, const Answer &answer) {
@@ -259,8 +253,10 @@ private:
             delivery.warnings.push_back(messageOf(warning));
         delivery.warnings.insert(delivery.warnings.end(), answer.strains.begin(),
                                  answer.strains.end());
-        delivery.messages = saddleMessage(reaction, answer);
-        if (options_.verbose) delivery.messages += explanation(reaction, answer);
+        if (answer.saddle && !answer.saddle->reason.empty())
+            delivery.warnings.push_back("saddle point: " + answer.saddle->outcome + ", " +
+                                        answer.saddle->reason);
+        if (options_.verbose) delivery.messages = explanation(reaction, answer);
         for (const auto &output : outputs_)
             delivery.pieces.push_back(output.text(reaction, answer));
         if (!options_.learnInto.empty()) Learning::addTo(delivery, reaction, answer);
@@ -363,7 +359,7 @@ int react(const ReactOptions &options) {
     const auto mishap = [&](std::size_t item, const std::string &what) {
         return answering.failure(item, reader.origin(item).text() + ": " + what);
     };
-    Learning learning(options);
+    Learning learning(options.learnInto, wanted.size());
     const auto result = runBatch(items, work, mishap, options.batch, outputs.all(),
                                  [&](const Delivery &delivery) { learning.take(delivery); });
     learning.store();

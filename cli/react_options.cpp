@@ -296,7 +296,7 @@ void addReactOptions(CLI::App &command, ReactOptions &options) {
         {{"Input options", addInputs},
          {"Search options", addAsking},
          {"Relaxation options", addRelaxation},
-         {"Saddle options", addSaddle},
+         {"Saddle point options", addSaddle},
          {"Output options", addResults},
          {"Batch options", addBatch}}};
     for (const auto &[name, add] : groups) {
@@ -308,7 +308,7 @@ void addReactOptions(CLI::App &command, ReactOptions &options) {
         "bonds, match, constraints and frozen atoms of the finished structure, stage,\n"
         "expected error of made and broken bonds in angstrom, confidence in it; with --saddle "
         "also\n"
-        "its outcome, energy, barrier, imaginary mode and gradients.\n\n"
+        "its outcome, energy, barrier, lowest mode and gradients.\n\n"
         "Examples:\n"
         "  saddlefit react reactants.sdf products.sdf --db reactions.db -o guess.sdf\n"
         "  saddlefit react r.sdf p.sdf --db reactions.db --relax xtb --json guess.jsonl -j 8\n"

@@ -9,10 +9,14 @@
 #include "host/answers/saddle_questions.hpp"
 #include "host/programs/frequency_job.hpp"
 #include "host/saddle/criteria.hpp"
+#include "host/saddle/reaction_path.hpp"
+#include "host/structures/xyz.hpp"
 #include "host/system/output_file.hpp"
+#include "host/system/text.hpp"
 
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <sstream>
@@ -27,6 +31,7 @@ struct SaddleCommandOptions {
     std::string output; // these three are empty where no such file is wanted
     std::string xyz;
     std::string json;
+    std::string path;
     BatchOptions batch;
     bool resume = false;
     bool verbose = false;
@@ -44,6 +49,23 @@ struct Output {
     const Format *format;
 };
 
+// A record per point of the path over the saddle point, from its first end to the second.
+std::string pathRecords(const SaddleQuestion &question, const ReactionSaddle &saddle,
+                        const SaddleOptions &options) {
+    const auto *found = saddle.found();
+    if (!found) return {};
+    std::string records;
+    for (const auto &[arc, energy, positions] : pathOver(question.task, *found, options)) {
+        auto atoms = question.atoms;
+        for (std::size_t i = 0; i < atoms.size(); ++i)
+            atoms[i].position = positions[i];
+        records += xyzRecord(question.title + formatted(" record=%zu s=%.3f energy_hartree=%.8f",
+                                                        question.number, arc, energy),
+                             atoms);
+    }
+    return records;
+}
+
 std::vector<Output> outputsOf(const SaddleCommandOptions &options) {
     std::vector<Output> outputs{{options.output, &sdf}, {options.xyz, &xyz}, {options.json, &json}};
     std::erase_if(outputs, [](const Output &output) { return output.path.empty(); });
@@ -57,14 +79,18 @@ std::string lineOf(const SaddleQuestion &question, const ReactionSaddle &saddle)
            (reaction.empty() ? "-" : reaction) + "\n";
 }
 
-std::string messagesOf(const SaddleQuestion &question, const ReactionSaddle &saddle) {
-    std::string text;
+void addWarnings(const SaddleQuestion &question, const ReactionSaddle &saddle, Delivery &delivery) {
+    delivery.origin = question.origin.text();
     for (const auto &warning : question.warnings)
-        text += "saddlefit: " + question.origin.text() + ": warning: " + messageOf(warning) + "\n";
-    if (!saddle.reason.empty())
-        text += "saddlefit: " + question.origin.text() + ": " + saddle.outcome + ", " +
-                saddle.reason + "\n";
-    return text;
+        delivery.warnings.push_back(messageOf(warning));
+    if (!saddle.reason.empty()) delivery.warnings.push_back(saddle.outcome + ", " + saddle.reason);
+}
+
+void requireOtherThan(const std::string &input, const std::string &output) {
+    std::error_code error; // where one of them is not there, they differ
+    if (!std::filesystem::equivalent(input, output, error)) return;
+    throw Error(ErrorKind::refused, "is an input, too; give each file a name of its own")
+        .at({output});
 }
 
 // What is done for one record, in a worker process.
@@ -97,11 +123,13 @@ private:
     Delivery answered(const SaddleQuestion &question, const ReactionSaddle &saddle) const {
         Delivery delivery;
         delivery.line = lineOf(question, saddle);
-        delivery.messages = messagesOf(question, saddle);
+        addWarnings(question, saddle, delivery);
         if (options_.verbose)
-            delivery.messages += question.title + "\n" + saddleExplanation(question.atoms, saddle);
+            delivery.messages = question.title + "\n" + saddleExplanation(question.atoms, saddle);
         for (const auto &[path, format] : outputsOf(options_))
             delivery.pieces.push_back(format->write(question, saddle));
+        if (!options_.path.empty())
+            delivery.pieces.push_back(pathRecords(question, saddle, options_.saddle));
         return delivery;
     }
 
@@ -116,7 +144,7 @@ std::vector<std::unique_ptr<StreamedFile>> filesFor(const SaddleCommandOptions &
     for (const auto &[path, format] : outputsOf(options)) {
         for (const auto *input :
              {&options.files.geometries, &options.files.reactants, &options.files.products})
-            if (!input->empty()) requireOtherFile(path, *input);
+            if (!input->empty()) requireOtherThan(*input, path);
         const auto &pieces = format->pieces;
         const auto titleOf = [&questions, &pieces](std::size_t item) -> std::optional<std::string> {
             if (item > questions.count()) return std::nullopt;
@@ -125,6 +153,8 @@ std::vector<std::unique_ptr<StreamedFile>> filesFor(const SaddleCommandOptions &
         files.push_back(std::make_unique<StreamedFile>(
             path, pieces.scan, options.resume ? Begin::resume : Begin::anew, titleOf));
     }
+    if (!options.path.empty())
+        files.push_back(std::make_unique<StreamedFile>(options.path, xyzFormat.scan, Begin::anew));
     return files;
 }
 
@@ -144,7 +174,10 @@ int runSaddles(const SaddleCommandOptions &options, bool searches) {
     const auto mishap = [&](std::size_t item, const std::string &what) {
         return work.failure(item, questions.origin(item).text() + ": " + what);
     };
-    const auto result = runBatch(items, work, mishap, options.batch, outputs);
+    auto batch = options.batch;
+    for (const auto &path : {options.output, options.xyz, options.json, options.path})
+        if (path == standardOutput) batch.linesAreMessages = true;
+    const auto result = runBatch(items, work, mishap, batch, outputs);
     if (result.interrupted) {
         std::fprintf(stderr, "saddlefit: interrupted, %zu of %zu records done\n", result.done,
                      items.size());
@@ -242,6 +275,12 @@ void addOutputs(CLI::App &command, SaddleCommandOptions &options) {
     command.add_option("--xyz", options.xyz, "Write the structures (XYZ)")->type_name("FILE");
     command.add_option("--json", options.json, "Write everything, a JSON object per line")
         ->type_name("FILE");
+    auto *path =
+        command
+            .add_option("--irc", options.path,
+                        "Follow the intrinsic reaction coordinate from each saddle point to both "
+                        "sides, and write it (XYZ, a record per point)")
+            ->type_name("FILE");
     command.add_flag("-v,--verbose", options.verbose,
                      "Tell the attempts and their ends on standard error");
     command.add_option("-j,--jobs", options.batch.jobs, "Worker processes")
@@ -251,8 +290,10 @@ void addOutputs(CLI::App &command, SaddleCommandOptions &options) {
         .add_option("--timeout", options.batch.timeout,
                     "Seconds for one record, after which it counts as failed")
         ->check(CLI::PositiveNumber);
-    command.add_flag("--resume", options.resume,
-                     "Go on behind what the output files hold from an interrupted run");
+    command
+        .add_flag("--resume", options.resume,
+                  "Go on behind what the output files hold from an interrupted run")
+        ->excludes(path);
 }
 
 } // namespace

@@ -145,6 +145,11 @@ TEST_F(SaddleCommandTest, GoesOnFromAGivenGeometryAndVerifiesIt) {
         EXPECT_TRUE(contains(answer.err, row.said)) << answer.err;
     }
     EXPECT_TRUE(contains(contents("out.sdf"), "> <SADDLE>\nverified\n"));
+
+    run("verify ts.sdf --irc path.xyz");
+    const auto path = contents("path.xyz");
+    EXPECT_TRUE(contains(path, "hcn record=1 s=-0.100 energy_hartree=-5.")) << path;
+    EXPECT_TRUE(contains(path, "hcn record=1 s=1.000 energy_hartree=-5.")) << path;
 }
 
 // Near the saddle of HCN -> HNC, out of what the programs print there: xtb (GFN2), psi4 and NWChem

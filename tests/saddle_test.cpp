@@ -1,5 +1,6 @@
 #include "host/saddle/attempt.hpp"
 #include "host/saddle/hessian.hpp"
+#include "host/saddle/intrinsic_path.hpp"
 #include "host/saddle/ladder.hpp"
 #include "host/saddle/path.hpp"
 #include "host/saddle/rational_step.hpp"
@@ -312,6 +313,28 @@ private:
     }
     Eigen::Vector2d curvatures_;
 };
+
+TEST(IntrinsicPath, GoesDownTheGradientToBothMinima) {
+    // Over the lower of the published saddles; see above.
+    MuellerBrown surface;
+    const auto saddle =
+        findFirstOrder(surface, {Eigen::Vector2d(0.3, 0.35), {}, {}}, anyDirection, {});
+    PathOptions options;
+    options.step = 0.02;
+    const auto path = intrinsicPath(surface, saddle.coordinates, saddle.hessian, options);
+    auto first = path.front().coordinates, last = path.back().coordinates;
+    if (first[0] > last[0]) std::swap(first, last);
+    EXPECT_LT((first - Eigen::Vector2d(-0.050, 0.467)).norm(), 0.03);
+    EXPECT_LT((last - Eigen::Vector2d(0.623, 0.028)).norm(), 0.03);
+    for (std::size_t i = 2; i + 2 < path.size(); ++i) {
+        const auto value = surface.at(path[i].coordinates);
+        EXPECT_NEAR(path[i].energy, value.energy, 1e-5);
+        if (std::abs(path[i].arc) < 0.05 || value.gradient.norm() < 0.02) continue;
+        const Eigen::VectorXd way = path[i + 1].coordinates - path[i - 1].coordinates;
+        EXPECT_GT(std::abs(way.normalized().dot(value.gradient.normalized())), 0.995)
+            << path[i].arc;
+    }
+}
 
 TEST(Verification, CountsModesWhereThereIsNoGradient) {
     struct Row {

@@ -42,11 +42,11 @@ Json bondsOf(const std::vector<StructureBond> &bonds) {
 }
 
 /// Null for the atoms of a record that has no coordinates.
-Json sideOf(const Reaction &reaction, const Structure &side) {
+Json sideOf(const Structure &side) {
     std::vector<Position> positions;
     for (const auto &atom : side.atoms)
         positions.push_back(atom.position);
-    return {{"atoms", hasCoordinates(side.atoms) ? atomsOf(reaction, positions) : Json(nullptr)},
+    return {{"atoms", hasCoordinates(side.atoms) ? atomsObject(side.atoms, positions) : Json(nullptr)},
             {"bonds", bondsOf(side.bonds)}};
 }
 
@@ -210,8 +210,8 @@ std::string jsonLine(const Reaction &reaction, const Answer &answer) {
     object["atoms"] = atomsObject(reaction.reactant.atoms, answer.coordinates);
     object["flanks"] = flanksOf(reaction, answer);
     object["bonds"] = bondsOf(answer.bonds);
-    object["reactant"] = sideOf(reaction, reaction.reactant);
-    object["product"] = sideOf(reaction, reaction.product);
+    object["reactant"] = sideOf(reaction.reactant);
+    object["product"] = sideOf(reaction.product);
     object["frozen"] = fromOne(answer.frozen);
     object["constraints"] = constraintsOf(answer.constraints);
     object["startConstraints"] = constraintsOf(answer.startConstraints);

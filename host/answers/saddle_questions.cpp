@@ -124,9 +124,10 @@ SaddleQuestion SaddleQuestions::read(std::size_t index) const {
         question.task = saddleTask(reaction, {{"guess", reaction.coordinates}}, electrons.charge,
                                    electrons.unpaired);
         question.bonds = lastingBonds(reaction);
-        question.warnings = electrons.doubts;
-        for (const auto &text : reaction.warnings)
-            question.warnings.push_back({text});
+        for (const auto &warning : reaction.warnings)
+            question.warnings.push_back({warning});
+        question.warnings.insert(question.warnings.end(), electrons.doubts.begin(),
+                                 electrons.doubts.end());
         return question;
     }
     const auto electrons = electronsOf(structure, structure, {charge, unpaired});
@@ -138,7 +139,6 @@ SaddleQuestion SaddleQuestions::read(std::size_t index) const {
     for (const auto &atom : structure.atoms)
         question.task.elements.push_back(atom.element);
     question.bonds = structure.bonds;
-    question.warnings = electrons.doubts;
     return question;
 }
 

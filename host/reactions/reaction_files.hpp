@@ -20,7 +20,7 @@ struct ReactionFiles {
     std::string reactants;
     std::string products;
     std::string geometries; ///< for Start::file only
-    std::string format;     ///< of files without an extension, and of the standard input
+    std::string format{};   ///< of files without an extension, and of the standard input
 };
 
 /// Where the coordinates of a reaction are from.

@@ -1,6 +1,7 @@
 #include "host/saddle/reaction_saddle.hpp"
 
 #include "host/saddle/ladder.hpp"
+#include "host/saddle/positions.hpp"
 #include "host/saddle/xtb_surface.hpp"
 #include "host/structures/units.hpp"
 
@@ -15,25 +16,6 @@ namespace {
 constexpr double flatBarrier = 1.0; // kcal/mol
 constexpr double flatMode = 100.0;  // cm-1
 
-Eigen::VectorXd inBohr(const std::vector<Position> &positions) {
-    Eigen::VectorXd coordinates(static_cast<Eigen::Index>(3 * positions.size()));
-    for (std::size_t i = 0; i < positions.size(); ++i) {
-        const auto &[x, y, z] = positions[i];
-        coordinates.segment<3>(static_cast<Eigen::Index>(3 * i)) =
-            Eigen::Vector3d(x, y, z) / angstromPerBohr;
-    }
-    return coordinates;
-}
-
-std::vector<Position> inAngstrom(const Eigen::VectorXd &coordinates) {
-    std::vector<Position> positions;
-    for (Eigen::Index i = 0; i + 2 < coordinates.size(); i += 3) {
-        const Eigen::Vector3d at = angstromPerBohr * coordinates.segment<3>(i);
-        positions.push_back({at.x(), at.y(), at.z()});
-    }
-    return positions;
-}
-
 DrawnSide drawnSide(const SaddleSide &side) {
     return {inBohr(side.coordinates), {side.bonds.begin(), side.bonds.end()}};
 }
@@ -46,12 +28,6 @@ SaddleSide sideOf(const Structure &structure) {
     for (const auto &bond : structure.bonds)
         if (bond.type != 0) side.bonds.push_back(orderedPair(bond.atom1, bond.atom2));
     return side;
-}
-
-XtbMethod methodNamed(const std::string &name) {
-    for (const auto method : {XtbMethod::gfn2, XtbMethod::gfn1, XtbMethod::gfnff})
-        if (name == nameOf(method)) return method;
-    throw Error("\"" + name + "\" is no method for saddle points; give gfn2, gfn1 or gfnff");
 }
 
 /// Makes the summary of a report.
@@ -142,7 +118,7 @@ private:
 
 /// A surface for the task, and what the answer says of it.
 std::unique_ptr<EnergySurface> surfaceFor(const SaddleTask &task, const SaddleOptions &options) {
-    return xtbSurface({task.elements, task.charge, task.unpaired}, methodNamed(options.method));
+    return xtbSurface({task.elements, task.charge, task.unpaired}, xtbMethodNamed(options.method));
 }
 
 AttemptOptions attemptOptions(const SaddleOptions &options) {
@@ -154,7 +130,7 @@ AttemptOptions attemptOptions(const SaddleOptions &options) {
 
 ReactionSaddle emptyAnswer(const SaddleOptions &options) {
     ReactionSaddle saddle;
-    saddle.level = nameOf(methodNamed(options.method));
+    saddle.level = nameOf(xtbMethodNamed(options.method));
     saddle.check = options.check;
     return saddle;
 }
@@ -202,7 +178,7 @@ double shareInChangedBonds(const std::array<SaddleSide, 2> &sides,
 }
 
 void requireMethod(const std::string &method) {
-    xtbSurface({{1, 1}, 0, 0}, methodNamed(method));
+    xtbSurface({{1, 1}, 0, 0}, xtbMethodNamed(method));
 }
 
 ReactionSaddle saddleOf(const SaddleTask &task, const SaddleOptions &options) {

@@ -2,26 +2,13 @@
 
 #include "host/saddle/criteria.hpp"
 #include "host/saddle/internal_space.hpp"
+#include "host/saddle/mass_weights.hpp"
 #include "host/saddle/saddle_mode.hpp"
-#include "host/structures/element_data.hpp"
 #include "host/structures/units.hpp"
 
 #include <cmath>
 
 namespace saddlefit::host {
-
-namespace {
-
-Eigen::VectorXd massRoots(const Species &species, Eigen::Index size) {
-    Eigen::VectorXd roots = Eigen::VectorXd::Constant(size, std::sqrt(electronMassesPerDalton));
-    for (std::size_t atom = 0; atom < species.elements.size(); ++atom) {
-        roots.segment<3>(static_cast<Eigen::Index>(3 * atom)) *=
-            std::sqrt(atomicWeight(species.elements[atom]));
-    }
-    return roots;
-}
-
-} // namespace
 
 int Vibrations::order() const {
     return static_cast<int>((wavenumbers.array() < firstImaginary).count());
@@ -29,7 +16,8 @@ int Vibrations::order() const {
 
 Vibrations vibrationsOf(const Species &species, const Eigen::VectorXd &coordinates,
                         const Eigen::MatrixXd &hessian) {
-    const auto roots = massRoots(species, coordinates.size());
+    const Eigen::VectorXd roots =
+        std::sqrt(electronMassesPerDalton) * massRoots(species, coordinates.size());
     const Eigen::VectorXd inverse = roots.cwiseInverse();
     const auto basis = internalBasis(species, coordinates, roots);
     const Eigen::MatrixXd weighted = inverse.asDiagonal() * hessian * inverse.asDiagonal();

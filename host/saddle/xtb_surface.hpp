@@ -11,6 +11,9 @@ enum class XtbMethod { gfn2, gfn1, gfnff };
 /// "gfn2", "gfn1", "gfnff".
 const char *nameOf(XtbMethod method);
 
+/// Throws Error for another name.
+XtbMethod xtbMethodNamed(const std::string &name);
+
 /// Tight-binding methods and a force field in this process, by the library libxtb (Bannwarth et
 /// al., WIREs Comput. Mol. Sci. 11, e1493 (2021)), which is loaded when first asked for and needs
 /// no headers. It runs on one thread: its own parallel sections, and the linear algebra under them,

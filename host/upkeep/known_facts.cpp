@@ -1,6 +1,6 @@
 #include "host/upkeep/known_facts.hpp"
 
-#include "host/saddle/units.hpp"
+#include "host/structures/units.hpp"
 #include "host/structures/molfile.hpp"
 #include "host/system/error.hpp"
 #include "host/system/text.hpp"
