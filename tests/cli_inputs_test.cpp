@@ -168,7 +168,7 @@ TEST(Electrons, ComeFromWhoeverTells) {
          0,
          "2 unpaired electrons in the reactant and of 0"},
         {{true, -1, {}, {1, 1, 0}}, {true, -1, {}, {0, 2, 0}}, {}, -1, 2, ""},
-        {{true, -1, {}, {1, 1, 0}}, {true, -1, {}}, {}, -1, 0, "of 2 unpaired"},
+        {{true, -1, {}, {1, 1, 0}}, {true, -1, {}}, {}, -1, 0, ""},
         {{true, -1, {}, {1, 0, 0}}, bare, {}, -1, 0, "of which not 1 can be unpaired"},
     };
     for (std::size_t i = 0; i < rows.size(); ++i) {

@@ -158,7 +158,7 @@ TEST_F(Sides, ForeignAndBrokenOnesChangeNoAnswer) {
     EXPECT_EQ(react(), expected);
     // Whoever would write such a file anew says so before anything changes.
     write("a.db.jsonl", "mine\n");
-    for (const std::string command :
+    for (const std::string &command :
          {"add a.db " + parents, std::string("remove a.db 0"), std::string("compact a.db")}) {
         const auto answer = run("db " + command);
         EXPECT_EQ(answer.status, 1);
@@ -180,7 +180,9 @@ TEST_F(Sides, AKilledRunLeavesNothingFalse) {
     for (const auto &[command, status] : rows) {
         SCOPED_TRACE(command);
         restore();
-        if (command.find("add") != command.npos) ASSERT_EQ(run("db remove a.db 2 5").status, 0);
+        if (command.find("add") != command.npos) {
+            ASSERT_EQ(run("db remove a.db 2 5").status, 0);
+        }
         const auto before = contents("a.db"), linesBefore = contents("a.db.jsonl");
         ASSERT_EQ(run(command).status, status);
         const auto after = contents("a.db"), linesAfter = contents("a.db.jsonl");
