@@ -224,7 +224,7 @@ void ReactOptions::requireOtherFiles() const {
     };
     std::set<std::filesystem::path> taken;
     for (const auto &input : {files.reactants, files.products, files.geometries})
-        if (!input.empty()) taken.insert(place(input));
+        if (!input.empty() && input != standardInput) taken.insert(place(input));
     for (const auto &path : {output, xyz, json, html, learnInto}) {
         if (path.empty()) continue;
         requireOtherFile(path, database);

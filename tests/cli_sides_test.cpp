@@ -208,7 +208,8 @@ TEST_F(Sides, RecordsAreFoundByWhatIsKnownOfThem) {
         std::vector<std::string> names;
         const auto answer = run("db find a.db --json " + conditions);
         if (answer.status != 0) return std::vector{answer.err};
-        for (const auto &entry : json::parse(answer.out).at("records"))
+        const auto records = json::parse(answer.out).at("records");
+        for (const auto &entry : records)
             names.push_back(entry.at("name"));
         return names;
     };
