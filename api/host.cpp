@@ -131,7 +131,10 @@ int C_getAtom(Molecule *mol, int index, int *element, int *frozen, const char **
 }
 
 int C_setBond(Molecule *mol, int index, int atom1, int atom2, int type) {
-    if (!mol || !growBonds(*mol, index)) return 0;
+    // Each bond has memory of its own, so that a wild index would take all there is.
+    constexpr int mostAtOnce = 65535;
+    if (!mol || (index >= mostAtOnce && index - mostAtOnce >= mol->bondCount)) return 0;
+    if (!growBonds(*mol, index)) return 0;
     Bond &bond = *mol->bonds[index];
     bond.atom1 = atom1;
     bond.atom2 = atom2;

@@ -86,21 +86,23 @@ void OpenDatabase::forEachWith(std::span<const int> code, const MoleculeVisitor 
     const auto from = source();
     if (!from || !wanted.canMatch()) return;
     const auto entries = entriesFor(*from, wanted);
-    if (!entries) return scanRecords(*from, &wanted, visit);
+    if (!entries) return scanRecords(*from, &wanted, Oversized::passedOver, visit);
     ByteWindow window(*from);
     const auto bears = [&](const CodeTable::Entry &entry) {
         return stillBears(window, entry, wanted);
     };
-    if (!std::ranges::all_of(*entries, bears)) return scanRecords(*from, &wanted, visit);
+    if (!std::ranges::all_of(*entries, bears))
+        return scanRecords(*from, &wanted, Oversized::passedOver, visit);
     for (const CodeTable::Entry &entry : *entries) {
-        StoredMolecule stored =
-            moleculeAt(window, std::int64_t{entry.offset} + blockHeaderSize, entry.position);
+        const auto block = blockAt(window, entry.offset);
+        if (!block || !countsFit(window, *block)) continue;
+        StoredMolecule stored = moleculeAt(window, block->data, entry.position);
         if (!stored.molecule || !visit(std::move(stored))) return;
     }
 }
 
 void OpenDatabase::forEach(const MoleculeVisitor &visit) const {
-    if (const auto from = source()) scanRecords(*from, nullptr, visit);
+    if (const auto from = source()) scanRecords(*from, nullptr, Oversized::passedOver, visit);
 }
 
 std::vector<OwnedMol> OpenDatabase::moleculesWith(std::span<const int> code) const {

@@ -47,10 +47,18 @@ template <class Visit> void forEachUsedBlock(ByteWindow &window, Visit visit) {
     }
 }
 
+/// Whether the counts of a block's record fit the block. Where they do not, a few bytes claim
+/// megabytes.
+bool countsFit(ByteWindow &window, const FileBlock &block);
+
 /// The molecule of a block's record; null if there is no memory.
 StoredMolecule moleculeAt(ByteWindow &window, std::int64_t data, std::uint32_t position);
 
+/// What becomes of records whose counts do not fit their block.
+enum class Oversized { read, passedOver };
+
 /// Visit the molecules of all records with a code, or of all for null.
-void scanRecords(const ByteSource &source, const StoredCode *code, const MoleculeVisitor &visit);
+void scanRecords(const ByteSource &source, const StoredCode *code, Oversized oversized,
+                 const MoleculeVisitor &visit);
 
 } // namespace saddlefit

@@ -45,7 +45,7 @@ private:
         return file_.window.at(block + statusAt, 1).front();
     }
     std::optional<std::int64_t> lengthInBrokenBlock(std::int64_t at);
-    std::int64_t nextUsedStatus(std::int64_t from);
+    std::int64_t nextUsedStatus(std::int64_t from, std::int64_t to);
     std::int64_t findRecord(std::int64_t from, std::int64_t to);
     void note(const Damage &damage, std::optional<std::size_t> position);
     void noteOverlap(const FileBlock &block, std::int64_t other,
@@ -122,27 +122,29 @@ std::optional<std::int64_t> Surveyor::lengthInBrokenBlock(std::int64_t at) {
     return lengthOf(*record);
 }
 
-/// The first offset from `from` on with the status of a block in use; the file's length if there is
-/// none.
-std::int64_t Surveyor::nextUsedStatus(std::int64_t from) {
-    while (from < file_.length) {
+/// The first offset from `from` on, before `to`, with the status of a block in use; `to` if there
+/// is none. Nothing behind `to` is looked at: a file may consist of blocks that are all searched.
+std::int64_t Surveyor::nextUsedStatus(std::int64_t from, std::int64_t to) {
+    while (from < to) {
         Bytes piece = file_.window.at(from, 1);
-        piece = piece.first(std::min(piece.size(), searchedPiece));
+        const auto wanted = std::min(searchedPiece, static_cast<std::size_t>(to - from));
+        piece = piece.first(std::min(piece.size(), wanted));
         const auto found = std::ranges::find(piece, blockInUse);
         if (found != piece.end()) return from + (found - piece.begin());
         if (piece.empty()) break;
         from += static_cast<std::int64_t>(piece.size());
     }
-    return file_.length;
+    return to;
 }
 
 /// The first offset from `from` on, before `to`, where a block with a sound record begins; `to` if
 /// there is none. Free blocks are no landmark: five bytes that look like one are anywhere.
 std::int64_t Surveyor::findRecord(std::int64_t from, std::int64_t to) {
-    for (std::int64_t status = from + statusAt; status - statusAt < to; ++status) {
-        status = nextUsedStatus(status);
+    const std::int64_t last = std::min(to + statusAt, file_.length);
+    for (std::int64_t status = from + statusAt; status < last; ++status) {
+        status = nextUsedStatus(status, last);
         const std::int64_t at = status - statusAt;
-        if (status >= file_.length || at >= to) break;
+        if (status >= last) break;
         const auto header = strictBlockAt(file_, at);
         const auto *block = std::get_if<FileBlock>(&header);
         if (block && std::holds_alternative<SoundRecord>(recordOf(*block))) return at;

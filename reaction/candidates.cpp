@@ -29,9 +29,10 @@ int filterDB(const char *path, int *code, Molecule ***list) {
         if (!file) return 0;
         std::optional<StoredCode> wanted;
         if (code) wanted.emplace(codesToZero(code));
-        scanRecords(*file, wanted ? &*wanted : nullptr, [&](StoredMolecule stored) {
+        const auto take = [&](StoredMolecule stored) {
             return append(*list, count, std::move(stored.molecule));
-        });
+        };
+        scanRecords(*file, wanted ? &*wanted : nullptr, Oversized::read, take);
         return count;
     });
     return count;

@@ -185,7 +185,7 @@ TEST_F(Upkeep, PositionsToRemoveMeanWhatWasListed) {
     const std::vector<std::pair<std::string, std::string>> refused{
         {"1 0 1", "a.db: record 1 is to be removed twice"},
         {"0 3", "a.db: there is no record 3; positions go from 0 to 2"},
-        {"0 -1", "--help"},
+        {"0 -1", "a.db: no record is called \"-1\""},
         {"", "--help"}};
     for (const auto &[positions, message] : refused) {
         SCOPED_TRACE(positions);

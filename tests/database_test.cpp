@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <bit>
+#include <chrono>
 #include <climits>
 #include <cmath>
 #include <thread>
@@ -577,6 +578,22 @@ TEST(Stores, TakeManyRecordsWhereRepeatedInsertionPutsThem) {
     EXPECT_EQ(removeStored(writer, &first), 0) << "it is free by now";
     EXPECT_EQ(closeStoreWriter(writer), 1);
     EXPECT_EQ(many.bytes(), one.bytes());
+}
+
+/// Each of many free blocks is searched for a record that it may have taken in, and only itself.
+TEST(Stores, AreSurveyedInTimeThatGrowsWithTheirLength) {
+    constexpr int count = 800000;
+    std::string bytes;
+    for (int i = 0; i < count; ++i)
+        bytes += "\2\0\0\0\0\0\0"s;
+    StoreFile *file = openStoreBytes(bytes.data(), bytes.size());
+    StoreSurvey survey;
+    const auto begin = std::chrono::steady_clock::now();
+    ASSERT_EQ(surveyStore(file, &survey), 1);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
+    EXPECT_EQ(survey.freeBlocks, count);
+    freeStoreSurvey(&survey);
+    closeStore(file);
 }
 
 TEST(Files, AnswerByPath) {

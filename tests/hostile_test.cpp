@@ -182,6 +182,16 @@ TEST(LongLists, TransitionTextsAndRankKeysGrow) {
     EXPECT_EQ(ends, (Ints{length, 0}));
 }
 
+TEST(LongLists, ABondFarBeyondTheEndIsNotMade) {
+    const OwnedMol mol = molecule({{6}, {6, 1.5}}, "0 1 1");
+    for (const int index : {-1, 65536, 2147483646, 2147483647})
+        EXPECT_EQ(C_setBond(mol.get(), index, 0, 1, 1), 0) << index;
+    EXPECT_EQ(mol->bondCount, 1);
+    EXPECT_EQ(C_setBond(mol.get(), 65535, 0, 1, 2), 1);
+    EXPECT_EQ(C_setBond(mol.get(), 65535 + 65535, 0, 1, 2), 1);
+    EXPECT_EQ(mol->bondCount, 131071);
+}
+
 /// The greatest record that fits the fields: a chain that ends in bromine.
 TEST(LongLists, GreatestRecordIsStoredMappedStartedAndFinished) {
     constexpr int most = 65535;

@@ -1,6 +1,7 @@
 #include "saddlefit/host.h"
 #include "saddlefit/matching.h"
 #include "saddlefit/search.h"
+#include "saddlefit/store.h"
 #include "saddlefit/superpose.h"
 
 #include "molecule/copy.hpp"
@@ -177,6 +178,30 @@ OwnedMol scattered(Dice &dice, int extra) {
         for (double *value : {&atom.x, &atom.y, &atom.z})
             *value += noise(dice.engine);
     return molecule(atoms, bonds, {{0, 1, -1, -1}, {0, 2, -1, -1}, {0, 3, -1, -1}});
+}
+
+/// A few bytes that claim the greatest counts cost no memory, and hide none of the others.
+TEST(Reporting, RecordsThatDoNotFitTheirBlocksAreNoCandidates) {
+    const Stored stored({"exact"});
+    const auto sound = bytesOf(stored.path());
+    const auto at = [&](std::size_t place) { return static_cast<unsigned char>(sound[place]); };
+    const std::size_t codes = STORE_HEADER_SIZE + 2U + at(STORE_HEADER_SIZE);
+    const std::size_t counts = codes + 2 + 2U * at(codes);
+    auto claims = sound.substr(0, counts) + std::string(6, '\xFF');
+    claims[0] = static_cast<char>(claims.size() - STORE_HEADER_SIZE);
+    const auto file = claims + sound + claims;
+    const Database database(openReactionBytes(file.data(), file.size()));
+    const auto result = ask(database.get(), *reactant(), {});
+    ASSERT_EQ(result->candidateCount, 1);
+    EXPECT_EQ(result->candidates[0].record, 1);
+    int visited = 0;
+    const auto count = [](Molecule *one, int, void *number) {
+        freeMol(one);
+        ++*static_cast<int *>(number);
+        return 0;
+    };
+    EXPECT_EQ(visitReactions(database.get(), nullptr, count, &visited), 1);
+    EXPECT_EQ(visited, 1);
 }
 
 /// The definition of the best k, with a file for each search.

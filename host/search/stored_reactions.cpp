@@ -48,6 +48,7 @@ bool StoredReactions::isRefused(Molecule &stored) const {
 }
 
 void StoredReactions::surveyAll(const std::optional<Deadline> &deadline) const {
+    if (deadline) deadline->check();
     if (!allLengths_.empty()) return;
     LengthEstimate guarded, all;
     CodesBySigma codes;

@@ -19,11 +19,11 @@ SideLines linesBeside(const std::string &database) {
 }
 
 // The first line of the record in a block.
-std::optional<SideRecord> knownOf(const SideLines &lines, const InputFile &file,
+std::optional<SideRecord> knownOf(const SideLines &lines, const RecordBytes &file,
                                   const StoreBlock &block, const StoredRecord &record) {
     if (lines.empty()) return std::nullopt;
     const auto offset = static_cast<std::size_t>(block.data);
-    return lines.find(digestOf(file.bytes(offset, record.bytes)));
+    return lines.find(digestOf(file.at(offset, record.bytes)));
 }
 
 } // namespace
@@ -33,7 +33,7 @@ Catalogue::Catalogue(const std::string &path)
 
 CatalogueEntry entryIn(const std::string &path, std::size_t position) {
     auto placed = recordIn(path, position);
-    auto known = knownOf(linesBeside(path), InputFile(path), placed.block, placed.record);
+    auto known = knownOf(linesBeside(path), RecordBytes(path), placed.block, placed.record);
     return {std::move(placed.record), std::move(known)};
 }
 

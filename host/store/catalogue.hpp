@@ -2,8 +2,8 @@
 #pragma once
 
 #include "host/store/database_file.hpp"
+#include "host/store/record_bytes.hpp"
 #include "host/store/side_file.hpp"
-#include "host/system/input_file.hpp"
 
 #include <optional>
 #include <string>
@@ -40,7 +40,7 @@ private:
     CatalogueEntry entryOf(std::size_t position, StoredRecord record) const;
 
     Database database_;
-    InputFile file_;
+    RecordBytes file_;
     SideLines lines_;
 };
 

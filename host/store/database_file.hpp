@@ -36,14 +36,14 @@ Database openDatabase(const std::string &path);
 /// openDatabase() does, as far as it reads.
 bool holdsRecords(const std::string &path);
 
-//// A record, and where it stands.
+/// A record, and where it stands.
 struct PlacedRecord {
     StoreBlock block;
     StoredRecord record;
 };
 
-//// The record at a position, told by the blocks up to it. Throws Error as openDatabase() does, as
-//// far as it reads, and if there is no such record or it is damaged.
+/// The record at a position, told by the blocks up to it. Throws Error as openDatabase() does, as
+/// far as it reads, and if there is no such record or it is damaged.
 PlacedRecord recordIn(const std::string &path, std::size_t position);
 
 /// Throws Error if there is no record at the position.

@@ -1,6 +1,6 @@
 #include "host/store/identity.hpp"
 
-#include "host/system/input_file.hpp"
+#include "host/store/record_bytes.hpp"
 #include "host/system/json.hpp"
 #include "host/system/text.hpp"
 
@@ -24,10 +24,10 @@ RecordIdentity identityOf(std::string_view record) {
 }
 
 std::vector<RecordIdentity> identitiesIn(const std::string &path, const Survey &survey) {
-    const InputFile file(path);
+    const RecordBytes file(path);
     std::vector<RecordIdentity> identities;
     for (const auto &[offset, bytes] : survey.records)
-        identities.push_back(identityOf(file.bytes(offset, bytes)));
+        identities.push_back(identityOf(file.at(offset, bytes)));
     return identities;
 }
 

@@ -244,7 +244,8 @@ std::vector<Record> readForeignFile(const InputFile &file, const std::string &fo
     for (auto &molecule : molecules) {
         const Place where{path, records.size() + 1, oneLine(molecule.title)};
         records.push_back(finishedRecord(where, source, end.hasBonds, [&] {
-            if (end.isSmiles) prepareSmiles(molecule, source == BondSource::format);
+            if (end.isSmiles) prepareSmiles(molecule, source == BondSource::format ||
+                                                      source == BondSource::formatOnly);
             return converted(molecule);
         }));
     }

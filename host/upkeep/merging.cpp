@@ -1,8 +1,8 @@
 #include "host/upkeep/merging.hpp"
 
 #include "host/store/identity.hpp"
+#include "host/store/record_bytes.hpp"
 #include "host/system/error.hpp"
-#include "host/system/input_file.hpp"
 #include "host/upkeep/stored_question.hpp"
 
 namespace saddlefit::host {
@@ -20,7 +20,7 @@ void requireAnother(const std::string &other, const std::string &database) {
 MergeCounts Merging::take(const std::string &other) {
     requireAnother(other, database_);
     const auto source = openDatabase(other);
-    const InputFile file(other);
+    const RecordBytes file(other);
     const SideLines lines(other);
     MergeCounts counts;
     for (std::size_t position = 0; position < source.records.size(); ++position) {
@@ -36,7 +36,7 @@ MergeCounts Merging::take(const std::string &other) {
             continue;
         }
         const auto offset = static_cast<std::size_t>(source.records[position].data);
-        const auto bytes = file.bytes(offset, record.bytes);
+        const auto bytes = file.at(offset, record.bytes);
         writer_.place(bytes);
         index_.add(record, bytes);
         if (const auto known = lines.find(digestOf(bytes))) writer_.note(*known);

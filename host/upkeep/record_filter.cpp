@@ -15,6 +15,7 @@ namespace saddlefit::host {
 namespace {
 
 bool hasPart(const std::string &text, const std::string &part) {
+    if (part.empty()) return true; // also of no text
     const auto equal = [](unsigned char a, unsigned char b) {
         return std::tolower(a) == std::tolower(b);
     };

@@ -52,6 +52,8 @@ typedef struct ReactionDatabase ReactionDatabase;
 /**
  * Open a database file.
  *
+ * A record whose counts do not fit its block is damage, and as good as not there.
+ *
  * Each search answers as if it read the file then: it may be written to, or replaced by another,
  * while it is open, and one that cannot be opened any more holds nothing. The first search goes
  * through the whole file and notes which records bear which transition code; later ones read what
