@@ -44,8 +44,8 @@ std::string AnswerOutput::text(const Reaction &reaction, const Answer &answer) c
 }
 
 AnswerOutput structureOutput(const std::string &path, std::size_t reactions) {
-    if (isStream(path) || namesSdf(path)) return {path, &sdfFormat};
     requireNotPacked(path);
+    if (isStream(path) || namesSdf(path)) return {path, &sdfFormat};
     const auto extension = extensionOf(path);
     if (extension == "xyz") return {path, &xyzFormat};
     if (extension == "json" || extension == "jsonl") {

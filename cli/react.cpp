@@ -243,7 +243,9 @@ int react(const ReactOptions &options) {
     const auto mishap = [&](std::size_t item, const std::string &what) {
         return answering.failure(item, reader.origin(item).text() + ": " + what);
     };
-    const auto result = runBatch(items, work, mishap, options.batch, outputs.all());
+    auto batch = options.batch;
+    if (!inTime) batch.timeout = 0; // it is over already
+    const auto result = runBatch(items, work, mishap, batch, outputs.all());
     if (result.interrupted)
         reportInterrupt(result, items.size(), !outputs.all().empty());
     else

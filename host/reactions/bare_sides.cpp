@@ -6,6 +6,9 @@
 #include "host/structures/perception.hpp"
 #include "host/system/error.hpp"
 
+#include <utility>
+#include <vector>
+
 namespace saddlefit::host {
 
 namespace {
@@ -21,6 +24,27 @@ babel::PerceiveBonds requestFor(const Structure &side, int charge) {
     return request;
 }
 
+/// Nitrogen and oxygen whose neighbours are as many as there can be have no room for a double bond
+/// to a carbon with the opposite charge. Without charges none will be drawn there.
+void dischargeYlides(Structure &side) {
+    std::vector<int> neighbours(side.atoms.size(), 0);
+    for (const auto &bond : side.bonds) {
+        ++neighbours[static_cast<std::size_t>(bond.atom1)];
+        ++neighbours[static_cast<std::size_t>(bond.atom2)];
+    }
+    constexpr int carbon = 6, nitrogen = 7, oxygen = 8;
+    for (const auto &bond : side.bonds) {
+        auto c = static_cast<std::size_t>(bond.atom1), other = static_cast<std::size_t>(bond.atom2);
+        if (side.atoms[c].element != carbon) std::swap(c, other);
+        auto &anion = side.atoms[c], &cation = side.atoms[other];
+        const bool isFull = (cation.element == nitrogen && neighbours[other] > 3) ||
+                            (cation.element == oxygen && neighbours[other] > 2);
+        if (!isFull || anion.element != carbon || anion.charge != -1 || cation.charge != 1)
+            continue;
+        anion.charge = cation.charge = 0;
+    }
+}
+
 void takeBondsOfOpenBabel(Structure &side, int charge) {
     const auto found = sharedBabel().perceiveBonds(requestFor(side, charge));
     side.bonds.clear();
@@ -28,6 +52,7 @@ void takeBondsOfOpenBabel(Structure &side, int charge) {
         side.bonds.push_back({bond.atom1, bond.atom2, bond.order});
     for (std::size_t i = 0; i < side.atoms.size(); ++i)
         side.atoms[i].charge = found.atoms.at(i).charge;
+    dischargeYlides(side);
     const std::vector<int> noHydrogens(side.atoms.size(), 0);
     side.aromaticRings = aromaticRings(side.atoms, side.bonds, noHydrogens);
 }

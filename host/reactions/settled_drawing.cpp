@@ -1,10 +1,14 @@
 #include "host/reactions/settled_drawing.hpp"
 
+#include "saddlefit/bonding.h"
+
 #include "host/reactions/drawing.hpp"
 #include "host/reactions/transitions.hpp"
 #include "host/structures/aromaticity.hpp"
+#include "host/structures/host_molecule.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <map>
 #include <optional>
@@ -15,6 +19,7 @@ namespace saddlefit::host {
 namespace {
 
 constexpr std::size_t longestPath = 12; // bonds
+constexpr double mostMisfit = 0.03;     // angstrom per bond, by which a shift may fit worse
 constexpr int mostSteps = 100'000;      // of one search; large sheets of rings have many paths
 
 /// What a shift saves: half steps of bond orders first, then differences of formal charges.
@@ -25,6 +30,21 @@ struct Shift {
     std::vector<int> atoms; ///< the first one again at the end of a ring
     int firstStep = 0;      ///< of the first bond, +1 or -1
     int charge = 0;         ///< that the last atom of a path hands to the first
+};
+
+/// What makes a drawing worse.
+struct Burden {
+    int openValences = 0;
+    int charges = 0;
+    bool isLegal = true;
+
+    Burden operator+(const Burden &other) const {
+        return {openValences + other.openValences, charges + other.charges,
+                isLegal && other.isLegal};
+    }
+    bool operator<=(const Burden &other) const {
+        return openValences <= other.openValences && charges <= other.charges;
+    }
 };
 
 std::size_t index(int atom) {
@@ -50,14 +70,14 @@ public:
         for (int atom = 0; atom < static_cast<int>(side_.atoms.size()); ++atom) {
             for (const int step : {1, -1}) {
                 shift_ = {{atom}, step, 0};
-                grow(step, 0);
+                grow(step, 0, 0.0);
             }
         }
         return best_;
     }
 
 private:
-    void grow(int step, int saved) {
+    void grow(int step, int saved, double misfit) {
         if (shift_.atoms.size() > longestPath) return;
         for (const int next : neighbours_[index(shift_.atoms.back())]) {
             if (++steps_ > mostSteps) return;
@@ -68,12 +88,15 @@ private:
             const auto &path = shift_.atoms;
             if (!closes && std::find(path.begin(), path.end(), next) != path.end()) continue;
             const int sum = saved + savedBy(bond, type, step);
+            const double worse = misfit + misfitOf(bond, type + step) - misfitOf(bond, type);
             shift_.atoms.push_back(next);
-            if (closes)
-                noteRing(step, sum);
-            else
-                notePath(step, sum);
-            if (!closes) grow(-step, sum);
+            if (worse <= mostMisfit * static_cast<double>(shift_.atoms.size() - 1)) {
+                if (closes)
+                    noteRing(step, sum);
+                else
+                    notePath(step, sum);
+            }
+            if (!closes) grow(-step, sum, worse);
             shift_.atoms.pop_back();
         }
     }
@@ -84,28 +107,41 @@ private:
         return std::abs(2 * type - wanted) - std::abs(2 * (type + step) - wanted);
     }
 
+    /// How far the bond's length is from that of its elements and type, angstrom.
+    double misfitOf(const AtomPair &bond, int type) {
+        const auto &a = side_.atoms[index(bond.first)], &b = side_.atoms[index(bond.second)];
+        auto &usual = usualLengths_[{a.element, b.element, type}];
+        if (usual == 0.0) {
+            const auto pair =
+                hostMolecule({{a.element, 0, {}}, {b.element, 0, {}}}, {{0, 1, type}});
+            usual = bondLengthGuess(pair.get(), pair->bonds[0]);
+        }
+        return std::abs(distanceBetween(a.position, b.position) - usual);
+    }
+
     void noteRing(int lastStep, int sum) {
         if (lastStep != shift_.firstStep) note({sum, 0}, 0); // else an atom would gain an order
     }
 
     void notePath(int lastStep, int sum) {
         const int first = shift_.atoms.front(), last = shift_.atoms.back();
-        const int before = burdenOf(first, 0, 0) + burdenOf(last, 0, 0);
+        const auto before = burdenOf(first, 0, 0) + burdenOf(last, 0, 0);
         for (const int charge : {0, 1, -1}) {
-            const int one = burdenOf(first, shift_.firstStep, charge);
-            const int other = burdenOf(last, lastStep, -charge);
-            if (one < 0 || other < 0 || one + other > before) continue;
+            const auto one = burdenOf(first, shift_.firstStep, charge);
+            const auto other = burdenOf(last, lastStep, -charge);
+            if (!one.isLegal || !other.isLegal || !(one + other <= before)) continue;
             note({sum, chargesSaved(first, charge) + chargesSaved(last, -charge)}, charge);
         }
     }
 
-    /// Charge and open valences of an atom whose bonds rise and whose charge changes so; -1 where
-    /// it cannot be.
-    int burdenOf(int atom, int step, int charge) const {
-        const auto valence = usualValence(side_.atoms[index(atom)].element);
-        const int formal = side_.atoms[index(atom)].charge + charge;
+    /// Of an atom whose bonds rise and whose charge changes so.
+    Burden burdenOf(int atom, int step, int charge) const {
+        constexpr int carbon = 6;
+        const auto &[element, formal, position] = side_.atoms[index(atom)];
+        const int total = formal + charge;
         const int left = valenceLeft(side_, atom, charge) - step;
-        return valence == 0 || left < 0 ? -1 : left + std::abs(formal);
+        const int lacking = element == carbon ? std::max(total, 0) : 0; // a cation's octet
+        return {left + lacking, std::abs(total), usualValence(element) > 0 && left >= 0};
     }
 
     int chargesSaved(int atom, int charge) const {
@@ -123,6 +159,7 @@ private:
     const Structure &side_, &other_;
     std::vector<std::vector<int>> neighbours_;
     std::map<AtomPair, int> types_, wanted_;
+    std::map<std::array<int, 3>, double> usualLengths_; // by elements and type
     Shift shift_;
     int steps_ = 0;
     Saving saving_{0, 0};
