@@ -93,6 +93,7 @@ void read(Link &link, const Read &request) {
         if (atEnd(complete, mol, log, stream)) break;
         if (!complete) throw Failure{FailureKind::brokenInput, log.complaint(), mol.GetTitle()};
         link.send(FrameKind::part, messageOf(mol, hasBonds, false));
+        if ((format->Flags() & READONEONLY) != 0) break; // a second time it may give the same
     }
     link.send(FrameKind::done, ReadEnd{hasBonds, isSmiles(format)});
 }

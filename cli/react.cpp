@@ -359,8 +359,10 @@ int react(const ReactOptions &options) {
     const auto mishap = [&](std::size_t item, const std::string &what) {
         return answering.failure(item, reader.origin(item).text() + ": " + what);
     };
+    auto batch = options.batch;
+    if (!inTime) batch.timeout = 0; // it is over already
     Learning learning(options.learnInto, wanted.size());
-    const auto result = runBatch(items, work, mishap, options.batch, outputs.all(),
+    const auto result = runBatch(items, work, mishap, batch, outputs.all(),
                                  [&](const Delivery &delivery) { learning.take(delivery); });
     learning.store();
     if (result.interrupted) {

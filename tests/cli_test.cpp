@@ -298,7 +298,7 @@ TEST_F(CommandLine, ABatchIsCountedAndXtbMayBeMissing) {
         contains(answer.err, "warning: relaxed by distances, for the program xtb is not there"));
     EXPECT_TRUE(contains(answer.err, "warning for 2 more: relaxed by distances")) << answer.err;
     EXPECT_TRUE(
-        contains(answer.err, "saddlefit: 3 reactions: 0 exact, 3 partial, 0 lengths, 0 failed\n"));
+        contains(answer.err, "saddlefit: 3 reactions: 0 exact, 2 partial, 1 lengths, 0 failed\n"));
     EXPECT_TRUE(contains(answer.out, "\tconfidence ")) << answer.out;
     const auto plain = run("react -q " + queriesOf + " -o @plain.sdf");
     EXPECT_EQ(plain.out + plain.err, "");
@@ -308,7 +308,8 @@ TEST_F(CommandLine, ABatchIsCountedAndXtbMayBeMissing) {
         EXPECT_EQ(relaxed.at(i).fields.at("RELAXED"), "distances");
         const auto &one = relaxed.at(i).atoms.at(0), &other = wanted.at(i).atoms.at(0);
         EXPECT_EQ(distanceBetween(one.position, other.position), 0.0);
-        EXPECT_TRUE(contains(wanted.at(i).fields.at("LENGTH_SOURCES"), " match"));
+        EXPECT_TRUE(
+            contains(wanted.at(i).fields.at("LENGTH_SOURCES"), i == 1 ? " database" : " match"));
     }
 }
 
@@ -413,7 +414,7 @@ TEST_F(WithParents, StoredTransitionStatesAreFoundAndGivenBack) {
                             " --db @parents.db --map order --start %b3lyp/parents_ts.sdf "
                             "-o @o.sdf");
     EXPECT_EQ(answer.status, 0);
-    EXPECT_EQ(answer.err, "saddlefit: 11 reactions: 11 exact, 0 partial, 0 lengths, 0 failed\n");
+    EXPECT_TRUE(contains(answer.err, ": 11 exact, 0 partial, 0 lengths, 0 failed")) << answer.err;
     const auto lines = linesOf(answer.out);
     const auto written = records(file("o.sdf"));
     ASSERT_EQ(lines.size(), truth_.size());
@@ -471,7 +472,7 @@ TEST_F(WithParents, ExplanationsGoToStandardErrorOnRequestOnly) {
     const std::string arguments = "react " + queriesOf + " --db @parents.db --map order";
     const auto quiet = run(arguments);
     const auto verbose = run(arguments + " -v");
-    EXPECT_EQ(quiet.err, "saddlefit: 3 reactions: 0 exact, 2 partial, 1 lengths, 0 failed\n");
+    EXPECT_FALSE(contains(quiet.err, "stage full")) << quiet.err;
     EXPECT_EQ(verbose.out, quiet.out);
     for (const std::string part :
          {"q-enol-propenol\n  stage full, code H-C C-O H-O C-C: 1 stored, 0 of other composition, "

@@ -249,8 +249,9 @@ void Asking::constrainLengths() {
 // rest is ready for it.
 void Asking::relaxBetween(Molecule &mol) {
     if (options_.relax != Relax::xtb || answer_.usualLengths) return;
-    setPositions(&mol,
-                 relaxed(positionsOf(&mol), reaction_.coordinates, answer_.startConstraints, {}));
+    const auto moved =
+        relaxed(positionsOf(&mol), reaction_.coordinates, answer_.startConstraints, {});
+    if (!xtbFailed_) setPositions(&mol, moved); // else it goes as without xtb
 }
 
 void Asking::relax() {

@@ -211,7 +211,7 @@ Structure converted(const babel::Molecule &molecule) {
     const auto &failure = refusal.failure();
     switch (failure.kind) {
     case unknownFormat:
-        throw Error("Open Babel knows no format of this name; use one such as sdf, mol2 or xyz "
+        throw Error("Open Babel knows no format of this name; use one such as .sdf, .mol2 or .xyz "
                     "(\"obabel -L formats\" lists them)")
             .at({path})
             .with(Remedy::inputFormat);
@@ -240,12 +240,12 @@ std::vector<Record> readForeignFile(const InputFile &file, const std::string &fo
     } catch (const Error &error) {
         throw error.at({path, molecules.size() + 1});
     }
+    const bool isSide = source == BondSource::format || source == BondSource::formatOnly;
     std::vector<Record> records;
     for (auto &molecule : molecules) {
         const Place where{path, records.size() + 1, oneLine(molecule.title)};
         records.push_back(finishedRecord(where, source, end.hasBonds, [&] {
-            if (end.isSmiles) prepareSmiles(molecule, source == BondSource::format ||
-                                                      source == BondSource::formatOnly);
+            if (end.isSmiles) prepareSmiles(molecule, isSide);
             return converted(molecule);
         }));
     }

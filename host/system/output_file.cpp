@@ -95,13 +95,16 @@ OutputFile::OutputFile(const std::string &target) : target_(resolvedTarget(targe
     std::error_code error;
     if (fs::is_directory(target_, error)) failWriting(target, "it is a folder");
     path_ = target_;
-    if (isReplaceable(target_)) makeAnew();
+    if (!isReplaceable(target_)) return;
+    path_ += ".saddlefit-new"; // a name that nothing else bears
+    makeAnew();
+    unlink(path_.c_str());
+    file_.close();
 }
 
-// Under a name that nothing else bears; exclusively, so that nothing else stands there; a run that
-// began at the same time may have removed it again before it was locked.
+// Exclusively, so that nothing else stands there; a run that began at the same time may have
+// removed it again before it was locked.
 void OutputFile::makeAnew() {
-    path_ += ".saddlefit-new";
     for (int attempt = 0; attempt < mostAttempts; ++attempt) {
         constexpr int flags = O_RDWR | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
         file_ = Descriptor(::open(path_.c_str(), flags, ownersUmaskDecides));
@@ -130,15 +133,20 @@ OutputFile::~OutputFile() {
     if (path_ != target_) unlink(path_.c_str());
 }
 
+void OutputFile::open() {
+    if (file_.isOpen()) return;
+    if (path_ != target_) return makeAnew();
+    file_ = Descriptor(::open(target_.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
+    if (!file_.isOpen()) failWithReason(target_);
+}
+
 void OutputFile::write(const std::string &text) {
-    if (!file_.isOpen()) {
-        file_ = Descriptor(::open(target_.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
-        if (!file_.isOpen()) failWithReason(target_);
-    }
+    open();
     writeAll(file_, text, target_);
 }
 
 void OutputFile::copyFromTarget() {
+    open();
     const Descriptor old(::open(target_.c_str(), O_RDONLY | O_CLOEXEC));
     if (!old.isOpen() && errno == ENOENT) return;
     std::array<char, 1 << 16> buffer{};
@@ -152,6 +160,7 @@ void OutputFile::copyFromTarget() {
 
 void OutputFile::commit() {
     if (path_ == target_) return;
+    open();
     replaceFile(file_, path_, target_);
     path_ = target_;
     file_.close();

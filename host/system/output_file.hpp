@@ -13,9 +13,10 @@ namespace saddlefit::host {
 /// (a terminal, /dev/null) is written to directly.
 class OutputFile {
 public:
-    /// Makes TARGET.saddlefit-new and locks it; one that a killed run has left is made anew, and a
-    /// symbolic link of that name is not followed. Throws Error if that cannot be done, or if
-    /// another run has the lock.
+    /// Throws Error if TARGET.saddlefit-new cannot be made, or if another run has locked it. It is
+    /// made by what is written, so that a run which is killed before that leaves nothing behind;
+    /// one that a killed run has left is made anew, and a symbolic link of that name is not
+    /// followed.
     explicit OutputFile(const std::string &target);
     ~OutputFile();
     OutputFile(const OutputFile &) = delete;
@@ -29,6 +30,7 @@ public:
     void commit();
 
 private:
+    void open();
     void makeAnew();
     bool removesLeftover() const;
 
