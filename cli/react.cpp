@@ -332,6 +332,9 @@ void reportEmpty(const std::string &database) {
 int react(const ReactOptions &options) {
     const ReactionReader reader(options.files, options.start, options.orders, options.pairing,
                                 options.bareSides);
+    if (options.takesCollection && !options.batch.quiet)
+        report(Error("takes the collection that comes with it, for no --db is given")
+                   .at({options.database}));
     const StoredReactions stored(options.database);
     if (stored.empty()) reportEmpty(options.database);
     options.requireOtherFiles();

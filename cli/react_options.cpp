@@ -4,6 +4,7 @@
 #include "cli/order_option.hpp"
 #include "cli/saddle_options.hpp"
 #include "host/programs/constraint_files.hpp"
+#include "host/store/collection_file.hpp"
 #include "host/store/database_file.hpp"
 #include "host/system/output_file.hpp"
 #include "host/system/text.hpp"
@@ -85,8 +86,10 @@ void addInputs(CLI::App &command, ReactOptions &options) {
                     "File with the products: as many records, the same atoms")
         ->required()
         ->type_name("");
-    command.add_option("--db", options.database, "Database of transition states")
-        ->required()
+    command
+        .add_option("--db", options.database,
+                    "Database of transition states; default: the collection that comes with "
+                    "saddlefit")
         ->envname("SADDLEFIT_DB")
         ->type_name("FILE");
     addInputFormatOption(command, options.files.format);
@@ -263,6 +266,11 @@ std::string ReactOptions::constraintPath(const Reaction &reaction,
 }
 
 void ReactOptions::settle() {
+    if (database.empty()) {
+        database = collectionFile();
+        if (database.empty()) throw CLI::RequiredError("--db");
+        takesCollection = true;
+    }
     answer.stages = stagesIn(stagesText);
     answer.charge = bareSides.charge;
     for (const auto &path : {output, xyz, json})

@@ -33,6 +33,7 @@ namespace saddlefit::cli {
 struct ReactOptions {
     ReactionFiles files;
     std::string database;
+    bool takesCollection = false; // for no database was named
     Start start = Start::mean;
     Orders orders = Orders::harmonised;
     PairOptions pairing;

@@ -77,33 +77,43 @@ int writeCollection(const Options &options) {
     return 0;
 }
 
+ReactionFiles shippedFiles(const Options &options) {
+    ReactionFiles files;
+    files.reactants = options.data + "/reactants.sdf";
+    files.products = options.data + "/products.sdf";
+    files.geometries = options.data + "/ts.sdf";
+    return files;
+}
+
+/// What is wrong with a shipped reaction and its side record; empty if nothing is.
+std::string faultIn(const Reaction &reaction, const Json &side) {
+    std::vector<int> elements;
+    Eigen::VectorXd saddle(static_cast<Eigen::Index>(3 * reaction.coordinates.size()));
+    for (std::size_t atom = 0; atom < reaction.coordinates.size(); ++atom) {
+        const auto &[x, y, z] = reaction.coordinates[atom];
+        elements.push_back(reaction.reactant.atoms[atom].element);
+        saddle.segment<3>(static_cast<Eigen::Index>(3 * atom)) =
+            Eigen::Vector3d(x, y, z) / angstromPerBohr;
+    }
+    return faultOf(elements, side.at("charge"), saddle, side.at("energy_hartree"), side.at("hash"));
+}
+
 /// Of the records, `count` that the seed chooses.
 int verify(const Options &options) {
-    const ReactionReader reader(
-        {options.data + "/reactants.sdf", options.data + "/products.sdf", options.data + "/ts.sdf"},
-        Start::file, Orders::drawn, {PairBy::order, {}});
+    const ReactionReader reader(shippedFiles(options), Start::file, Orders::drawn,
+                                {PairBy::order, {}});
     std::vector<Json> sides;
     std::istringstream lines(contents(options.data + "/records.jsonl"));
     for (std::string line; std::getline(lines, line);)
         sides.push_back(Json::parse(line));
+    if (sides.empty()) throw Error("there are no records in " + options.data);
     Random random(options.run.work.seed);
     int faults = 0;
-    for (std::size_t i = 0; i < options.count && !sides.empty(); ++i) {
+    for (std::size_t i = 0; i < options.count; ++i) {
         const auto index = static_cast<std::size_t>(random.next() % sides.size());
-        const auto reaction = reader.read(index).front();
-        std::vector<int> elements;
-        Eigen::VectorXd saddle(static_cast<Eigen::Index>(3 * reaction.coordinates.size()));
-        for (std::size_t atom = 0; atom < reaction.coordinates.size(); ++atom) {
-            const auto &[x, y, z] = reaction.coordinates[atom];
-            elements.push_back(reaction.reactant.atoms[atom].element);
-            saddle.segment<3>(static_cast<Eigen::Index>(3 * atom)) =
-                Eigen::Vector3d(x, y, z) / angstromPerBohr;
-        }
-        const auto &side = sides[index];
-        const auto fault = faultOf(elements, side.at("charge"), saddle, side.at("energy_hartree"),
-                                   side.at("hash"));
+        const auto fault = faultIn(reader.read(index).front(), sides[index]);
         faults += fault.empty() ? 0 : 1;
-        std::printf("%s: %s\n", side.at("name").get<std::string>().c_str(),
+        std::printf("%s: %s\n", sides[index].at("name").get<std::string>().c_str(),
                     fault.empty() ? "as it was" : fault.c_str());
     }
     std::printf("%zu checked, %d with a fault\n", options.count, faults);

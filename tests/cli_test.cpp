@@ -1,4 +1,5 @@
 // The command line as a process: what it prints, writes and returns.
+#include "host/store/collection_file.hpp"
 #include "host/structures/reader.hpp"
 #include "tests/command_line.hpp"
 
@@ -311,6 +312,22 @@ TEST_F(CommandLine, ABatchIsCountedAndXtbMayBeMissing) {
         EXPECT_TRUE(
             contains(wanted.at(i).fields.at("LENGTH_SOURCES"), i == 1 ? " database" : " match"));
     }
+}
+
+TEST_F(CommandLine, TheCollectionAnswersWhereNoDatabaseIsNamed) {
+    write("r.sdf", methane);
+    write("p.sdf", carbene);
+    const auto collection = collectionFile();
+    const auto answer = run("react @r.sdf @p.sdf");
+    if (collection.empty()) {
+        EXPECT_EQ(answer.status, 2);
+        EXPECT_TRUE(contains(answer.err, "--db is required")) << answer.err;
+        return;
+    }
+    EXPECT_EQ(answer.status, 0) << answer.err;
+    EXPECT_TRUE(contains(answer.err, collection + ": takes the collection")) << answer.err;
+    write("empty.db", "");
+    EXPECT_FALSE(contains(run("react @r.sdf @p.sdf --db @empty.db").err, collection));
 }
 
 TEST_F(CommandLine, OneBadRecordDoesNotStopTheOthers) {
