@@ -12,7 +12,7 @@ struct RunOptions {
     std::string state; ///< the folder of the journal
     WorkOptions work;
     std::size_t mostAttempts = 0; ///< in this run, 0 for no limit
-    int watchdog = 600;           ///< seconds without a word, after which an attempt is given up
+    int watchdog = 3600;          ///< seconds without a word, after which an attempt is given up
 };
 
 /// Go on with the work list where the journal stands, to its end or the limit. Each entry is done

@@ -73,16 +73,12 @@ Start startFrom(EnergySurface &surface, const Proposal &proposal, const Eigen::V
             fittedStart(species, proposal, reactant.coordinates, product.coordinates)};
 }
 
-/// The sides of molecules that are brought together: the start itself with the changing bonds
-/// moved half an angstrom to either side.
+/// The sides of molecules that are brought together: the start itself, a little back and a little
+/// on along the changing bonds.
 Start dockedSides(const Proposal &proposal, const Eigen::VectorXd &between) {
     constexpr double way = 0.5; // bohr
     const auto direction = progressDirection(proposal.changed(), between);
     return {between - way * direction, between + way * direction, between};
-}
-
-double progressAt(const BondsChanged &changed, const Eigen::VectorXd &coordinates) {
-    return progressOf(changed, coordinates);
 }
 
 StationaryPoint searched(EnergySurface &surface, const Proposal &proposal, const Start &start,
@@ -98,7 +94,7 @@ StationaryPoint searched(EnergySurface &surface, const Proposal &proposal, const
     };
     return findFirstOrder(
         surface, {from, std::nullopt, std::nullopt}, direction,
-        {changed, progressAt(changed, start.reactant), progressAt(changed, start.product)},
+        {changed, progressOf(changed, start.reactant), progressOf(changed, start.product)},
         options);
 }
 
