@@ -329,18 +329,33 @@ void reportEmpty(const std::string &database) {
                .at({database}));
 }
 
-int react(const ReactOptions &options) {
-    const ReactionReader reader(options.files, options.start, options.orders, options.pairing,
-                                options.bareSides);
+// Which database is asked where none is named, and whether it can answer anything.
+void announce(const ReactOptions &options, const StoredReactions &stored) {
     if (options.takesCollection && !options.batch.quiet)
         report(Error("takes the collection that comes with it, for no --db is given")
                    .at({options.database}));
-    const StoredReactions stored(options.database);
     if (stored.empty()) reportEmpty(options.database);
+}
+
+// Throws Error for what would fail after a long run only.
+void requirePossible(const ReactOptions &options) {
     options.requireOtherFiles();
     if (options.answer.saddle) requireMethod(options.answer.saddle->method);
-
     if (!options.constraintProgram.empty()) makeFolder(options.constraintFolder);
+}
+
+void reportResult(const BatchResult &result, std::size_t items, bool resumable, bool quiet) {
+    if (result.interrupted) reportInterrupt(result, items, resumable);
+    if (!quiet && result.done > 1) reportOutcomes(result);
+}
+
+int react(const ReactOptions &options) {
+    const ReactionReader reader(options.files, options.start, options.orders, options.pairing,
+                                options.bareSides);
+    const StoredReactions stored(options.database);
+    announce(options, stored);
+    requirePossible(options);
+
     auto wanted = options.outputs(reader.count());
     const bool resumable = !wanted.empty();
     Page page(options);
@@ -368,13 +383,11 @@ int react(const ReactOptions &options) {
     const auto result = runBatch(items, work, mishap, batch, outputs.all(),
                                  [&](const Delivery &delivery) { learning.take(delivery); });
     learning.store();
-    if (result.interrupted) {
-        reportInterrupt(result, items.size(), resumable);
-    } else {
+    if (!result.interrupted) {
         outputs.commit();
         page.commit();
     }
-    if (!options.batch.quiet && result.done > 1) reportOutcomes(result);
+    reportResult(result, items.size(), resumable, options.batch.quiet);
     return result.failed == 0 && !result.interrupted ? allDone : somethingFailed;
 }
 

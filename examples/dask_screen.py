@@ -31,7 +31,7 @@ def main(reactants, products, path, table):
             Client(cluster) as client:
         futures = client.map(ask, sides, range(len(sides)), path=str(Path(path).resolve()))
         guesses = [(pair[0].title, guess) for pair, guess in zip(sides, client.gather(futures))]
-    guesses.sort(key=lambda entry: (entry[1].expected_error is not None, entry[1].expected_error))
+    guesses.sort(key=lambda entry: entry[1].expected_error or 0.0)
     with open(table, "w", newline="") as file:
         rows = csv.writer(file)
         rows.writerow(["reaction", "outcome", "match", "expected error", "longest bond"])

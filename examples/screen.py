@@ -13,13 +13,13 @@ import saddlefit
 reactants, products, database, table = sys.argv[1:]
 sides = zip(saddlefit.read(reactants), saddlefit.read(products))
 
-# %% Ask, with as many threads as there are processors to spare; a failure stands in its place
+# %% Ask, two at a time; a failure stands in its place
 results = list(saddlefit.react_many(sides, database, jobs=2, errors="yield"))
 
-# %% The surest first; those without an expected error are stored as they are, or not at all
+# %% The surest first; what is stored as it is has no expected error
 titled = list(zip((record.title for record in saddlefit.read(reactants)), results))
 guesses = [(title, guess) for title, guess in titled if isinstance(guess, saddlefit.Guess)]
-guesses.sort(key=lambda entry: (entry[1].expected_error is not None, entry[1].expected_error))
+guesses.sort(key=lambda entry: entry[1].expected_error or 0.0)
 
 # %% A row each, and a structure
 folder = Path(table).with_suffix("")

@@ -124,9 +124,9 @@ def length(atoms, pair):
 
 def changes_in(answer):
     names = lambda pair: "–".join(f"{answer['atoms'][a - 1]['symbol']}{a}" for a in pair)
-    return [[names(c["atoms"]), c["role"], f"{c['before']} → {c['after']}", *(f"{x:.3f}" for x in (
-        length(answer["reactant"]["atoms"], c["atoms"]), c["length"], length(answer["product"]["atoms"], c["atoms"]),
-        c["usual"]))] for c in answer["changes"]]
+    at = lambda side, change: f"{length(answer[side]['atoms'], change['atoms']):.3f}"
+    return [[names(c["atoms"]), c["role"], f"{c['before']} → {c['after']}", at("reactant", c), f"{c['length']:.3f}",
+             c["source"], at("product", c), f"{c['usual']:.3f}"] for c in answer["changes"]]
 
 
 def titles(page):

@@ -1,9 +1,7 @@
 #include "host/programs/xtb.hpp"
 
-#include "saddlefit/superpose.h"
-
 #include "host/structures/elements.hpp"
-#include "host/structures/host_molecule.hpp"
+#include "host/structures/superposition.hpp"
 #include "host/system/error.hpp"
 #include "host/system/process.hpp"
 #include "host/system/temporary_folder.hpp"
@@ -188,40 +186,16 @@ std::vector<Position> positionsIn(const std::string &path, const std::vector<Str
     return positions;
 }
 
-// Column-major, as the library gives it: a rotation in 0 to 2, 4 to 6, 8 to 10, a shift in 12
-// to 14.
-using Transform = std::array<double, 16>;
-
-Position moved(const Transform &by, const Position &at) {
-    const auto row = [&](std::size_t r) {
-        return by[r] * at.x + by[4 + r] * at.y + by[8 + r] * at.z + by[12 + r];
-    };
-    return {row(0), row(1), row(2)};
-}
-
-Position movedBack(const Transform &by, const Position &at) {
-    const Position shifted{at.x - by[12], at.y - by[13], at.z - by[14]};
-    const auto column = [&](std::size_t c) {
-        return by[4 * c] * shifted.x + by[4 * c + 1] * shifted.y + by[4 * c + 2] * shifted.z;
-    };
-    return {column(0), column(1), column(2)};
-}
-
 // xtb holds the fixed atoms to each other, not in space.
 void superposeFixed(std::vector<Position> &positions, const ConstrainedMolecule &molecule) {
     if (molecule.fixed.empty()) return;
     auto atoms = molecule.atoms;
-    const auto given = hostMolecule(atoms);
     for (std::size_t i = 0; i < atoms.size(); ++i)
         atoms[i].position = positions[i];
-    const auto got = hostMolecule(atoms);
     std::vector<int> sameFixed(atoms.size(), -1);
     for (const int atom : molecule.fixed)
         sameFixed[static_cast<std::size_t>(atom)] = atom;
-    Transform ofGiven{}, ofGot{};
-    alignMapMols(given.get(), got.get(), sameFixed.data(), ofGiven.data(), ofGot.data());
-    for (auto &at : positions)
-        at = movedBack(ofGiven, moved(ofGot, at));
+    positions = laidOn(molecule.atoms, atoms, sameFixed);
 }
 
 void restoreFixed(std::vector<Position> &positions, const ConstrainedMolecule &molecule,

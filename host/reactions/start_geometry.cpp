@@ -1,10 +1,9 @@
 #include "host/reactions/start_geometry.hpp"
 
-#include "saddlefit/superpose.h"
-
 #include "host/reactions/bond_paths.hpp"
 #include "host/reactions/distance_fit.hpp"
 #include "host/structures/host_molecule.hpp"
+#include "host/structures/superposition.hpp"
 
 #include <numeric>
 
@@ -74,7 +73,7 @@ std::vector<Position> meanGeometry(const Structure &reactant, const Structure &p
     const auto after = weightedPoints(product.atoms, centre);
     std::vector<int> sameAtoms(static_cast<std::size_t>(before->atomCount));
     std::iota(sameAtoms.begin(), sameAtoms.end(), 0);
-    alignMapMols(before.get(), after.get(), sameAtoms.data(), nullptr, nullptr);
+    superpose(*before, *after, sameAtoms);
     std::vector<Position> mean;
     for (std::size_t i = 0; i < reactant.atoms.size(); ++i) {
         const Atom &a = before->atoms[i], &b = after->atoms[i];

@@ -9,7 +9,7 @@ namespace {
 constexpr int heaviestElement = 118;
 
 template <class Row> Integers rowsOf(std::size_t count, py::ssize_t columns, Row row) {
-    Integers array({static_cast<py::ssize_t>(count), columns});
+    Integers array(Shape{static_cast<py::ssize_t>(count), columns});
     auto cells = array.mutable_unchecked<2>();
     for (py::ssize_t i = 0; i < cells.shape(0); ++i) {
         const auto values = row(static_cast<std::size_t>(i));
@@ -20,7 +20,7 @@ template <class Row> Integers rowsOf(std::size_t count, py::ssize_t columns, Row
 }
 
 template <class At> Reals points(std::size_t count, At at) {
-    Reals array({static_cast<py::ssize_t>(count), py::ssize_t{3}});
+    Reals array(Shape{static_cast<py::ssize_t>(count), 3});
     auto cells = array.mutable_unchecked<2>();
     for (py::ssize_t i = 0; i < cells.shape(0); ++i) {
         const host::Position &point = at(static_cast<std::size_t>(i));
@@ -47,7 +47,7 @@ std::string bytesOf(const py::str &text) {
 }
 
 Integers integers(const std::vector<int> &values) {
-    return {static_cast<py::ssize_t>(values.size()), values.data()};
+    return Integers(static_cast<py::ssize_t>(values.size()), values.data());
 }
 
 Reals positionsOf(const std::vector<host::StructureAtom> &atoms) {

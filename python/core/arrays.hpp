@@ -15,6 +15,7 @@ namespace saddlefit::python {
 
 namespace py = pybind11;
 
+using Shape = std::vector<py::ssize_t>;
 using Integers = py::array_t<int, py::array::c_style | py::array::forcecast>;
 using Reals = py::array_t<double, py::array::c_style | py::array::forcecast>;
 
@@ -26,7 +27,7 @@ std::string bytesOf(const py::str &text);
 template <class Array>
 Array withColumns(const Array &array, py::ssize_t columns, const char *name) {
     if (array.ndim() == 2 && array.shape(1) == columns) return array;
-    if (array.size() == 0) return Array({py::ssize_t{0}, columns});
+    if (array.size() == 0) return Array(Shape{0, columns});
     throw py::value_error(std::string(name) + ": the shape must be (n, " + std::to_string(columns) +
                           ")");
 }

@@ -2,8 +2,11 @@
 #include "host/store/database_file.hpp"
 #include "host/store/survey.hpp"
 #include "host/system/file_lock.hpp"
+#include "host/upkeep/intake.hpp"
 #include "host/upkeep/rewriting.hpp"
 #include "python/core/arrays.hpp"
+#include "python/core/interruptible.hpp"
+#include "python/core/reactions.hpp"
 #include "python/core/registers.hpp"
 
 #include <optional>
@@ -21,6 +24,41 @@ using host::Survey;
 host::FileLock locked(const std::string &path,
                       host::IfMissing ifMissing = host::IfMissing::lockNothing) {
     return host::FileLock(path, ifMissing, [] {});
+}
+
+std::string joined(const std::vector<std::string> &phrases) {
+    std::string text;
+    for (const auto &phrase : phrases)
+        text += (text.empty() ? "" : "; ") + phrase;
+    return text;
+}
+
+/// The position of the new record: the first free block that is large enough may be anywhere.
+std::size_t positionOf(const std::string &path, const std::string &name) {
+    const auto database = host::openDatabase(path);
+    for (std::size_t position = database.records.size(); position-- > 0;)
+        if (host::recordAt(database, position).name == name) return position;
+    throw host::Error(host::ErrorKind::system, "the new record is gone; another program may have "
+                                               "removed it")
+        .at({path});
+}
+
+std::size_t add(const std::string &path, const Sides &sides, const Options &options, bool force,
+                const py::object &stop) {
+    return interruptibly(stop, [&] {
+        const auto reaction = host::tightest(reactionsOf(sides, options));
+        const auto lock = locked(path, host::IfMissing::makeIt);
+        host::Intake intake(path, force);
+        const auto result = intake.take(reaction);
+        if (result.became == host::Intaken::refused) {
+            throw host::Error(host::ErrorKind::refused,
+                              "not stored: " + joined(result.objections) +
+                                  "; correct the record, or store it all the same with force=True")
+                .at({path, {}, reaction.geometryTitle});
+        }
+        intake.commit();
+        return positionOf(path, reaction.geometryTitle);
+    });
 }
 
 std::size_t remove(const std::string &path, const std::vector<std::size_t> &positions) {
@@ -70,6 +108,8 @@ void registerDatabases(py::module_ &module) {
     module.def(
         "survey", [](const std::string &path) { return host::surveyOf(*host::openStoreAt(path)); },
         py::arg("path"), Released());
+    module.def("add", &add, py::arg("path"), py::arg("sides"), py::arg("options"), py::arg("force"),
+               py::arg("stop") = py::none());
     module.def("remove", &remove, py::arg("path"), py::arg("positions"), Released());
     module.def("compact", &compact, py::arg("path"), Released());
 }

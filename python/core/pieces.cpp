@@ -1,18 +1,15 @@
-#include "saddlefit/search.h"
-#include "saddlefit/superpose.h"
-
 #include "host/reactions/atom_map.hpp"
 #include "host/search/search.hpp"
 #include "host/structures/host_molecule.hpp"
 #include "host/structures/perception.hpp"
 #include "host/structures/stereo.hpp"
+#include "host/structures/superposition.hpp"
 #include "python/core/arrays.hpp"
 #include "python/core/interruptible.hpp"
 #include "python/core/reactions.hpp"
 #include "python/core/registers.hpp"
 
 #include <array>
-#include <new>
 #include <pybind11/stl.h>
 
 namespace saddlefit::host {
@@ -32,7 +29,6 @@ namespace saddlefit::python {
 namespace {
 
 using host::Structure;
-using Matrix = std::array<double, 16>; // column-major
 
 Integers perceive(const Structure &structure) {
     const py::gil_scoped_release released;
@@ -41,53 +37,17 @@ Integers perceive(const Structure &structure) {
     return bondsOf(bonds);
 }
 
-// ---- superposition ------------------------------------------------------------------------------
-
-host::Position moved(const Matrix &m, const host::Position &p) {
-    return {m[0] * p.x + m[4] * p.y + m[8] * p.z + m[12],
-            m[1] * p.x + m[5] * p.y + m[9] * p.z + m[13],
-            m[2] * p.x + m[6] * p.y + m[10] * p.z + m[14]};
-}
-
-host::Position movedBack(const Matrix &m, const host::Position &p) {
-    const double x = p.x - m[12], y = p.y - m[13], z = p.z - m[14];
-    return {m[0] * x + m[1] * y + m[2] * z, m[4] * x + m[5] * y + m[6] * z,
-            m[8] * x + m[9] * y + m[10] * z};
-}
-
-/// The library's superposition, in a searcher's state.
-struct Superposition {
-    Molecule *reference, *molecule;
-    const std::vector<int> &partners;
-    Matrix toFrame{}, ontoFrame{};
-    double misfit = 0.0;
-
-    static int find(void *context) {
-        auto &self = *static_cast<Superposition *>(context);
-        self.misfit = alignMapMols(self.reference, self.molecule, self.partners.data(),
-                                   self.toFrame.data(), self.ontoFrame.data());
-        return 1;
-    }
-};
-
-py::tuple superpose(const Reals &positions, const Reals &reference,
-                    const std::vector<int> &partners) {
+Reals superpose(const Reals &positions, const Reals &reference, const std::vector<int> &partners) {
     const auto atomsAt = [](const Reals &points) {
-        return atomsOf(integers(std::vector<int>(static_cast<std::size_t>(points.shape(0)), 1)),
-                       points);
+        const std::vector<int> hydrogens(static_cast<std::size_t>(points.shape(0)), 1);
+        return atomsOf(integers(hydrogens), points);
     };
     const auto atoms = atomsAt(withColumns(positions, 3, "positions"));
-    const auto others = atomsAt(withColumns(reference, 3, "reference"));
-    if (partners.size() != others.size()) {
+    const auto fixed = atomsAt(withColumns(reference, 3, "reference"));
+    if (partners.size() != fixed.size()) {
         throw py::value_error("partners: there must be one for each atom of the reference");
     }
-    std::vector<host::Position> placed;
-    const auto molecule = host::hostMolecule(atoms), fixed = host::hostMolecule(others);
-    Superposition task{fixed.get(), molecule.get(), partners};
-    withSearcher(host::newSearcher().get(), &Superposition::find, &task);
-    for (const auto &atom : atoms)
-        placed.push_back(movedBack(task.toFrame, moved(task.ontoFrame, atom.position)));
-    return py::make_tuple(positionsOf(placed), task.misfit);
+    return positionsOf(host::laidOn(fixed, atoms, partners));
 }
 
 // ---- maps and transitions -----------------------------------------------------------------------
@@ -103,13 +63,14 @@ std::vector<host::Reaction> transitions(const Sides &sides, const Options &optio
 }
 
 py::str codeOf(const host::Reaction &reaction) {
-    const auto mol = host::startMolecule(reaction);
+    const auto &side = reaction.reactant;
+    const auto mol = host::hostMolecule(side.atoms, side.bonds, reaction.transitions);
     return textOf(host::codeInSymbols(host::codeOf(mol.get()).data()));
 }
 
 Integers changesOf(const host::Reaction &reaction) {
     const auto count = static_cast<py::ssize_t>(reaction.changes.size());
-    Integers rows({count, py::ssize_t{4}});
+    Integers rows(Shape{count, 4});
     auto cells = rows.mutable_unchecked<2>();
     for (py::ssize_t i = 0; i < count; ++i) {
         const auto &[atoms, before, after] = reaction.changes[static_cast<std::size_t>(i)];

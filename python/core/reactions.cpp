@@ -6,6 +6,8 @@
 
 namespace saddlefit::python {
 
+namespace py = pybind11;
+
 host::ReactionReader readerOf(const Sides &sides, const Options &options) {
     return {sides.reactant, sides.product,   sides.geometry,   options.start,
             options.orders, options.pairing, options.bareSides};

@@ -103,7 +103,9 @@ class Database(Sequence[Record]):
     Raises
     ------
     InputError
-        If there is no such file, or no file is named.
+        If no file is named.
+    MachineError
+        If it cannot be opened.
     DatabaseError
         If it is no database, or damaged in its blocks.
 
@@ -210,8 +212,8 @@ class Database(Sequence[Record]):
         Examples
         --------
         >>> database = saddlefit.Database("reactions.db")
-        >>> [record.name for record in database.find(code="C-F C-Cl")]
-        ['sn2-f-ch3cl']
+        >>> [record.name for record in database.find(code="H-C C-O H-O C-C")]
+        ['enol-vinylalcohol']
         """
         return [record for record in self
                 if name in (None, record.name) and code in (None, record.code)]
@@ -239,8 +241,10 @@ class Database(Sequence[Record]):
         Raises
         ------
         InputError
-            If the sides make no reaction, or the record is refused: a made or broken bond is too
-            short or too long, or the same transition state is stored already.
+            If the sides make no reaction.
+        RefusedError
+            If a made or broken bond is too short or too long for a transition state, or the same
+            one is stored already.
 
         Examples
         --------

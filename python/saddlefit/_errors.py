@@ -33,15 +33,7 @@ class Error(Exception):
 
 
 class InputError(Error):
-    """A file, a record or a value that was given is not what it must be.
-
-    Examples
-    --------
-    >>> saddlefit.read("nowhere.sdf")
-    Traceback (most recent call last):
-    ...
-    saddlefit.InputError: nowhere.sdf: cannot be read (No such file or directory)
-    """
+    """A file, a record or a value that was given is not what it must be."""
 
 
 class RefusedError(Error):
@@ -61,7 +53,15 @@ class LimitError(Error):
 
 
 class MachineError(Error):
-    """The machine refuses: rights, disk, memory, processes."""
+    """The machine refuses: a file that is not there, rights, disk, memory, processes.
+
+    Examples
+    --------
+    >>> saddlefit.read("nowhere.sdf")
+    Traceback (most recent call last):
+    ...
+    saddlefit.MachineError: nowhere.sdf: cannot be opened (No such file or directory)
+    """
 
 
 class Cancelled(Exception):

@@ -62,8 +62,8 @@ def react_many(reactions: Iterable[tuple[Any, Any]],
     Examples
     --------
     >>> sides = zip(saddlefit.read("reactants.sdf"), saddlefit.read("products.sdf"))
-    >>> [guess.match for guess in saddlefit.react_many(sides, "reactions.db", jobs=2)][:2]
-    ['sn2-cl-ch3cl', 'elim-h2co']
+    >>> [guess.match for guess in saddlefit.react_many(sides, "reactions.db", jobs=2)][4:6]
+    ['enol-vinylalcohol', 'h13-formamide']
     """
     if workers not in _POOLS:
         raise ValueError(f"workers: {workers!r} is none of threads, processes")

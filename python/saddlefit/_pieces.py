@@ -33,8 +33,8 @@ def perceive(side: Any) -> Integers:
 
     Examples
     --------
-    >>> saddlefit.perceive(([6, 8], [[0, 0, 0], [0, 0, 1.13]])).tolist()
-    [[0, 1, 3]]
+    >>> saddlefit.perceive(([6, 8], [[0, 0, 0], [0, 0, 1.2]])).tolist()
+    [[0, 1, 2]]
     """
     return _saddlefit.perceive(structure(side)._core)
 
@@ -55,7 +55,7 @@ def stereo(side: Any) -> tuple[str, ...]:
     Examples
     --------
     >>> saddlefit.stereo(saddlefit.read("chfclbr.xyz")[0])
-    ('R', '-', '-', '-', '-')
+    ('S', '-', '-', '-', '-')
     """
     return tuple(_saddlefit.stereo(structure(side)._core))
 
@@ -114,7 +114,7 @@ def map_atoms(reactant: Any, product: Any, *, bonds: int = 8,
 
     Examples
     --------
-    >>> reactant, product = saddlefit.read("reactants.sdf")[1], saddlefit.read("products.sdf")[1]
+    >>> reactant, product = saddlefit.read("reactants.sdf")[3], saddlefit.read("products.sdf")[3]
     >>> best = saddlefit.map_atoms(reactant, product)[0]
     >>> best.broken, best.formed, best.product_atoms.tolist()
     (2, 1, [0, 1, 2, 3])

@@ -174,7 +174,9 @@ def read(path: str | os.PathLike[str], format: str = "") -> Records:
     Raises
     ------
     InputError
-        If the file cannot be read as a whole.
+        If no records can be told in the file.
+    MachineError
+        If it cannot be opened.
     ProgramError
         If the format takes Open Babel, and its program is not there or fails.
 

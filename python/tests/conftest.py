@@ -26,7 +26,7 @@ def example(tmp_path_factory):
     folder = tmp_path_factory.mktemp("example")
     parents = [DATA / f"parents_{kind}.sdf" for kind in ("reactants", "products", "ts")]
     for name in ("reactions.db", "old.db"):
-        run_program("db", "add", name, *parents, folder=folder)
+        run_program("db", "add", "--force", name, *parents, folder=folder)
     for all_of_them, one in (("reactants", "reactant"), ("products", "product"), ("ts", "state")):
         text = (DATA / f"queries_{all_of_them}.sdf").read_text()
         (folder / f"{all_of_them}.sdf").write_text(text)

@@ -12,7 +12,7 @@ import pytest
 import saddlefit
 from conftest import DATA
 
-MODULES = ["", "._database", "._errors", "._guess", "._many", "._pieces", "._react", "._structure"]
+MODULES = ["", "._database", "._guess", "._many", "._pieces", "._react", "._structure"]
 
 
 @pytest.mark.parametrize("name", MODULES)

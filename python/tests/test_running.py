@@ -72,20 +72,23 @@ def seconds_until_interrupted(after, work):
     timer = threading.Timer(after, os.kill, (os.getpid(), signal.SIGINT))
     start = time.monotonic()
     timer.start()
-    with pytest.raises(KeyboardInterrupt):
-        work()
+    try:
+        with pytest.raises(KeyboardInterrupt):
+            work()
+    finally:
+        timer.cancel()
     return time.monotonic() - start
 
 
 def test_ctrl_c_ends_the_search_for_a_map():
-    """Alike atoms: two thirds of the bonds differ, and all ways to leave them out are tried."""
-    places = [(1.5 * (i % 5), 1.5 * (i // 5), 0.1 * i) for i in range(60)]
+    """Alike atoms, and four bonds of 59 elsewhere: there are many ways to leave four out."""
+    places = [(1.5 * i, 0.1 * (i % 7), 0.1 * (i % 3)) for i in range(60)]
     chain = [(i, i + 1, 1) for i in range(59)]
-    grid = [(i, i + 5, 1) for i in range(55)]
-    one, other = (saddlefit.Structure([6] * 60, places, bonds)
-                  for bonds in (chain, chain[::2] + grid))
+    moved = [(10, 30, 1), (20, 50, 1), (5, 40, 1), (33, 55, 1)]
+    kept = [bond for bond in chain if bond[0] not in (10, 20, 30, 40)]
+    one, other = (saddlefit.Structure([6] * 60, places, bonds) for bonds in (chain, kept + moved))
     assert seconds_until_interrupted(
-        0.3, lambda: saddlefit.map_atoms(one, other, bonds=24, seconds=100)) < 20
+        0.5, lambda: saddlefit.map_atoms(one, other, seconds=100)) < 20
 
 
 @pytest.mark.parametrize("options", [{}, {"jobs": 2}, {"jobs": 2, "workers": "processes"}], ids=str)
@@ -128,7 +131,7 @@ def test_nothing_is_printed_and_no_descriptor_is_left():
               "before = os.listdir('/proc/self/fd')\n"
               "sides = zip(saddlefit.read('reactants.sdf'), saddlefit.read('products.sdf'))\n"
               "for guess in saddlefit.react_many(sides, 'reactions.db', jobs=2): pass\n"
-              "try: saddlefit.react('h2.xyz', 'h2.xyz', 'reactions.db')\n"
+              "try: saddlefit.react('h2.xyz', 'h2.xyz', 'reactions.db', bonds='saddlefit')\n"
               "except saddlefit.Error: pass\n"
               "del sides\n"
               "assert os.listdir('/proc/self/fd') == before\n")

@@ -28,14 +28,15 @@ function changesTable(answer) {
   const [before, after] = sides.map(side => lengthsIn(answer, answer[side]?.atoms));
   const saddle = shownSaddle(answer), atSaddle = lengthsIn(answer, saddle?.atoms);
   const columns = [{ head: "Bond", className: "bond" }, { head: "" }, { head: "Order", className: "order" },
-    { head: "Reactant", className: "number" }, { head: "Guess", className: "number guess" },
+    { head: "Reactant", className: "number" }, { head: "Guess", className: "number guess" }, { head: "from", className: "source" },
     ...(saddle ? [{ head: "Saddle", className: "number" }] : []),
     { head: "Product", className: "number" }, { head: "Usual", className: "number" }];
   const rows = answer.changes.map((change, i) => [
     bondName(answer, change.atoms),
     element("span", { text: change.role, className: `role ${kindOf(change)}` }),
     `${orderText(change.before)} → ${orderText(change.after)}`,
-    ...[before[i], change.length, ...(saddle ? [atSaddle[i]] : []), after[i], change.usual].map(lengthText)]);
+    lengthText(before[i]), lengthText(change.length), change.source ?? "",
+    ...[...(saddle ? [atSaddle[i]] : []), after[i], change.usual].map(lengthText)]);
   const table = wide(tableOf(columns, rows));
   table.id = "changes";
   return table;
