@@ -349,6 +349,13 @@ void reportResult(const BatchResult &result, std::size_t items, bool resumable, 
     if (!quiet && result.done > 1) reportOutcomes(result);
 }
 
+// The time of what was not prepared in time is over already.
+BatchOptions batchOf(const ReactOptions &options, bool inTime) {
+    auto batch = options.batch;
+    if (!inTime) batch.timeout = 0;
+    return batch;
+}
+
 int react(const ReactOptions &options) {
     const ReactionReader reader(options.files, options.start, options.orders, options.pairing,
                                 options.bareSides);
@@ -377,10 +384,8 @@ int react(const ReactOptions &options) {
     const auto mishap = [&](std::size_t item, const std::string &what) {
         return answering.failure(item, reader.origin(item).text() + ": " + what);
     };
-    auto batch = options.batch;
-    if (!inTime) batch.timeout = 0; // it is over already
     Learning learning(options.learnInto, wanted.size());
-    const auto result = runBatch(items, work, mishap, batch, outputs.all(),
+    const auto result = runBatch(items, work, mishap, batchOf(options, inTime), outputs.all(),
                                  [&](const Delivery &delivery) { learning.take(delivery); });
     learning.store();
     if (!result.interrupted) {
