@@ -192,7 +192,7 @@ TEST_F(CommandLine, ErrorsNameFileRecordAndFault) {
     };
     const std::vector<Row> rows{
         {"@missing.sdf", {"missing.sdf: cannot be opened", "No such file"}},
-        {"@x.unheard", {"x.unheard", "format", "such as sdf"}},
+        {"@x.unheard", {"x.unheard", "format", ".sdf"}},
         {"@none.sdf", {"none.sdf: no structure"}},
         {"@two.sdf", {"two.sdf has 2 records", "r.sdf has 1"}},
         {"@other.sdf", {"other.sdf, record 1 (x): atom 3 is F, in the reaction H", "r.sdf"}},
