@@ -115,7 +115,7 @@ void drawTripleBonds(OBMol &mol) {
             radiusOfTripleBonds(a.GetAtomicNum()) + radiusOfTripleBonds(b.GetAtomicNum());
         if (bond->GetLength() > longest) continue;
         while (bond->GetBondOrder() < 3 && takesAnotherOrder(a) && takesAnotherOrder(b))
-            bond->SetBondOrder(bond->GetBondOrder() + 1);
+            bond->SetBondOrder(static_cast<int>(bond->GetBondOrder()) + 1);
     }
 }
 

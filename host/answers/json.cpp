@@ -46,8 +46,9 @@ Json sideOf(const Structure &side) {
     std::vector<Position> positions;
     for (const auto &atom : side.atoms)
         positions.push_back(atom.position);
-    return {{"atoms", hasCoordinates(side.atoms) ? atomsObject(side.atoms, positions) : Json(nullptr)},
-            {"bonds", bondsOf(side.bonds)}};
+    return {
+        {"atoms", hasCoordinates(side.atoms) ? atomsObject(side.atoms, positions) : Json(nullptr)},
+        {"bonds", bondsOf(side.bonds)}};
 }
 
 Json changesOf(const Reaction &reaction, const Answer &answer) {

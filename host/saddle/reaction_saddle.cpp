@@ -201,10 +201,10 @@ ReactionSaddle saddleOf(const SaddleTask &task, const SaddleOptions &options) {
 
 ReactionSaddle verificationOf(const SaddleTask &task, const SaddleOptions &options) {
     const auto surface = surfaceFor(task, options);
-    const auto &[name, positions] = task.starts.at(0);
+    const auto &start = task.starts.at(0);
     const auto judge = [&](ReactionSides *sides) {
-        return reportOf(
-            {name, judged(*surface, inBohr(positions), sides, attemptOptions(options))});
+        return reportOf({start.name, judged(*surface, inBohr(start.positions), sides,
+                                            attemptOptions(options))});
     };
     if (!task.sides) return summarised(judge(nullptr), nullptr, options);
     ReactionSides sides(*surface, drawnSide(task.sides->front()), drawnSide(task.sides->back()));
