@@ -9,6 +9,7 @@
 #include <CLI/CLI.hpp>
 
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
@@ -69,9 +70,20 @@ int checkFamilies(const Options &options) {
     return faults == 0 ? 0 : 1;
 }
 
+/// The objects of a file of JSON lines.
+std::vector<Json> objectsOf(const std::string &path) {
+    std::vector<Json> objects;
+    std::istringstream lines(contents(path));
+    for (std::string line; std::getline(lines, line);)
+        objects.push_back(Json::parse(line));
+    return objects;
+}
+
 int writeCollection(const Options &options) {
     const Journal journal(options.run.state);
-    const auto shipped = shippedFrom(journal);
+    const auto supplement = options.run.state + "/supplement.jsonl";
+    const auto shipped = shippedFrom(
+        journal, std::filesystem::exists(supplement) ? objectsOf(supplement) : std::vector<Json>{});
     ship(shipped, options.data, options.run.work.seed);
     std::printf("%s", tableOf(journal, shipped).c_str());
     return 0;
@@ -102,10 +114,7 @@ std::string faultIn(const Reaction &reaction, const Json &side) {
 int verify(const Options &options) {
     const ReactionReader reader(shippedFiles(options), Start::file, Orders::drawn,
                                 {PairBy::order, {}});
-    std::vector<Json> sides;
-    std::istringstream lines(contents(options.data + "/records.jsonl"));
-    for (std::string line; std::getline(lines, line);)
-        sides.push_back(Json::parse(line));
+    const auto sides = objectsOf(options.data + "/records.jsonl");
     if (sides.empty()) throw Error("there are no records in " + options.data);
     Random random(options.run.work.seed);
     int faults = 0;

@@ -91,12 +91,12 @@ std::string sdfRecord(const ShippedRecord &one, const Structure &structure, doub
 Json sideRecord(const ShippedRecord &one, std::uint64_t seed) {
     Json side{{"name", one.name}, {"family", one.family}, {"centre", one.centre}};
     for (const auto &[key, value] : one.record.items())
-        if (!value.is_structured()) side[key] = value;
+        if (!value.is_structured() && key != "family") side[key] = value;
     side["method"] = method;
     side["program"] = "xtb 6.5.1, by its library";
     side["verification"] = "one imaginary mode (central differences); both ends by descents in "
                            "steps of 0.06 bohr, a kick and a tight minimum";
-    side["seed"] = seed;
+    if (!one.isSupplement) side["seed"] = seed;
     side["licence"] = "CC0-1.0";
     return side;
 }
@@ -196,18 +196,23 @@ std::string figuresOf(const std::vector<ShippedRecord> &shipped) {
 
 } // namespace
 
-std::vector<ShippedRecord> shippedFrom(const Journal &journal, const Quotas &quotas) {
+std::vector<ShippedRecord> shippedFrom(const Journal &journal, const std::vector<Json> &supplement,
+                                       const Quotas &quotas) {
     std::vector<ShippedRecord> records;
-    std::size_t index = 0; // of the record that belongs to the line
-    for (const auto &line : journal.lines()) {
-        if (!line.accepted()) continue;
-        const auto &record = journal.records()[index++];
+    std::set<std::string> taken;
+    const auto take = [&](const std::string &family, const Json &record, bool isSupplement) {
         const auto saddle = saddleFrom(record);
-        if (isIonPair(saddle.species, saddle.reactant) || isIonPair(saddle.species, saddle.product))
-            continue;
-        records.push_back(
-            {line.family + " " + line.hash.substr(0, 8), line.family, centreOf(saddle), record});
-    }
+        const bool ions =
+            isIonPair(saddle.species, saddle.reactant) || isIonPair(saddle.species, saddle.product);
+        if (ions || !taken.insert(saddle.hash).second) return;
+        records.push_back({family + " " + saddle.hash.substr(0, 8), family, centreOf(saddle),
+                           record, isSupplement});
+    };
+    std::size_t index = 0; // of the record that belongs to the line
+    for (const auto &line : journal.lines())
+        if (line.accepted()) take(line.family, journal.records()[index++], false);
+    for (const auto &record : supplement)
+        take(record.at("family"), record, true);
     keepShare(records, quotas.carbenes,
               [](const Json &one) { return one.at("carbenes").get<int>() > 0; });
     keepShare(records, quotas.high,

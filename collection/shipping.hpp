@@ -13,6 +13,7 @@ struct ShippedRecord {
     std::string family;
     std::string centre; ///< the code that a database finds it by: "C-H O-H"
     host::Json record;
+    bool isSupplement = false;
 };
 
 /// Shares of the collection that are not to be exceeded.
@@ -21,9 +22,12 @@ struct Quotas {
     double high = 0.20;     ///< with a barrier, to either side, above 100 kcal/mol
 };
 
-/// What of a journal goes into the collection, in the journal's order. Where there is too much of a
-/// kind, those with the highest barriers stay out.
-std::vector<ShippedRecord> shippedFrom(const Journal &journal, const Quotas &quotas = {});
+/// What of a journal goes into the collection, in the journal's order, and behind it records from
+/// elsewhere (with a member `family`) of reactions that the journal has not come to. Where there is
+/// too much of a kind, those with the highest barriers stay out.
+std::vector<ShippedRecord> shippedFrom(const Journal &journal,
+                                       const std::vector<host::Json> &supplement,
+                                       const Quotas &quotas = {});
 
 /// Write `reactants.sdf`, `products.sdf`, `ts.sdf` and `records.jsonl` into a folder. Throws Error.
 void ship(const std::vector<ShippedRecord> &records, const std::string &folder, std::uint64_t seed);
