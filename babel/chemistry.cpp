@@ -16,6 +16,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
+#include <string>
 
 namespace saddlefit::babel {
 
@@ -125,12 +127,21 @@ constexpr double fragmentGap = 3.0; // angstrom, between the boxes of two fragme
 constexpr int embeddingSteps = 250;
 constexpr double embeddingLimit = 1e-4;
 
+/// Null where it is missing. One of its own for each use: the shared ones take over a setup, its
+/// constraints included, from one molecule to the next where these have the same bonds.
+std::unique_ptr<OpenBabel::OBForceField> newForceField(const std::string &name) {
+    auto *shared = OpenBabel::OBForceField::FindForceField(name);
+    return std::unique_ptr<OpenBabel::OBForceField>(shared == nullptr ? nullptr
+                                                                      : shared->MakeNewInstance());
+}
+
 void clean(OBMol &fragment) {
     for (const char *name : {"MMFF94", "UFF"}) {
-        auto *field = OpenBabel::OBForceField::FindForceField(name);
+        const auto field = newForceField(name);
         if (field == nullptr) continue;
         field->SetLogLevel(OBFF_LOGLVL_NONE);
-        if (!field->Setup(fragment)) continue;
+        OpenBabel::OBFFConstraints none; // or those of the last molecule would hold
+        if (!field->Setup(fragment, none)) continue;
         field->ConjugateGradients(embeddingSteps, embeddingLimit);
         field->GetCoordinates(fragment);
         return;
@@ -161,7 +172,7 @@ OBMol copiedFragment(OBMol &mol, const std::vector<int> &atoms) {
 }
 
 /// Fragments stand in a row along x. The other side hears of each, for each has its time.
-void embed(Link &link, OBMol &mol) {
+void embedFragments(Link &link, OBMol &mol) {
     std::vector<std::vector<int>> fragments;
     mol.ContigFragList(fragments);
     double edge = 0.0;
@@ -249,7 +260,7 @@ void parseSmiles(Link &link, const ParseSmiles &request) {
         throw Failure{FailureKind::brokenInput, log.complaint(), {}};
     }
     if (request.addsHydrogens) mol.AddHydrogens();
-    if (request.embeds) embed(link, mol);
+    if (request.embeds) embedFragments(link, mol);
     link.send(FrameKind::done, messageOf(mol, true, true));
 }
 
@@ -271,7 +282,7 @@ void writeSmiles(Link &link, const WriteSmiles &request) {
 
 void relax(Link &link, const Relax &request) {
     requireAtoms(request);
-    auto *field = OpenBabel::OBForceField::FindForceField(request.forceField);
+    const auto field = newForceField(request.forceField);
     if (field == nullptr) throw Failure{FailureKind::noForceField, {}, {}};
     OpenBabel::obErrorLog.StopLogging();
     field->SetLogLevel(OBFF_LOGLVL_NONE);
@@ -306,6 +317,15 @@ void match(Link &link, const MatchPattern &request) {
             one.push_back(atom - 1);
     }
     link.send(FrameKind::done, matches);
+}
+
+void embed(Link &link, const Embed &request) {
+    const Log log;
+    OBMol mol;
+    fill(mol, request.molecule);
+    finish(mol, request.molecule);
+    embedFragments(link, mol);
+    link.send(FrameKind::done, positionsOf(mol));
 }
 
 } // namespace saddlefit::babel

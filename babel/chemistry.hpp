@@ -11,5 +11,6 @@ void parseSmiles(Link &link, const ParseSmiles &request);
 void writeSmiles(Link &link, const WriteSmiles &request);
 void relax(Link &link, const Relax &request);
 void match(Link &link, const MatchPattern &request);
+void embed(Link &link, const Embed &request);
 
 } // namespace saddlefit::babel

@@ -40,7 +40,8 @@ constexpr std::array entries{
     Entry{FrameKind::parseSmiles, answerTo<ParseSmiles, parseSmiles>},
     Entry{FrameKind::writeSmiles, answerTo<WriteSmiles, writeSmiles>},
     Entry{FrameKind::relax, answerTo<Relax, relax>},
-    Entry{FrameKind::match, answerTo<MatchPattern, match>}};
+    Entry{FrameKind::match, answerTo<MatchPattern, match>},
+    Entry{FrameKind::embed, answerTo<Embed, embed>}};
 
 /// What the system, or whoever started the program, allows less stays as it is; 0 asks for nothing.
 void limit(decltype(RLIMIT_AS) resource, std::uint64_t bytes) {

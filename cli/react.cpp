@@ -192,7 +192,7 @@ public:
     void store() const {
         if (database_.empty() || records_.back().empty()) return;
         const TemporaryFolder folder;
-        const ReactionFiles files{folder.file("reactants.sdf"), folder.file("products.sdf"),
+        const ReactionFiles files{{folder.file("reactants.sdf"), folder.file("products.sdf")},
                                   folder.file("saddles.sdf")};
         writeFile(files.reactants, records_[0]);
         writeFile(files.products, records_[1]);

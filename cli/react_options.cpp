@@ -77,15 +77,37 @@ std::string asFileName(std::string title) {
     return title.substr(0, longest);
 }
 
+void requireSides(const ReactionFiles &files) {
+    const bool one = !files.reactants.empty();
+    const bool molecules = !files.reactantMolecules.empty() || !files.productMolecules.empty();
+    if (!one && !molecules) throw CLI::RequiredError("REACTANTS");
+    if (one && molecules) {
+        throw CLI::ValidationError("--reactants", "give the sides as REACTANTS and PRODUCTS, or as "
+                                                  "--reactants and --products, not both ways");
+    }
+    if (molecules && (files.reactantMolecules.empty() || files.productMolecules.empty())) {
+        throw CLI::ValidationError("--reactants", "and --products are given together");
+    }
+    if (one && files.products.empty() && !areReactionSmiles(files))
+        throw CLI::RequiredError("PRODUCTS");
+}
+
 void addInputs(CLI::App &command, ReactOptions &options) {
-    command.add_option("REACTANTS", options.files.reactants, "File with the reactants")
-        ->required()
+    command
+        .add_option("REACTANTS", options.files.reactants,
+                    "File with the reactants; or reaction SMILES: one itself, or a file of them")
         ->type_name("");
     command
         .add_option("PRODUCTS", options.files.products,
                     "File with the products: as many records, the same atoms")
-        ->required()
         ->type_name("");
+    command
+        .add_option("--reactants", options.files.reactantMolecules,
+                    "Files of the reactant molecules of one reaction, to be placed as they react")
+        ->type_name("FILE...");
+    command
+        .add_option("--products", options.files.productMolecules, "Files of its product molecules")
+        ->type_name("FILE...");
     command
         .add_option("--db", options.database,
                     "Database of transition states; default: the collection that comes with "
@@ -226,7 +248,10 @@ void ReactOptions::requireOtherFiles() const {
         return error ? std::filesystem::path(path) : found;
     };
     std::set<std::filesystem::path> taken;
-    for (const auto &input : {files.reactants, files.products, files.geometries})
+    std::vector<std::string> inputs{files.reactants, files.products, files.geometries};
+    for (const auto *more : {&files.reactantMolecules, &files.productMolecules})
+        inputs.insert(inputs.end(), more->begin(), more->end());
+    for (const auto &input : inputs)
         if (!input.empty() && input != standardInput) taken.insert(place(input));
     for (const auto &path : {output, xyz, json, html, learnInto}) {
         if (path.empty()) continue;
@@ -266,6 +291,7 @@ std::string ReactOptions::constraintPath(const Reaction &reaction,
 }
 
 void ReactOptions::settle() {
+    requireSides(files);
     if (database.empty()) {
         database = collectionFile();
         if (database.empty()) throw CLI::RequiredError("--db");
@@ -319,6 +345,7 @@ void addReactOptions(CLI::App &command, ReactOptions &options) {
         "its outcome, energy, barrier, lowest mode and gradients.\n\n"
         "Examples:\n"
         "  saddlefit react reactants.sdf products.sdf --db reactions.db -o guess.sdf\n"
+        "  saddlefit react 'C=CC=C.C=C>>C1CCC=CC1' --db reactions.db -o guess.sdf\n"
         "  saddlefit react r.sdf p.sdf --db reactions.db --relax xtb --json guess.jsonl -j 8\n"
         "  saddlefit react r.sdf p.sdf --db reactions.db --saddle -o saddles.sdf\n"
         "  saddlefit react r.sdf p.sdf --db reactions.db --constraints orca -d inputs");

@@ -33,6 +33,8 @@ const char *wordsOf(Remedy remedy) {
     case Remedy::makeOrCheckDatabase:
         return ", make one with \"saddlefit db add\", or see with \"saddlefit db check\" what is "
                "wrong";
+    case Remedy::orderOfAtoms:
+        return ", or say --map order";
     case Remedy::listDatabase:
         return ", see \"saddlefit db list\"";
     case Remedy::salvageDatabase:

@@ -222,7 +222,7 @@ int verifyJob(const SaddleCommandOptions &options, const FrequencyJob &job) {
         throw Error("vibrations of " + job.program +
                     " without a reaction; give it by --reactants and --products")
             .at({path});
-    const ReactionReader reader({options.files.reactants, options.files.products, {}},
+    const ReactionReader reader({{options.files.reactants, options.files.products}, {}},
                                 Start::reactant, Orders::harmonised);
     const auto task = saddleTask(reader.read(0).front(), {}, 0, 0);
     requireSameAtoms(path, job, task);

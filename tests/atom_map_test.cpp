@@ -27,6 +27,7 @@ Numbers order(std::size_t count) {
 /// Atom i becomes atom places[i]; all are turned about the z axis and moved.
 Structure shuffled(const Structure &structure, const Numbers &places) {
     auto result = structure;
+    result.mapNumbers.clear();
     for (std::size_t i = 0; i < places.size(); ++i) {
         auto atom = structure.atoms[i];
         const auto at = atom.position;
@@ -193,6 +194,38 @@ TEST_F(Map, OfTheProgramIsFoundOrAskedFor) {
                                "not every atom has a map number"));
     EXPECT_TRUE(test::contains(run("react r.sdf same.sdf --db a.db").err,
                                "both sides are the same molecules"));
+}
+
+/// The record of chloride and methyl chloride with the map numbers that `keeps` names.
+std::string exchange(const std::string &file, const std::string &keeps) {
+    const auto text = test::contentsOf(data + file);
+    const auto begin = text.find("sn2-cl-ch3cl");
+    std::istringstream stream(text.substr(begin, text.find("$$$$\n", begin) + 5 - begin));
+    std::string result;
+    for (std::string line; std::getline(stream, line); result += line + "\n") {
+        constexpr std::size_t atomLine = 69, number = 60;
+        if (line.size() != atomLine || keeps.find(line[number + 2]) != std::string::npos) continue;
+        line.replace(number, 3, "  0");
+    }
+    return result;
+}
+
+TEST_F(Map, KeepsNumbersOfSomeAtomsAndRefusesTheSameMoleculesWithoutAny) {
+    const struct {
+        const char *numbers, *options;
+        int status;
+    } rows[] = {{"123456", "", 0}, {"13", "", 0}, {"", "", 1}, {"", "--map order", 0}};
+    for (const auto &[numbers, options, status] : rows) {
+        SCOPED_TRACE(std::string(numbers) + " " + options);
+        write("r.sdf", exchange("parents_reactants.sdf", numbers));
+        write("p.sdf", exchange("parents_products.sdf", numbers));
+        write("ts.sdf", exchange("parents_ts.sdf", ""));
+        run("db add --force a.db r.sdf p.sdf ts.sdf");
+        const auto answer = run("react r.sdf p.sdf --db a.db " + std::string(options));
+        EXPECT_EQ(answer.status, status) << answer.err;
+        EXPECT_EQ(test::contains(answer.out, "exact sn2-cl-ch3cl"), status == 0) << answer.out;
+        EXPECT_EQ(test::contains(answer.err, "give them map numbers"), status == 1) << answer.err;
+    }
 }
 
 } // namespace

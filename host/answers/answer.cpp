@@ -4,6 +4,7 @@
 
 #include "host/reactions/electrons.hpp"
 #include "host/reactions/relaxation.hpp"
+#include "host/reactions/several_starts.hpp"
 #include "host/search/direction.hpp"
 #include "host/structures/elements.hpp"
 
@@ -67,6 +68,7 @@ private:
     void relax();
     void addFlank(const char *like, const Structure &side);
     std::string relaxationName() const;
+    std::vector<Position> relaxedByDistances(const Relaxation &task, bool fromStart) const;
     std::vector<Position> relaxed(const std::vector<Position> &from,
                                   const std::vector<Position> &model,
                                   const std::vector<Constraint> &constraints,
@@ -283,6 +285,12 @@ std::string Asking::relaxationName() const {
     return options_.relax == Relax::uff ? "uff" : "distances";
 }
 
+std::vector<Position> Asking::relaxedByDistances(const Relaxation &task, bool fromStart) const {
+    if (!fromStart || !reaction_.startsBetween) return relaxByDistances(task);
+    return relaxFromSeveralStarts(task, reaction_.reactant, reaction_.product,
+                                  centreOf(reaction_.changes));
+}
+
 // By distances first in any case: what goes on from there finds no atoms on top of each other.
 std::vector<Position> Asking::relaxed(const std::vector<Position> &from,
                                       const std::vector<Position> &model,
@@ -294,7 +302,7 @@ std::vector<Position> Asking::relaxed(const std::vector<Position> &from,
                     constraints,
                     fixed,
                     hints_};
-    auto positions = relaxByDistances(task);
+    auto positions = relaxedByDistances(task, &model == &reaction_.coordinates);
     if (options_.relax == Relax::internal) return positions;
     task.atoms = placedAtoms(reaction_, positions);
     if (!hints_.empty()) task.fixed = centreOf(reaction_.changes); // it stands now

@@ -90,7 +90,7 @@ SaddleQuestions::SaddleQuestions(const SaddleQuestionFiles &files)
     : files_(files), geometries_(files.geometries) {
     if (files.reactants.empty()) return;
     reactions_ = std::make_unique<ReactionReader>(
-        ReactionFiles{files.reactants, files.products, files.geometries}, Start::file,
+        ReactionFiles{{files.reactants, files.products}, files.geometries}, Start::file,
         Orders::harmonised);
 }
 

@@ -59,19 +59,29 @@ std::vector<std::string> doubtsAbout(const Structure &reactant, const Structure 
     return doubts;
 }
 
-void requireMapsInOrder(const Structure &product, const Structure &reactant) {
+std::optional<AtomPair> misplacedNumber(const Structure &product, const Structure &reactant) {
     const auto &before = reactant.mapNumbers, &after = product.mapNumbers;
-    for (std::size_t i = 0; i < std::min(before.size(), after.size()); ++i) {
-        const auto found = std::find(after.begin(), after.end(), before[i]);
-        const auto place = static_cast<std::size_t>(found - after.begin());
-        if (place == i || found == after.end()) continue;
-        throw Error("by the map numbers " + labelIn(reactant.atoms, static_cast<int>(i)) +
-                    " of the reactant is " + labelIn(product.atoms, static_cast<int>(place)) +
-                    ", but atoms are paired by their order; bring both records into the order "
-                    "of the map numbers, or take these out if the order is right")
-            .at(product.origin)
-            .about({static_cast<int>(place)});
+    for (std::size_t i = 0; i < before.size(); ++i) {
+        const bool isOwn =
+            before[i] != 0 && std::count(before.begin(), before.end(), before[i]) == 1;
+        if (!isOwn || std::count(after.begin(), after.end(), before[i]) != 1) continue;
+        const auto place = std::find(after.begin(), after.end(), before[i]) - after.begin();
+        if (place != static_cast<std::ptrdiff_t>(i)) {
+            return AtomPair{static_cast<int>(i), static_cast<int>(place)};
+        }
     }
+    return std::nullopt;
+}
+
+void requireMapsInOrder(const Structure &product, const Structure &reactant) {
+    const auto misplaced = misplacedNumber(product, reactant);
+    if (!misplaced) return;
+    throw Error("by the map numbers " + labelIn(reactant.atoms, misplaced->first) +
+                " of the reactant is " + labelIn(product.atoms, misplaced->second) +
+                ", but atoms are paired by their order; bring both records into the order "
+                "of the map numbers, or take these out if the order is right")
+        .at(product.origin)
+        .about({misplaced->second});
 }
 
 } // namespace saddlefit::host

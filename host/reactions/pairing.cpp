@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <map>
 #include <numeric>
+#include <set>
 
 namespace saddlefit::host {
 
@@ -47,13 +48,18 @@ Pairing byOrder(const Structure &reactant, const Structure &product) {
     return {product, {}, {}};
 }
 
+/// Each atom has a number of its own.
+bool isNumbered(const Structure &side) {
+    const std::set<int> different(side.mapNumbers.begin(), side.mapNumbers.end());
+    return !different.empty() && different.size() == side.atoms.size() && !different.contains(0);
+}
+
 Pairing byNumbers(const Structure &reactant, const Structure &product) {
     for (const auto *side : {&reactant, &product}) {
-        if (side->mapNumbers.empty()) {
-            throw Error("not every atom has a map number of its own, so the atoms cannot be paired "
-                        "by them; number all, or let the atoms be paired otherwise")
-                .at(side->origin);
-        }
+        if (isNumbered(*side)) continue;
+        throw Error("not every atom has a map number of its own, so the atoms cannot be paired "
+                    "by them; number all, or let the atoms be paired otherwise")
+            .at(side->origin);
     }
     std::map<int, int> atomOf;
     for (std::size_t i = 0; i < product.mapNumbers.size(); ++i)
@@ -96,12 +102,13 @@ std::vector<Pairing> pairingsOf(const Structure &product, const AtomMapSearch &s
 [[noreturn]] void refuse(const Structure &reactant, const Structure &product,
                          const AtomMapSearch &search, const AtomMapLimits &limits) {
     const std::string remedy =
-        "; list the atoms of both sides in the same order, or give all of them map numbers";
+        "; list the atoms of both sides in the same order, or give them map numbers";
     switch (search.outcome) {
     case MapOutcome::unchanged:
-        throw Error("both sides are the same molecules, so only a map tells which atoms react" +
-                    remedy)
-            .at(product.origin);
+        throw Error("both sides are the same molecules, so only a map tells which atoms react; "
+                    "give them map numbers")
+            .at(product.origin)
+            .with(Remedy::orderOfAtoms);
     case MapOutcome::tooManyBonds:
         throw Error("however the atoms are paired, more than " + std::to_string(limits.bonds) +
                     " bonds break and form, which is no elementary reaction" + remedy)
@@ -123,15 +130,20 @@ std::vector<Pairing> orderWith(Pairing order, const std::string &note) {
     return {std::move(order)};
 }
 
-std::vector<Pairing> automatic(const Structure &reactant, const Structure &product,
-                               const PairOptions &options) {
-    const bool numbered = !reactant.mapNumbers.empty() && !product.mapNumbers.empty();
-    if (numbered) return {byOrder(reactant, product)};
-    if (!listSameElements(reactant, product)) {
-        const auto search = mapAtoms(reactant, product, options.limits);
-        if (search.outcome != MapOutcome::found) refuse(reactant, product, search, options.limits);
-        return pairingsOf(product, search);
-    }
+/// The maps with the fewest changes, whatever the order.
+std::vector<Pairing> fewestChanges(const Structure &reactant, const Structure &product,
+                                   const PairOptions &options) {
+    const auto search = mapAtoms(reactant, product, options.limits);
+    if (search.outcome != MapOutcome::found) refuse(reactant, product, search, options.limits);
+    auto result = pairingsOf(product, search);
+    const bool isExpected = options.order == OrderOfAtoms::meansNothing && result.size() == 1;
+    if (isExpected) result.front().notes.clear();
+    return result;
+}
+
+/// The order, unless another map has fewer changes.
+std::vector<Pairing> orderOrFewer(const Structure &reactant, const Structure &product,
+                                  const PairOptions &options) {
     Pairing order{product, {}, {}};
     std::vector<int> identity(reactant.atoms.size());
     std::iota(identity.begin(), identity.end(), 0);
@@ -143,11 +155,22 @@ std::vector<Pairing> automatic(const Structure &reactant, const Structure &produ
                                 "and forms fewer bonds could not be told in time");
     }
     if (search.maps.empty()) return {order};
-    if (search.broken + search.formed == 0) {
-        return orderWith(order, "both sides are the same molecules; the order of the atoms is "
-                                "taken for the reaction");
+    if (search.broken + search.formed > 0) return pairingsOf(product, search);
+    if (options.order != OrderOfAtoms::confirmed) refuse(reactant, product, search, limits);
+    return orderWith(order, "both sides are the same molecules; the order of the atoms is "
+                            "taken for the reaction");
+}
+
+std::vector<Pairing> automatic(const Structure &reactant, const Structure &product,
+                               const PairOptions &options) {
+    const bool numbered = isNumbered(reactant) && isNumbered(product);
+    const bool meansNothing = options.order == OrderOfAtoms::meansNothing;
+    if (numbered) return {meansNothing ? byNumbers(reactant, product) : byOrder(reactant, product)};
+    if (meansNothing || !listSameElements(reactant, product) ||
+        misplacedNumber(product, reactant)) {
+        return fewestChanges(reactant, product, options);
     }
-    return pairingsOf(product, search);
+    return orderOrFewer(reactant, product, options);
 }
 
 } // namespace

@@ -19,9 +19,17 @@ template <>
 inline constexpr auto wordsFor<PairBy> = std::to_array<Word<PairBy>>(
     {{PairBy::automatic, "auto"}, {PairBy::order, "order"}, {PairBy::numbers, "numbers"}});
 
+/// What the order of the atoms is worth to PairBy::automatic.
+enum class OrderOfAtoms {
+    counts,       ///< it stands where it breaks and forms as few bonds as the best map
+    confirmed,    ///< likewise, and between the same molecules too: a transition state shows it
+    meansNothing, ///< the best maps are taken
+};
+
 struct PairOptions {
     PairBy by = PairBy::automatic;
-    AtomMapLimits limits;
+    AtomMapLimits limits{};
+    OrderOfAtoms order = OrderOfAtoms::counts;
 };
 
 /// A product that lists its atoms as the reactant does.
@@ -34,8 +42,10 @@ struct Pairing {
 /// The ways to pair the atoms, best first, at least one. Several only where they break and form
 /// equally few bonds, and fewer than the order does.
 ///
-/// Where both sides number each of their atoms, the order has to agree with the numbers
-/// (PairBy::order, automatic). Throws Error where the atoms cannot be paired.
+/// Map numbers that occur once on each side are kept. Where both sides number each of their atoms,
+/// the order has to agree with the numbers (PairBy::order, automatic; unless it means nothing).
+/// Throws Error where the atoms cannot be paired, and where the sides are the same molecules and
+/// neither numbers nor a transition state tell what happens between them.
 std::vector<Pairing> pairings(const Structure &reactant, const Structure &product,
                               const PairOptions &options);
 

@@ -2,6 +2,7 @@
 
 #include "host/reactions/doubts.hpp"
 #include "host/reactions/settled_drawing.hpp"
+#include "host/reactions/side_placement.hpp"
 #include "host/reactions/start_geometry.hpp"
 #include "host/structures/elements.hpp"
 #include "host/structures/labels.hpp"
@@ -15,28 +16,6 @@ namespace {
 // An elementary reaction changes few bonds. More of them mean that the atoms of the two sides are
 // numbered differently.
 constexpr std::size_t mostChanges = 10;
-
-std::string countOf(const std::string &path, const RecordFile &file) {
-    return path + " has " + std::to_string(file.count());
-}
-
-void requireSameCount(const std::string &path, const RecordFile &file, const std::string &otherPath,
-                      const RecordFile &other) {
-    if (file.count() == other.count()) return;
-    throw Error(countOf(path, file) + " records, but " + countOf(otherPath, other) +
-                "; record by record the files must hold the same reactions")
-        .about(Place{path});
-}
-
-// The standard input can be read once only.
-const ReactionFiles &requireOneStandardInput(const ReactionFiles &files) {
-    int count = 0;
-    for (const auto *path : {&files.reactants, &files.products, &files.geometries})
-        count += *path == standardInput ? 1 : 0;
-    if (count < 2) return files;
-    throw Error("only one of the files can come in by the standard input; name the others")
-        .at({standardInput});
-}
 
 /// The structure of a record; throws the reason if there is none.
 Structure structureIn(const RecordFile &file, std::size_t index) {
@@ -99,12 +78,20 @@ std::vector<std::string> warningsAbout(const Reaction &reaction) {
     return warnings;
 }
 
+Sides inReactantsOrder(const Sides &sides, const Pairing &pairing) {
+    auto paired = sides;
+    paired.product.structure = pairing.product;
+    if (pairing.productAtoms.empty()) return paired;
+    std::vector<int> places(pairing.productAtoms.size());
+    for (std::size_t i = 0; i < places.size(); ++i)
+        places[static_cast<std::size_t>(pairing.productAtoms[i])] = static_cast<int>(i);
+    paired.product.marks = renumbered(sides.product.marks, places);
+    return paired;
+}
+
 std::vector<Position> positionsIn(const Structure &structure) {
     requireCoordinates(structure);
-    std::vector<Position> positions;
-    for (const auto &atom : structure.atoms)
-        positions.push_back(atom.position);
-    return positions;
+    return positionsOf(structure.atoms);
 }
 
 } // namespace
@@ -120,17 +107,12 @@ std::vector<int> centreOf(const std::vector<BondChange> &changes) {
 
 ReactionReader::ReactionReader(const ReactionFiles &files, Start start, Orders orders,
                                const PairOptions &pairing, const BareSideOptions &bareSides)
-    : start_(start),
-      orders_(orders),
-      pairing_(pairing),
-      bareSides_(bareSides),
-      path_(requireOneStandardInput(files).reactants),
-      reactants_(files.reactants, BondSource::formatOnly, files.format),
-      products_(files.products, BondSource::formatOnly, files.format) {
-    requireSameCount(files.products, products_, files.reactants, reactants_);
+    : start_(start), orders_(orders), pairing_(pairing), bareSides_(bareSides) {
+    requireOneStandardInput(files, files.geometries);
+    sides_ = openSides(files, start == Start::file);
     if (start != Start::file) return;
     geometries_.emplace(files.geometries, BondSource::formatOnly, files.format);
-    requireSameCount(files.geometries, *geometries_, files.reactants, reactants_);
+    requireSameCount({files.geometries, geometries_->count()}, {sides_->name(), count()});
 }
 
 ReactionReader::ReactionReader(const Structure &reactant, const Structure &product,
@@ -140,22 +122,8 @@ ReactionReader::ReactionReader(const Structure &reactant, const Structure &produ
       orders_(orders),
       pairing_(pairing),
       bareSides_(bareSides),
-      path_(reactant.origin.file),
-      reactants_({Record(reactant)}),
-      products_({Record(product)}) {
+      sides_(givenSides(reactant, product)) {
     if (geometry) geometries_.emplace(std::vector{Record(*geometry)});
-}
-
-std::string ReactionReader::title(std::size_t index) const {
-    const auto record = reactants_.read(index);
-    const auto *reactant = std::get_if<Structure>(&record);
-    return reactant == nullptr ? "record " + std::to_string(index + 1) : titleOf(*reactant, index);
-}
-
-Place ReactionReader::origin(std::size_t index) const {
-    const auto record = reactants_.read(index);
-    const auto *reactant = std::get_if<Structure>(&record);
-    return reactant == nullptr ? Place{path_, index + 1} : reactant->origin;
 }
 
 std::vector<Position> ReactionReader::coordinatesOf(std::size_t index,
@@ -179,13 +147,22 @@ std::vector<Position> ReactionReader::coordinatesOf(std::size_t index,
     return positionsIn(reactant);
 }
 
-Reaction ReactionReader::reactionOf(std::size_t index, const Structure &reactant,
-                                    Pairing pairing) const {
+Sides ReactionReader::sidesOf(std::size_t index, bool withCoordinates) const {
+    auto sides = sides_->read(index, withCoordinates);
+    auto &reactant = sides.reactant.structure, &product = sides.product.structure;
+    findBonds(reactant, product, bareSides_);
+    if (orders_ == Orders::smiles) { // these name the atoms by their places in the record
+        takeSmilesOrders(reactant);
+        takeSmilesOrders(product);
+    }
+    return sides;
+}
+
+Reaction ReactionReader::reactionOf(std::size_t index, const Sides &sides) const {
     Reaction reaction;
     reaction.number = index + 1;
-    reaction.reactant = reactant;
-    reaction.product = std::move(pairing.product);
-    reaction.productAtoms = std::move(pairing.productAtoms);
+    reaction.reactant = sides.reactant.structure;
+    reaction.product = sides.product.structure;
     if (bareSides_.finder == BondFinder::openBabel) {
         settleDrawings(reaction.reactant, reaction.product);
     }
@@ -194,27 +171,40 @@ Reaction ReactionReader::reactionOf(std::size_t index, const Structure &reactant
     if (orders_ != Orders::drawn) reaction.changes = withoutRedrawnRings(reaction.changes);
     requireReaction(reaction);
     reaction.transitions = deriveTransitions(reaction.changes);
-    reaction.pairingNotes = std::move(pairing.notes);
     return reaction;
 }
 
-std::vector<Reaction> ReactionReader::readChanges(std::size_t index) const {
-    auto reactant = structureIn(reactants_, index), product = structureIn(products_, index);
-    findBonds(reactant, product, bareSides_);
-    if (orders_ == Orders::smiles) { // these name the atoms by their places in the record
-        takeSmilesOrders(reactant);
-        takeSmilesOrders(product);
-    }
+std::vector<Reaction> ReactionReader::readPaired(std::size_t index, bool withCoordinates) const {
+    const auto sides = sidesOf(index, withCoordinates);
+    auto options = pairing_;
+    options.order = start_ == Start::file && sides.order == OrderOfAtoms::counts
+                        ? OrderOfAtoms::confirmed
+                        : sides.order;
     std::vector<Reaction> reactions;
-    for (auto &pairing : pairings(reactant, product, pairing_))
-        reactions.push_back(reactionOf(index, reactant, std::move(pairing)));
+    for (auto &pairing : pairings(sides.reactant.structure, sides.product.structure, options)) {
+        auto paired = inReactantsOrder(sides, pairing);
+        auto notes = std::move(pairing.notes);
+        notes.insert(notes.end(), sides.notes.begin(), sides.notes.end());
+        if (withCoordinates) {
+            const auto told = placeSides(paired);
+            notes.insert(notes.end(), told.begin(), told.end());
+        }
+        auto &reaction = reactions.emplace_back(reactionOf(index, paired));
+        reaction.productAtoms = std::move(pairing.productAtoms);
+        reaction.pairingNotes = std::move(notes);
+    }
     return reactions;
 }
 
+std::vector<Reaction> ReactionReader::readChanges(std::size_t index) const {
+    return readPaired(index, false);
+}
+
 std::vector<Reaction> ReactionReader::read(std::size_t index) const {
-    auto reactions = readChanges(index);
+    auto reactions = readPaired(index, start_ != Start::file);
     for (auto &reaction : reactions) {
         reaction.coordinates = coordinatesOf(index, reaction);
+        reaction.startsBetween = start_ == Start::mean && hasCoordinates(reaction.product.atoms);
         reaction.title = titleOf(reaction.reactant, index);
         reaction.geometryTitle = reaction.title;
         if (start_ == Start::file) {

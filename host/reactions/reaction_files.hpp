@@ -4,6 +4,7 @@
 #include "host/reactions/bare_sides.hpp"
 #include "host/reactions/drawing.hpp"
 #include "host/reactions/pairing.hpp"
+#include "host/reactions/side_source.hpp"
 #include "host/reactions/transitions.hpp"
 #include "host/structures/reader.hpp"
 #include "host/system/words.hpp"
@@ -16,11 +17,8 @@
 namespace saddlefit::host {
 
 /// Record i of each file is the same reaction. The geometries list their atoms as the reactants do.
-struct ReactionFiles {
-    std::string reactants;
-    std::string products;
+struct ReactionFiles : SideFiles {
     std::string geometries; ///< for Start::file only
-    std::string format{};   ///< of files without an extension, and of the standard input
 };
 
 /// Where the coordinates of a reaction are from.
@@ -46,6 +44,7 @@ struct Reaction {
     Structure product;             ///< with its atoms in the reactant's order
     std::vector<int> productAtoms; ///< their places in the record; empty where these are the same
     std::vector<Position> coordinates; ///< to begin with
+    bool startsBetween = false;        ///< whether these are between those of the sides
     std::vector<BondChange> changes;
     std::vector<Transition> transitions;
     std::vector<std::string> pairingNotes; ///< sentences about how the atoms were paired
@@ -67,13 +66,13 @@ public:
                    const std::optional<Structure> &geometry, Start start, Orders orders,
                    const PairOptions &pairing = {}, const BareSideOptions &bareSides = {});
 
-    std::size_t count() const { return reactants_.count(); }
+    std::size_t count() const { return sides_->count(); }
 
     /// Also of one that cannot be read.
-    std::string title(std::size_t index) const;
+    std::string title(std::size_t index) const { return sides_->title(index); }
 
     /// Of the reactant; also of one that cannot be read.
-    Place origin(std::size_t index) const;
+    Place origin(std::size_t index) const { return sides_->origin(index); }
 
     /// Several where the atoms can be paired in several ways that break and form equally few bonds;
     /// those that are likelier by geometry first.
@@ -86,15 +85,15 @@ public:
 
 private:
     std::vector<Position> coordinatesOf(std::size_t index, const Reaction &reaction) const;
-    Reaction reactionOf(std::size_t index, const Structure &reactant, Pairing pairing) const;
+    std::vector<Reaction> readPaired(std::size_t index, bool withCoordinates) const;
+    Sides sidesOf(std::size_t index, bool withCoordinates) const;
+    Reaction reactionOf(std::size_t index, const Sides &sides) const;
 
     Start start_;
     Orders orders_;
     PairOptions pairing_;
     BareSideOptions bareSides_;
-    std::string path_; ///< of the reactants
-    RecordFile reactants_;
-    RecordFile products_;
+    std::unique_ptr<SideSource> sides_;
     std::optional<RecordFile> geometries_; ///< for Start::file only
 };
 

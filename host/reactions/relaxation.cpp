@@ -1,6 +1,7 @@
 #include "host/reactions/relaxation.hpp"
 
 #include "host/reactions/distance_fit.hpp"
+#include "host/reactions/strain.hpp"
 #include "host/structures/babel.hpp"
 #include "host/structures/labels.hpp"
 #include "host/system/error.hpp"
@@ -9,6 +10,7 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <set>
 
 namespace saddlefit::host {
 
@@ -90,6 +92,23 @@ std::string inAngstrom(double length) {
     return formatted("%.2f angstrom", length);
 }
 
+// Any two on top of each other, and those that no bond holds and nothing but a bond would bring so
+// near. Where one side has no coordinates, only the first.
+std::set<AtomPair> nearAtoms(const std::vector<StructureAtom> &placed, const Structure &reactant,
+                             const Structure &product, bool comparable) {
+    std::set<AtomPair> pairs;
+    for (std::size_t a = 0; a < placed.size(); ++a) {
+        for (std::size_t b = a + 1; b < placed.size(); ++b) {
+            if (distance(placed[a], placed[b]) < smallestDistance)
+                pairs.insert({static_cast<int>(a), static_cast<int>(b)});
+        }
+    }
+    if (!comparable) return pairs;
+    const auto near = tooNearIn(positionsOf(placed), reactant, product);
+    pairs.insert(near.begin(), near.end());
+    return pairs;
+}
+
 SpecialDistances specialDistances(const Relaxation &task) {
     auto distances = task.hints;
     for (const auto &constraint : task.constraints) {
@@ -102,9 +121,7 @@ SpecialDistances specialDistances(const Relaxation &task) {
 } // namespace
 
 std::vector<Position> relaxByDistances(const Relaxation &task) {
-    std::vector<Position> positions;
-    for (const auto &atom : task.atoms)
-        positions.push_back(atom.position);
+    auto positions = positionsOf(task.atoms);
     fitDistances(
         positions,
         [&](std::size_t a, std::size_t b) { return distanceBetween(task.model[a], task.model[b]); },
@@ -143,13 +160,15 @@ std::vector<std::string> strainIn(const std::vector<StructureAtom> &placed,
         strains.push_back("the bond " + bondLabel(placed, pair) + " is " + inAngstrom(length) +
                           " long");
     }
-    for (std::size_t a = 0; a < placed.size(); ++a) {
-        for (std::size_t b = a + 1; b < placed.size(); ++b) {
-            const double length = distance(placed[a], placed[b]);
-            if (length >= smallestDistance) continue;
-            const AtomPair pair{static_cast<int>(a), static_cast<int>(b)};
-            strains.push_back(bondLabel(placed, pair) + " are " + inAngstrom(length) + " apart");
-        }
+    for (const auto &pair : nearAtoms(placed, reactant, product, comparable)) {
+        strains.push_back(bondLabel(placed, pair) + " are " + inAngstrom(distance(placed, pair)) +
+                          " apart");
+    }
+    const double strain = comparable ? strainOf(positionsOf(placed), reactant, product) : 0.0;
+    if (strain > bearableStrain) {
+        strains.push_back(formatted("angles, torsions and contacts are strained by about %.0f "
+                                    "kcal/mol",
+                                    strain));
     }
     return strains;
 }

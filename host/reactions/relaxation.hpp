@@ -33,7 +33,8 @@ std::vector<Position> relaxByDistances(const Relaxation &task);
 std::vector<Position> relaxByForceField(const Relaxation &task);
 
 /// What is wrong with a structure, a sentence each: an unchanged bond whose length is more than 20
-/// % off those in both the reactant and the product, two atoms nearer than 0.7 angstrom.
+/// % off those in both the reactant and the product, atoms nearer than any contact (tooNearIn(), or
+/// 0.7 angstrom), more strain in all than bearableStrain.
 std::vector<std::string> strainIn(const std::vector<StructureAtom> &placed,
                                   const Structure &reactant, const Structure &product);
 

@@ -3,6 +3,7 @@
 #include "host/system/companion.hpp"
 #include "host/system/own_folders.hpp"
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <cstring>
@@ -122,15 +123,14 @@ int Babel::process() const {
 // ---- the conversation -------------------------------------------------------------------------
 
 Babel::Time Babel::deadline() const {
-    return std::chrono::steady_clock::now() + patience_ * limits_.time;
+    return std::chrono::steady_clock::now() + patience_;
 }
 
 void Babel::fail(bool timedOut) {
     const int status = companion_->end();
     companion_.reset();
     if (timedOut || (WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM)) {
-        throw Error(ErrorKind::limit, "Open Babel gave no answer within " +
-                                          inSeconds(patience_ * limits_.time) +
+        throw Error(ErrorKind::limit, "Open Babel gave no answer within " + inSeconds(patience_) +
                                           "; try it with less, or with SDF or XYZ");
     }
     throw Error(ErrorKind::program, "Open Babel ended over it (" + describe(status) +
@@ -199,11 +199,11 @@ std::string Babel::exchange(const std::string &frame, const TakePart &takePart) 
 
 /// What escapes in the midst of an answer leaves bytes behind that the next request must not meet.
 template <class Reply, class Request>
-Reply Babel::ask(FrameKind kind, const Request &request, const TakePart &takePart, int patience) {
+Reply Babel::ask(FrameKind kind, const Request &request, const TakePart &takePart,
+                 Patience patience) {
     const std::lock_guard lock(mutex_);
-    patience_ = patience;
     auto limits = limits_;
-    limits.time *= patience;
+    limits.time = patience_ = std::min(patience.times * limits_.time, patience.most);
     try {
         start();
         const auto end = exchange(frameOf(kind, limits, request), takePart);
@@ -252,11 +252,15 @@ std::string Babel::writeSmiles(const babel::WriteSmiles &request) {
 }
 
 babel::Positions Babel::relax(const babel::Relax &request) {
-    return ask<babel::Positions>(FrameKind::relax, request, {}, 10);
+    return ask<babel::Positions>(FrameKind::relax, request, {}, {.times = 10});
 }
 
 std::vector<babel::Match> Babel::match(const babel::MatchPattern &request) {
     return ask<std::vector<babel::Match>>(FrameKind::match, request);
+}
+
+babel::Positions Babel::embed(const babel::Embed &request, std::chrono::milliseconds time) {
+    return ask<babel::Positions>(FrameKind::embed, request, {}, {.most = time});
 }
 
 Babel &sharedBabel() {

@@ -64,6 +64,8 @@ public:
     std::string writeSmiles(const babel::WriteSmiles &request);
     babel::Positions relax(const babel::Relax &request);
     std::vector<babel::Match> match(const babel::MatchPattern &request);
+    /// @param time to the next fragment or the end, where that is less than the limit
+    babel::Positions embed(const babel::Embed &request, std::chrono::milliseconds time);
 
     /// Process id of the running program; -1 if there is none.
     int process() const;
@@ -81,9 +83,15 @@ private:
 
     using TakePart = std::function<void(const std::string &)>;
 
+    /// With one request: so many times the limit, but no longer than that.
+    struct Patience {
+        int times = 1;
+        std::chrono::milliseconds most = std::chrono::milliseconds::max();
+    };
+
     template <class Reply, class Request>
     Reply ask(babel::FrameKind kind, const Request &request, const TakePart &takePart = {},
-              int patience = 1);
+              Patience patience = {});
     std::string exchange(const std::string &frame, const TakePart &takePart);
     void start();
     Frame nextFrame(Time deadline);
@@ -93,7 +101,7 @@ private:
 
     std::string program_;
     BabelLimits limits_;
-    int patience_ = 1; ///< of the request at work, in times of the limit
+    std::chrono::milliseconds patience_{}; ///< with the request at work
     std::unique_ptr<Companion> companion_;
     mutable std::mutex mutex_;
 };

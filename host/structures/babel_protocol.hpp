@@ -34,7 +34,8 @@ enum class FrameKind : std::uint32_t {
     parseSmiles,
     writeSmiles,
     relax,
-    match
+    match,
+    embed
 };
 
 struct FrameHeader {
@@ -51,7 +52,7 @@ struct ProtocolError : std::runtime_error {
 /// Throws ProtocolError unless a frame of a known kind and bearable size can follow.
 inline void checkHeader(const FrameHeader &header) {
     if (header.magic != protocolMagic) throw ProtocolError("the bytes begin no frame");
-    if (header.kind > static_cast<std::uint32_t>(FrameKind::match)) {
+    if (header.kind > static_cast<std::uint32_t>(FrameKind::embed)) {
         throw ProtocolError("frame of unknown kind " + std::to_string(header.kind));
     }
     if (header.size > largestBody) throw ProtocolError("frame beyond 2 GiB");
@@ -406,5 +407,15 @@ struct MatchPattern {
 };
 
 using Match = std::vector<std::int32_t>; ///< the molecule's atom for each of the pattern
+
+/// Coordinates for a molecule without any, by its bonds and stereo marks. Reply: empty `part`s
+/// between the fragments, vector of positions in `done`.
+struct Embed {
+    Molecule molecule;
+
+    template <class Self, class Archive> static void fields(Self &self, Archive &archive) {
+        archive(self.molecule);
+    }
+};
 
 } // namespace saddlefit::babel

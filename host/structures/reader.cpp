@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
-#include <set>
 #include <string_view>
 
 namespace saddlefit::host {
@@ -106,17 +105,10 @@ void checkAtoms(const std::vector<StructureAtom> &atoms) {
     }
 }
 
-// Empty unless each atom has one of its own.
-std::vector<int> completeNumbers(const std::vector<int> &numbers) {
-    const std::set<int> different(numbers.begin(), numbers.end());
-    const bool complete = different.size() == numbers.size() && !different.contains(0);
-    return complete ? numbers : std::vector<int>{};
-}
-
 // Empty where there is none.
-std::vector<int> unlessNone(const std::vector<int> &unpaired) {
-    const bool any = std::any_of(unpaired.begin(), unpaired.end(), [](int n) { return n != 0; });
-    return any ? unpaired : std::vector<int>{};
+std::vector<int> unlessNone(const std::vector<int> &ofAtoms) {
+    const bool any = std::any_of(ofAtoms.begin(), ofAtoms.end(), [](int n) { return n != 0; });
+    return any ? ofAtoms : std::vector<int>{};
 }
 
 void checkDrawnType(int drawn, std::size_t bond) {
@@ -133,7 +125,7 @@ Structure readMdlRecord(bool drawnBonds, const MdlRecord &record) {
     Structure structure;
     structure.title = titleOf(record);
     structure.fields = std::move(table.fields);
-    structure.mapNumbers = completeNumbers(table.mapNumbers);
+    structure.mapNumbers = unlessNone(table.mapNumbers);
     structure.hasIsotopes = table.hasIsotopes;
     structure.radicals = unlessNone(table.unpaired);
     if (drawnBonds) {
@@ -180,7 +172,9 @@ Record readXyz(const InputFile &file, const RecordPlace &place, std::size_t numb
 
 // ---- other formats: by Open Babel -------------------------------------------------------------
 
-Structure converted(const babel::Molecule &molecule) {
+} // namespace
+
+Structure structureFrom(const babel::Molecule &molecule) {
     Structure structure;
     structure.title = oneLine(molecule.title);
     for (const auto &[name, value] : molecule.dataFields)
@@ -197,13 +191,15 @@ Structure converted(const babel::Molecule &molecule) {
     if (molecule.tellsCharge) structure.charge = molecule.charge;
     if (molecule.spin > 0) structure.unpaired = molecule.spin - 1;
     checkAtoms(structure.atoms);
-    structure.mapNumbers = completeNumbers(numbers);
+    structure.mapNumbers = unlessNone(numbers);
     for (const auto &bond : molecule.bonds)
         structure.bonds.push_back({bond.atom1, bond.atom2, bond.order});
     for (const auto &ring : molecule.aromaticRings)
         structure.aromaticRings.emplace_back(ring.begin(), ring.end());
     return structure;
 }
+
+namespace {
 
 [[noreturn]] void failReading(const std::string &path, std::size_t record,
                               const BabelRefusal &refusal) {
@@ -246,7 +242,7 @@ std::vector<Record> readForeignFile(const InputFile &file, const std::string &fo
         const Place where{path, records.size() + 1, oneLine(molecule.title)};
         records.push_back(finishedRecord(where, source, end.hasBonds, [&] {
             if (end.isSmiles) prepareSmiles(molecule, isSide);
-            return converted(molecule);
+            return structureFrom(molecule);
         }));
     }
     return records;

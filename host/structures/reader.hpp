@@ -1,6 +1,7 @@
 /// Structures out of files, in whatever format Open Babel reads.
 #pragma once
 
+#include "host/structures/babel_protocol.hpp"
 #include "host/structures/record_place.hpp"
 #include "host/structures/structure.hpp"
 #include "host/system/error.hpp"
@@ -20,6 +21,9 @@ using Record = std::variant<Structure, Error>;
 
 /// The structure of a record; throws the reason if there is none.
 const Structure &structureOf(const Record &record);
+
+/// What Open Babel told of a molecule. Throws Error for an atom of no element or no finite place.
+Structure structureFrom(const babel::Molecule &molecule);
 
 /// What to call a structure in output: its title, or "record 3".
 std::string titleOf(const Structure &structure, std::size_t index);

@@ -2,6 +2,7 @@
 
 #include "host/structures/babel.hpp"
 #include "host/structures/elements.hpp"
+#include "host/structures/reader.hpp"
 
 #include <algorithm>
 #include <tuple>
@@ -91,6 +92,20 @@ void prepareSmiles(babel::Molecule &molecule, bool isSideOfReaction) {
     if (!isSideOfReaction) return;
     throw Error("the map numbers are not 1, 2, 3, ..., each once; number all atoms, hydrogens "
                 "too, and alike on both sides");
+}
+
+MarkedStructure moleculesInSmiles(const std::string &smiles, const Place &origin) {
+    try {
+        const auto molecule = sharedBabel().parseSmiles({smiles, true, false});
+        if (molecule.atoms.empty()) throw Error("a side of the SMILES is without molecules");
+        MarkedStructure result{structureFrom(molecule), {molecule.centres, molecule.doubleBonds}};
+        result.structure.origin = origin;
+        return result;
+    } catch (const BabelRefusal &) {
+        throw Error("Open Babel cannot read the SMILES " + smiles + "; correct it").at(origin);
+    } catch (const Error &error) {
+        throw error.at(origin);
+    }
 }
 
 } // namespace saddlefit::host

@@ -1,7 +1,8 @@
-/// SMILES with map numbers.
+/// Molecules as SMILES.
 #pragma once
 
 #include "host/structures/babel_protocol.hpp"
+#include "host/structures/stereo_marks.hpp"
 #include "host/structures/structure.hpp"
 
 #include <map>
@@ -17,5 +18,10 @@ std::map<AtomPair, int> mappedSmilesBonds(const std::string &smiles, const Place
 /// Bring the atoms into the order of their map numbers, if these are 1, 2, 3, ..., each once. Of a
 /// side of a reaction every atom has to be there and to be known by a number: throws Error if not.
 void prepareSmiles(babel::Molecule &molecule, bool isSideOfReaction);
+
+/// All molecules of a SMILES, without coordinates. The atoms stand in its order, and behind them
+/// the hydrogens that it does not write. Throws Error, with `origin` in front, where the SMILES
+/// cannot be read.
+MarkedStructure moleculesInSmiles(const std::string &smiles, const Place &origin);
 
 } // namespace saddlefit::host

@@ -50,7 +50,7 @@ struct Structure {
     std::vector<StructureBond> bonds;
     std::vector<Ring> aromaticRings;
     std::map<std::string, std::string> fields;
-    std::vector<int> mapNumbers; ///< per atom; empty unless each has one of its own
+    std::vector<int> mapNumbers; ///< per atom, 0 for none; empty where none has one
     std::vector<int> radicals;   ///< unpaired electrons that are marked, per atom; empty for none
     bool hasIsotopes = false;    ///< in the record; the atoms here have elements only
     bool namesBonds = true;      ///< false where the format has none, wherever those here are from
@@ -60,6 +60,19 @@ struct Structure {
 
 inline double distanceBetween(const Position &a, const Position &b) {
     return std::hypot(a.x - b.x, a.y - b.y, a.z - b.z);
+}
+
+inline std::vector<Position> positionsOf(const std::vector<StructureAtom> &atoms) {
+    std::vector<Position> positions;
+    for (const auto &atom : atoms)
+        positions.push_back(atom.position);
+    return positions;
+}
+
+inline void setPositions(std::vector<StructureAtom> &atoms,
+                         const std::vector<Position> &positions) {
+    for (std::size_t i = 0; i < atoms.size(); ++i)
+        atoms[i].position = positions[i];
 }
 
 /// False if several atoms all lie in one place, as where a file gives a formula only.

@@ -34,6 +34,7 @@ enum class Remedy {
     otherRelaxation,     ///< relax by xtb, or not at all
     makeDatabase,        ///< store transition states in a new database
     makeOrCheckDatabase, ///< that, or look for the damage
+    orderOfAtoms,        ///< let the atoms correspond by their order
     listDatabase,        ///< list the records that there are
     salvageDatabase      ///< copy what can be read of a damaged database
 };
