@@ -34,7 +34,7 @@ expect "compare" comp
 expect "db" d
 expect "--version" --ver
 expect "check compact" db c
-expect "--relax --resume --rivals" react --r
+expect "--reactants --relax --resume --rivals" react --r
 expect "--stages --start" react --sta
 expect "internal none uff xtb" react --relax ""
 expect "uff" react r.sdf p.sdf --relax u

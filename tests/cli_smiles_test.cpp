@@ -50,7 +50,9 @@ void expectSound(const Structure &side, const Structure &otherSide) {
     for (const auto &pair : bondedInOne(otherSide, side)) {
         const bool apart = fragment[static_cast<std::size_t>(pair.first)] !=
                            fragment[static_cast<std::size_t>(pair.second)];
-        if (apart) EXPECT_NEAR(distanceIn(side, pair), 3.1, 0.8);
+        if (apart) {
+            EXPECT_NEAR(distanceIn(side, pair), 3.1, 0.8);
+        }
     }
 }
 

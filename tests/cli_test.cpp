@@ -106,7 +106,6 @@ TEST_F(CommandLine, WrongUsageEndsWithStatusTwo) {
                                         "db",
                                         "db bogus",
                                         "react",
-                                        "react @a @b",
                                         "react @a @b @c --db @d",
                                         "db add @a @b @c",
                                         "db list",

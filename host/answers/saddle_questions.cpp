@@ -61,13 +61,6 @@ std::vector<StructureBond> lastingBonds(const Reaction &reaction) {
     return bonds;
 }
 
-std::vector<Position> positionsOf(const std::vector<StructureAtom> &atoms) {
-    std::vector<Position> positions;
-    for (const auto &atom : atoms)
-        positions.push_back(atom.position);
-    return positions;
-}
-
 void requirePlaces(const Structure &structure) {
     if (!structure.atoms.empty() && hasCoordinates(structure.atoms)) return;
     throw Error("there are no coordinates to begin with; give a structure in space")

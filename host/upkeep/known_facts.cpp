@@ -1,7 +1,7 @@
 #include "host/upkeep/known_facts.hpp"
 
-#include "host/structures/units.hpp"
 #include "host/structures/molfile.hpp"
+#include "host/structures/units.hpp"
 #include "host/system/error.hpp"
 #include "host/system/text.hpp"
 

@@ -120,8 +120,8 @@ SADDLEFIT_API int C_getAtom(Molecule *mol, int index, int *element, int *frozen,
  * The index of bonds is not touched: it is rebuilt by the next start of a reaction.
  *
  * @param mol          Molecule.
- * @param index        Position of the bond. Missing ones before it are made, at most 65,535 with it,
- *                     which is what a record of a database holds.
+ * @param index        Position of the bond. Missing ones before it are made, at most 65,535 with
+ * it, which is what a record of a database holds.
  * @param atom1,atom2  Positions of its atoms.
  * @param type         Order: 0 none or partial, 1 to 4 single to quadruple, 5 aromatic.
  * @return             1; 0 if it failed: the molecule is as it was.
