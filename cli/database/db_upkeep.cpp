@@ -6,6 +6,7 @@
 #include "host/store/survey.hpp"
 #include "host/system/file_lock.hpp"
 #include "host/system/text.hpp"
+#include "host/upkeep/rewriting.hpp"
 
 #include <algorithm>
 #include <cstdint>
@@ -153,22 +154,16 @@ int check(const DbOptions &options) {
 int compact(const DbOptions &options) {
     const FileLock lock(options.database, IfMissing::lockNothing,
                         reportingOfWait(options.database));
-    const auto bytes = databaseBytes(options.database);
-    const auto survey = surveyOf(bytes);
-    if (survey.damage) throw damageError(options.database, survey.damagedRecord, *survey.damage);
-    const SideLines sides(options.database);
-    requireWholeSideFile(options.database, sides);
-    const auto packed = packedBlocks(bytes, survey.records);
-    writeDatabase(options.database, packed, sides);
+    const auto sizes = host::compact(options.database);
     if (options.json) {
         printJson({{"file", options.database},
-                   {"records", survey.records.size()},
-                   {"bytesBefore", bytes.size()},
-                   {"bytesAfter", packed.size()}});
+                   {"records", sizes.records},
+                   {"bytesBefore", sizes.before},
+                   {"bytesAfter", sizes.after}});
         return allDone;
     }
-    std::printf("%zu records in %s, %zu bytes before, %zu after\n", survey.records.size(),
-                options.database.c_str(), bytes.size(), packed.size());
+    std::printf("%zu records in %s, %zu bytes before, %zu after\n", sizes.records,
+                options.database.c_str(), sizes.before, sizes.after);
     return allDone;
 }
 

@@ -1,6 +1,7 @@
 #include "host/saddle/energy.hpp"
 
 #include "host/structures/units.hpp"
+#include "host/system/interrupt.hpp"
 #include "host/system/text.hpp"
 
 #include <limits>
@@ -66,6 +67,7 @@ void requirePossible(const Species &species, int heaviestElement) {
 
 Evaluation EnergySurface::at(const Eigen::VectorXd &coordinates) {
     if (!species_.elements.empty()) requireSoundGeometry(coordinates);
+    throwIfInterrupted();
     ++gradientsUsed_;
     auto result = evaluate(coordinates);
     if (std::isfinite(result.energy) && result.gradient.allFinite()) return result;

@@ -1,7 +1,7 @@
 #include "host/upkeep/rewriting.hpp"
 
 #include "host/store/database_writer.hpp"
-#include "host/store/survey.hpp"
+#include "host/store/packing.hpp"
 #include "host/system/error.hpp"
 #include "host/system/output_file.hpp"
 
@@ -18,17 +18,8 @@ void requireDistinct(const std::vector<std::size_t> &sorted, const std::string &
         ErrorKind::refused,
         "record " + std::to_string(*twice) +
             " is to be removed twice; name each position once, as it was before the removal")
-        .at({path});
-}
-
-// Each record in a block of exactly its size.
-std::string packedBlocks(std::string_view bytes, const std::vector<RecordSpan> &records) {
-    std::string blocks;
-    for (const auto &record : records) {
-        blocks += blockHeader(record.bytes);
-        blocks += bytes.substr(record.offset, record.bytes);
-    }
-    return blocks;
+        .at({path})
+        .with(Remedy::listDatabase);
 }
 
 } // namespace
@@ -39,13 +30,15 @@ std::size_t removeFrom(const std::string &path, std::vector<std::size_t> positio
     requireDistinct(positions, path);
     for (const auto position : positions)
         requirePosition(database, position);
+    const SideLines sides(path);
+    requireWholeSideFile(path, sides);
     OutputFile file(path);
     file.copyFromTarget();
     if (!removeRecords(openDatabase(file.path()), positions)) {
         throw Error(ErrorKind::system, "the records cannot be removed; the disk may be full")
             .at({path});
     }
-    file.commit();
+    commitWithSides(file, path, sides);
     return database.records.size() - positions.size();
 }
 
@@ -53,10 +46,10 @@ CompactSizes compact(const std::string &path) {
     const auto bytes = databaseBytes(path);
     const auto survey = surveyOf(bytes);
     if (survey.damage) throw damageError(path, survey.damagedRecord, *survey.damage);
+    const SideLines sides(path);
+    requireWholeSideFile(path, sides);
     const auto packed = packedBlocks(bytes, survey.records);
-    OutputFile file(path);
-    file.write(packed);
-    file.commit();
+    writeDatabase(path, packed, sides);
     return {survey.records.size(), bytes.size(), packed.size()};
 }
 

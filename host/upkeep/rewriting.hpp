@@ -1,4 +1,5 @@
-/// Changes of a whole database file. Nobody else may write to it meanwhile: see FileLock.
+/// Changes of a whole database file, and of what stands beside it. Nobody else may write to it
+/// meanwhile: see FileLock.
 #pragma once
 
 #include <cstddef>

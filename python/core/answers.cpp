@@ -1,5 +1,6 @@
 #include "host/answers/best_map.hpp"
 #include "host/answers/formats.hpp"
+#include "host/answers/report_page.hpp"
 #include "host/search/stored_reactions.hpp"
 #include "python/core/arrays.hpp"
 #include "python/core/errors.hpp"
@@ -64,6 +65,12 @@ void registerAnswers(py::module_ &module) {
         .def_property_readonly("sdf", [](const WrittenAnswer &self) { return py::bytes(self.sdf); })
         .def_property_readonly("xyz",
                                [](const WrittenAnswer &self) { return py::bytes(self.xyz); });
+    module.def(
+        "report_page",
+        [](const py::str &title, const py::str &lines) {
+            return textOf(host::reportPage(bytesOf(title), bytesOf(lines)));
+        },
+        py::arg("title"), py::arg("json_lines"));
     module.def("answer", &answer, py::arg("sides"), py::arg("stored"), py::arg("options"),
                py::arg("stop") = py::none());
 }

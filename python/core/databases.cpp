@@ -1,14 +1,18 @@
 #include "host/reactions/transitions.hpp"
-#include "host/store/database_file.hpp"
+#include "host/store/catalogue.hpp"
+#include "host/store/collection_file.hpp"
 #include "host/store/survey.hpp"
 #include "host/system/file_lock.hpp"
 #include "host/upkeep/intake.hpp"
+#include "host/upkeep/known_facts.hpp"
+#include "host/upkeep/record_filter.hpp"
 #include "host/upkeep/rewriting.hpp"
 #include "python/core/arrays.hpp"
 #include "python/core/interruptible.hpp"
 #include "python/core/reactions.hpp"
 #include "python/core/registers.hpp"
 
+#include <map>
 #include <optional>
 #include <pybind11/stl.h>
 
@@ -16,8 +20,8 @@ namespace saddlefit::python {
 
 namespace {
 
-using host::Database;
-using host::StoredRecord;
+using host::Catalogue;
+using host::CatalogueEntry;
 using host::Survey;
 
 /// Of a database that is about to be changed; nobody is told of the wait.
@@ -26,11 +30,23 @@ host::FileLock locked(const std::string &path,
     return host::FileLock(path, ifMissing, [] {});
 }
 
-std::string joined(const std::vector<std::string> &phrases) {
+std::string joined(const std::vector<host::Objection> &objections) {
     std::string text;
-    for (const auto &phrase : phrases)
-        text += (text.empty() ? "" : "; ") + phrase;
+    for (const auto &objection : objections)
+        text += (text.empty() ? "" : "; ") + objection.text;
     return text;
+}
+
+/// What a caller says of a record, under the names of the members.
+host::SideRecord factsIn(const std::map<std::string, std::string> &given) {
+    host::SideRecord facts;
+    const std::map<std::string, std::string *> members{
+        {"level", &facts.level},   {"program", &facts.program}, {"verified", &facts.verified},
+        {"source", &facts.source}, {"licence", &facts.licence}, {"date", &facts.date},
+        {"family", &facts.family}};
+    for (const auto &[name, value] : given)
+        *members.at(name) = value;
+    return facts;
 }
 
 /// The position of the new record: the first free block that is large enough may be anywhere.
@@ -44,20 +60,20 @@ std::size_t positionOf(const std::string &path, const std::string &name) {
 }
 
 std::size_t add(const std::string &path, const Sides &sides, const Options &options, bool force,
-                const py::object &stop) {
+                const std::map<std::string, std::string> &facts, const py::object &stop) {
     return interruptibly(stop, [&] {
         const auto reaction = host::tightest(reactionsOf(sides, options));
         const auto lock = locked(path, host::IfMissing::makeIt);
         host::Intake intake(path, force);
-        const auto result = intake.take(reaction);
-        if (result.became == host::Intaken::refused) {
-            throw host::Error(host::ErrorKind::refused,
-                              "not stored: " + joined(result.objections) +
-                                  "; correct the record, or store it all the same with force=True")
-                .at({path, {}, reaction.geometryTitle});
-        }
+        const auto result = intake.take(reaction, host::knownFactsOf(reaction, factsIn(facts)));
         intake.commit();
-        return positionOf(path, reaction.geometryTitle);
+        if (result.became != host::Intaken::refused) {
+            return positionOf(path, reaction.geometryTitle);
+        }
+        throw host::Error(host::ErrorKind::refused,
+                          "not stored: " + joined(result.objections) +
+                              "; leave it out, or store it all the same with force=True")
+            .at({path, {}, reaction.geometryTitle});
     });
 }
 
@@ -77,39 +93,73 @@ py::object damageOf(const Survey &survey) {
     return py::make_tuple(survey.damage->offset, survey.damagedRecord, textOf(survey.damage->what));
 }
 
+std::optional<std::string> knownOf(const CatalogueEntry &entry) {
+    if (!entry.known) return std::nullopt;
+    return host::sideLine(*entry.known);
+}
+
+std::vector<std::size_t> find(const Catalogue &catalogue, const host::RecordFilter &filter) {
+    std::vector<std::size_t> positions;
+    for (std::size_t position = 0; position < catalogue.count(); ++position) {
+        host::throwIfInterrupted();
+        const auto read = catalogue.read(position);
+        const auto *entry = std::get_if<CatalogueEntry>(&read);
+        if (entry != nullptr && filter.admits(*entry)) positions.push_back(position);
+    }
+    return positions;
+}
+
+void registerCatalogue(py::module_ &module) {
+    using Entry = const CatalogueEntry &;
+    py::class_<CatalogueEntry>(module, "StoredRecord")
+        .def_property_readonly("name", [](Entry self) { return textOf(self.record.name); })
+        .def_property_readonly(
+            "code", [](Entry self) { return textOf(host::codeInSymbols(self.record.code.data())); })
+        .def_property_readonly("numbers", [](Entry self) { return numbersOf(self.record.atoms); })
+        .def_property_readonly("positions",
+                               [](Entry self) { return positionsOf(self.record.atoms); })
+        .def_property_readonly("bonds", [](Entry self) { return bondsOf(self.record.bonds); })
+        .def_property_readonly("steps", [](Entry self) { return stepsOf(self.record.transitions); })
+        .def_property_readonly("known", &knownOf);
+    py::class_<host::RecordFilter>(module, "RecordFilter")
+        .def(py::init())
+        .def_readwrite("code", &host::RecordFilter::code)
+        .def_readwrite("elements", &host::RecordFilter::elements)
+        .def_readwrite("name", &host::RecordFilter::name)
+        .def_readwrite("level", &host::RecordFilter::level)
+        .def_readwrite("family", &host::RecordFilter::family)
+        .def_readwrite("smarts", &host::RecordFilter::smarts)
+        .def_readwrite("lowest_barrier", &host::RecordFilter::lowestBarrier)
+        .def_readwrite("highest_barrier", &host::RecordFilter::highestBarrier);
+    py::class_<Catalogue>(module, "DatabaseFile")
+        .def(py::init<const std::string &>(), py::arg("path"))
+        .def("__len__", &Catalogue::count)
+        .def("read", &Catalogue::at, py::arg("position"))
+        .def(
+            "find",
+            [](const Catalogue &self, const host::RecordFilter &filter) {
+                return interruptibly(py::none(), [&] { return find(self, filter); });
+            },
+            py::arg("filter"));
+}
+
 } // namespace
 
 void registerDatabases(py::module_ &module) {
-    py::class_<StoredRecord>(module, "StoredRecord")
-        .def_property_readonly("name", [](const StoredRecord &self) { return textOf(self.name); })
-        .def_property_readonly(
-            "code",
-            [](const StoredRecord &self) { return textOf(host::codeInSymbols(self.code.data())); })
-        .def_property_readonly("numbers",
-                               [](const StoredRecord &self) { return numbersOf(self.atoms); })
-        .def_property_readonly("positions",
-                               [](const StoredRecord &self) { return positionsOf(self.atoms); })
-        .def_property_readonly("bonds",
-                               [](const StoredRecord &self) { return bondsOf(self.bonds); })
-        .def_property_readonly("steps",
-                               [](const StoredRecord &self) { return stepsOf(self.transitions); })
-        .def_readonly("bytes", &StoredRecord::bytes);
-    py::class_<Database>(module, "DatabaseFile")
-        .def(py::init(&host::openDatabase), py::arg("path"))
-        .def("__len__", [](const Database &self) { return self.records.size(); })
-        .def("read", &host::recordAt, py::arg("position"));
+    registerCatalogue(module);
     py::class_<Survey>(module, "Survey")
         .def_property_readonly("records", [](const Survey &self) { return self.records.size(); })
         .def_readonly("free_blocks", &Survey::freeBlocks)
         .def_readonly("free_bytes", &Survey::freeBytes)
         .def_readonly("slack_bytes", &Survey::slackBytes)
         .def_property_readonly("damage", &damageOf);
+    module.def("collection_file", [] { return py::bytes(host::collectionFile()); });
     using Released = py::call_guard<py::gil_scoped_release>;
     module.def(
         "survey", [](const std::string &path) { return host::surveyOf(*host::openStoreAt(path)); },
         py::arg("path"), Released());
     module.def("add", &add, py::arg("path"), py::arg("sides"), py::arg("options"), py::arg("force"),
-               py::arg("stop") = py::none());
+               py::arg("facts"), py::arg("stop") = py::none());
     module.def("remove", &remove, py::arg("path"), py::arg("positions"), Released());
     module.def("compact", &compact, py::arg("path"), Released());
 }

@@ -8,7 +8,6 @@
 #include <map>
 #include <optional>
 #include <pybind11/stl.h>
-#include <set>
 
 namespace saddlefit::python {
 
@@ -51,11 +50,20 @@ std::vector<host::Stage> stagesIn(const py::handle &given) {
     return stages;
 }
 
-std::string xtbMethodIn(const py::handle &given) {
-    static const std::set<std::string> methods{"gfn2", "gfn1", "gfn0", "gfnff"};
+std::string methodIn(const std::vector<std::string> &methods, const py::handle &given) {
     const auto method = given.cast<std::string>();
-    if (methods.contains(method)) return method;
-    refuse("\"" + method + "\" is none of gfn2, gfn1, gfn0, gfnff");
+    std::string words;
+    for (const auto &known : methods) {
+        if (known == method) return method;
+        words += (words.empty() ? "" : ", ") + known;
+    }
+    refuse("\"" + method + "\" is none of " + words);
+}
+
+void wantSaddle(Options &options, const py::handle &given) {
+    if (!given.is_none()) options.saddle.method = methodIn({"gfn2", "gfn1", "gfnff"}, given);
+    options.answer.saddle.reset();
+    if (!given.is_none()) options.answer.saddle.emplace();
 }
 
 std::optional<int> unpairedIn(const py::handle &given) {
@@ -78,9 +86,16 @@ const std::map<std::string, Setter> &setters() {
         {"rivals", [](Options &o, Given v) { o.answer.rivals = within<std::size_t>(1, 100, v); }},
         {"guesses", [](Options &o, Given v) { o.answer.guesses = within<std::size_t>(1, 3, v); }},
         {"relax", [](Options &o, Given v) { o.answer.relax = wordIn<Relax>(v); }},
-        {"xtb_method", [](Options &o, Given v) { o.answer.xtb.method = xtbMethodIn(v); }},
+        {"xtb_method",
+         [](Options &o, Given v) {
+             o.answer.xtb.method = methodIn({"gfn2", "gfn1", "gfn0", "gfnff"}, v);
+         }},
         {"xtb_time", [](Options &o, Given v) { o.answer.xtb.timeLimit = seconds(v); }},
         {"bonds", [](Options &o, Given v) { o.bareSides.finder = wordIn<BondFinder>(v); }},
+        {"saddle", &wantSaddle},
+        {"attempts", [](Options &o, Given v) { o.saddle.attempts = within(1, 100, v); }},
+        {"steps", [](Options &o, Given v) { o.saddle.steps = within(1, 2, v); }},
+        {"check", [](Options &o, Given v) { o.saddle.check = wordIn<Descent>(v); }},
         {"charge",
          [](Options &o, Given v) {
              o.bareSides.charge = o.answer.charge = v.cast<std::optional<int>>();
@@ -114,6 +129,7 @@ Options optionsOf(const py::kwargs &given) {
     Options options;
     for (const auto &[name, value] : given)
         set(options, name.cast<std::string>(), value);
+    if (options.answer.saddle) options.answer.saddle = options.saddle;
     return options;
 }
 

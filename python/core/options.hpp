@@ -14,6 +14,7 @@ struct Options {
     host::PairOptions pairing;
     host::BareSideOptions bareSides;
     host::AnswerOptions answer;
+    host::SaddleOptions saddle; ///< in `answer` where a saddle is wanted
 };
 
 /// Defaults are the host's. Throws TypeError for a name that no option has, or a value of another

@@ -2,8 +2,10 @@
 
 from __future__ import annotations
 
+import datetime
+import json
 import os
-from collections.abc import Iterator, Sequence
+from collections.abc import Iterable, Iterator, Mapping, Sequence
 from dataclasses import dataclass
 from types import TracebackType
 from typing import Any, overload
@@ -12,6 +14,9 @@ from . import _saddlefit
 from ._errors import InputError
 from ._sides import structure
 from ._structure import Integers, Reals
+
+#: What add() takes of a record beside its structures.
+_FACTS = {"level", "program", "verified", "source", "licence", "date", "family"}
 
 
 @dataclass(frozen=True, eq=False)
@@ -34,6 +39,9 @@ class Record:
         Two atoms, from 0, and a type; 0 for a bond that is about to form or break.
     steps : ndarray of int32, shape (k, 4)
         Per transition the atoms of the bond that falls and of the one that rises, -1 for none.
+    known : dict
+        What stands beside the database of the record: level, barrier, source and the like, as
+        ``saddlefit db show --json`` has it; empty where nothing is known.
     """
 
     position: int
@@ -43,6 +51,7 @@ class Record:
     positions: Reals
     bonds: Integers
     steps: Integers
+    known: dict[str, Any]
 
 
 @dataclass(frozen=True)
@@ -96,7 +105,8 @@ class Database(Sequence[Record]):
     Parameters
     ----------
     path : path-like, optional
-        The file. By default the one that the environment variable ``SADDLEFIT_DB`` names.
+        The file. By default the one that the environment variable ``SADDLEFIT_DB`` names, else the
+        collection that comes with saddlefit.
     create : bool
         Whether a file that is not there is made.
 
@@ -192,22 +202,39 @@ class Database(Sequence[Record]):
     def _record(self, position: int) -> Record:
         stored = self._records.read(position)
         return Record(position, stored.name, stored.code, stored.numbers, stored.positions,
-                      stored.bonds, stored.steps)
+                      stored.bonds, stored.steps, json.loads(stored.known or "{}"))
 
-    def find(self, name: str | None = None, *, code: str | None = None) -> list[Record]:
-        """Look records up.
+    def find(self, name: str = "", *, code: str = "", elements: Iterable[int] = (),
+             level: str = "", family: str = "", smarts: str = "",
+             barrier: tuple[float, float] | None = None) -> list[Record]:
+        """Look records up, as ``saddlefit db find`` does.
 
         Parameters
         ----------
-        name : str, optional
-            The whole name.
-        code : str, optional
-            The elements of the changing bonds, as `Record.code` has them.
+        name : str
+            A part of the name, in either case.
+        code : str
+            Elements of the changing bonds, in any order.
+        elements : iterable of int
+            Atomic numbers that all occur.
+        level, family : str
+            A part of the level of theory, or of the family, where they are known.
+        smarts : str
+            SMARTS or SMILES that the reactant or the product has; takes Open Babel.
+        barrier : tuple of float, optional
+            The lowest and the highest known barrier, kcal/mol.
 
         Returns
         -------
         list of Record
             Those that have all of it, in the order of the file.
+
+        Raises
+        ------
+        InputError
+            For a pattern that cannot be read.
+        ProgramError
+            Where Open Babel is asked and not there.
 
         Examples
         --------
@@ -215,13 +242,17 @@ class Database(Sequence[Record]):
         >>> [record.name for record in database.find(code="H-C C-O H-O C-C")]
         ['enol-vinylalcohol']
         """
-        return [record for record in self
-                if name in (None, record.name) and code in (None, record.code)]
+        wanted = _saddlefit.RecordFilter()
+        wanted.name, wanted.code, wanted.level = name, code, level
+        wanted.family, wanted.smarts, wanted.elements = family, smarts, set(elements)
+        if barrier is not None:
+            wanted.lowest_barrier, wanted.highest_barrier = barrier
+        return [self._record(position) for position in self._records.find(wanted)]
 
     # ---- upkeep ---------------------------------------------------------------------------------
 
     def add(self, reactant: Any, product: Any, transition_state: Any, *, force: bool = False,
-            **options: Any) -> int:
+            facts: Mapping[str, str] | None = None, **options: Any) -> int:
         """Store a transition state under the title of its structure.
 
         Parameters
@@ -229,7 +260,11 @@ class Database(Sequence[Record]):
         reactant, product, transition_state : side
             As `react` takes them; all with the same atoms.
         force : bool
-            Whether to store what is refused otherwise.
+            Whether to store what is refused otherwise, and without a mark.
+        facts : mapping of str, optional
+            What stands beside the record: ``level``, ``program``, ``verified``, ``source``,
+            ``licence``, ``date`` (of today by default), ``family``. Data fields of the transition
+            state's record go before it.
         **options
             ``orders``, ``map``, ``map_bonds``, ``map_time``: see `react`.
 
@@ -243,8 +278,8 @@ class Database(Sequence[Record]):
         InputError
             If the sides make no reaction.
         RefusedError
-            If a made or broken bond is too short or too long for a transition state, or the same
-            one is stored already.
+            If the same transition state is stored already. One that is implausible is stored with
+            a mark, ``known["quality"]``, and asked where nothing else matches.
 
         Examples
         --------
@@ -254,8 +289,12 @@ class Database(Sequence[Record]):
         """
         sides = _saddlefit.Sides(structure(reactant)._core, structure(product)._core,
                                  structure(transition_state)._core)
-        name = os.fsencode(self.path)
-        position = _saddlefit.add(name, sides, _saddlefit.Options(**options), force)
+        all_facts = {"date": datetime.date.today().isoformat(), **(facts or {})}
+        unknown = set(all_facts) - _FACTS
+        if unknown:
+            raise TypeError(f"there is no fact {min(unknown)}; there are {', '.join(sorted(_FACTS))}")
+        position = _saddlefit.add(os.fsencode(self.path), sides, _saddlefit.Options(**options), force,
+                                  all_facts)
         self.refresh()
         return position
 
@@ -322,7 +361,7 @@ class Database(Sequence[Record]):
 
 
 def _default_path() -> str:
-    path = os.environ.get("SADDLEFIT_DB")
+    path = os.environ.get("SADDLEFIT_DB") or os.fsdecode(_saddlefit.collection_file())
     if not path:
         raise InputError("no database is named; give one, or let the environment variable "
                          "SADDLEFIT_DB name it")

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import html
 import json
 import os
 from dataclasses import dataclass, field
@@ -200,6 +201,12 @@ class Guess:
             raise ValueError(f"{os.fspath(path)}: must end in {', '.join(self._texts)}")
         with open(path, "wb") as file:
             file.write(self._texts[suffix])
+
+    def _repr_html_(self) -> str:
+        """A page to look at, in a notebook."""
+        page = _saddlefit.report_page(self.reactant.title, self.json())
+        return (f'<iframe srcdoc="{html.escape(page)}" width="100%" height="600" '
+                'style="border: 0"></iframe>')
 
     def to_ase(self, fix: bool = True) -> Any:
         """The guess as an ``ase.Atoms``.

@@ -71,6 +71,9 @@ def react_many(reactions: Iterable[tuple[Any, Any]],
         raise ValueError(f"errors: {errors!r} is none of raise, yield")
     if jobs < 1:
         raise ValueError("jobs: must be 1 or more")
+    if options.get("saddle") and jobs > 1 and workers == "threads":
+        raise ValueError("saddle: libxtb does not work in two threads at once; take "
+                         "workers=\"processes\"")
     return _results(reactions, opened(database), jobs, _POOLS[workers], errors == "yield",
                     progress, options)
 

@@ -24,8 +24,8 @@ def react(reactant: Any, product: Any, database: Database | str | os.PathLike[st
         A `Structure`, an ``ase.Atoms``, an RDKit ``Mol`` with a conformer, arrays ``(numbers,
         positions[, bonds])``, or the path of a file with one record.
     database : Database or path-like, optional
-        Whoever asks for many reactions opens a `Database` once. By default the file that the
-        environment variable ``SADDLEFIT_DB`` names.
+        Whoever asks for many reactions opens a `Database` once. By default the one that
+        `Database` takes by default.
     **options
         What the program ``saddlefit react`` takes under the same names:
 
@@ -55,6 +55,15 @@ def react(reactant: Any, product: Any, database: Database | str | os.PathLike[st
             For ``relax='xtb'``.
         xtb_time : float
             Seconds for one run of xtb; 300.
+        saddle : {'gfn2', 'gfn1', 'gfnff'}
+            Search for the saddle point from the guess and verify it; by default not. It takes
+            libxtb, which does not work in two threads at once.
+        attempts : int
+            Searches for one saddle point; 3.
+        steps : {2, 1}
+            Saddle points that the reaction may go over.
+        check : {'quick', 'fine'}
+            How the ends of a saddle point are come to.
         charge : int
             Of the molecules; by the records.
         uhf : int
