@@ -19,7 +19,23 @@ def test_a_database_that_is_made_here_is_the_programs():
     with saddlefit.Database("made.db", create=True) as database:
         assert [database.add(*triple, force=True) for triple in parents()] == list(range(14))
         assert len(database) == 14
-    assert open("made.db", "rb").read() == open("reactions.db", "rb").read()
+        known = database[3].known
+        assert (known["level"], known["family"]) == (
+            "GFN2-xTB, gas phase", "H2CO -> H2 + CO")
+    for end in ("", ".jsonl"):  # what is known stands beside it
+        assert open("made.db" + end, "rb").read() == open("reactions.db" + end, "rb").read()
+
+
+def test_what_is_said_of_a_record_and_what_marks_it():
+    implausible = parents()[3]
+    with saddlefit.Database("marked.db", create=True) as database:
+        position = database.add(*implausible, facts={"source": "here", "date": "2020-02-02"})
+        known = database[position].known
+        assert (known["quality"], known["source"], known["date"]) == (
+            "refused", "here", "2020-02-02")
+        assert len(known["objections"]) == 1
+        with pytest.raises(TypeError, match="no fact colour"):
+            database.add(*implausible, facts={"colour": "red"})
 
 
 def test_records_are_those_of_the_files():
@@ -29,11 +45,14 @@ def test_records_are_those_of_the_files():
         assert record.positions == pytest.approx(state.positions, abs=1e-4)
         assert len(record.bonds) >= len(reactant.bonds) and len(record.steps) > 0
     assert database[-1].name == database[13].name == database[12:][1].name
-    assert [record.position for record in database.find("claisen-ave")] == [6]
+    assert [record.position for record in database.find("claisen")] == [6]
+    assert {record.position for record in database.find(elements=[9, 17], barrier=(0, 100))} == {9}
+    assert database.find(level="B3LYP") == []
 
 
 def test_upkeep():
-    shutil.copy("reactions.db", "kept.db")
+    for end in ("", ".jsonl"):
+        shutil.copy("reactions.db" + end, "kept.db" + end)
     database = saddlefit.Database("kept.db")
     names = [record.name for record in database]
     database.remove(0, 5)
@@ -43,6 +62,7 @@ def test_upkeep():
     before, after = database.compact()
     assert before - after >= checked.free_bytes and os.path.getsize("kept.db") == after
     assert f"{after} after" in run_program("db", "compact", "kept.db")
+    assert "12 with a side record, 0 without" in run_program("db", "check", "kept.db")
 
 
 # ---- errors -------------------------------------------------------------------------------------

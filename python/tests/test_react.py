@@ -51,6 +51,16 @@ def test_members_say_what_the_json_says(sides):
         match["name"] for match in facts["search"][-1]["matches"][1:]]
     with pytest.raises(AttributeError):
         guess.match = "another"
+    assert "&lt;script" in guess._repr_html_() and "<script" not in guess._repr_html_()
+
+
+def test_a_saddle_point_is_searched_for_and_verified(sides):
+    """The level of the example data: the search ends on its transition state."""
+    guess = saddlefit.react(*sides[4], "reactions.db", saddle="gfn2")
+    saddle = json.loads(guess.json())["saddle"]
+    assert saddle["outcome"] == "verified"
+    with pytest.raises(ValueError, match="two threads"):
+        saddlefit.react_many(sides, "reactions.db", jobs=2, saddle="gfn2")
 
 
 # ---- sides --------------------------------------------------------------------------------------
