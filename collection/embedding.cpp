@@ -3,8 +3,8 @@
 #include "collection/geometry.hpp"
 #include "host/reactions/bond_paths.hpp"
 #include "host/reactions/distance_fit.hpp"
-#include "host/saddle/element_data.hpp"
-#include "host/saddle/units.hpp"
+#include "host/structures/element_data.hpp"
+#include "host/structures/units.hpp"
 
 #include <algorithm>
 #include <array>

@@ -4,11 +4,11 @@
 #include "host/reactions/distance_fit.hpp"
 #include "host/reactions/relaxation.hpp"
 #include "host/reactions/start_geometry.hpp"
-#include "host/saddle/element_data.hpp"
 #include "host/saddle/hessian.hpp"
 #include "host/saddle/minimise.hpp"
-#include "host/saddle/units.hpp"
 #include "host/structures/babel.hpp"
+#include "host/structures/element_data.hpp"
+#include "host/structures/units.hpp"
 
 #include <algorithm>
 #include <limits>

@@ -1,8 +1,8 @@
 #include "collection/journal.hpp"
 #include "collection/reaction_hash.hpp"
 #include "collection/run.hpp"
-#include "host/saddle/units.hpp"
 #include "host/saddle/xtb_surface.hpp"
+#include "host/structures/units.hpp"
 
 #include <gtest/gtest.h>
 
