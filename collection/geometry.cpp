@@ -1,13 +1,14 @@
 #include "collection/geometry.hpp"
 
+#include "collection/embedding.hpp"
 #include "host/reactions/distance_fit.hpp"
 #include "host/reactions/relaxation.hpp"
 #include "host/reactions/start_geometry.hpp"
-#include "host/saddle/element_data.hpp"
 #include "host/saddle/hessian.hpp"
 #include "host/saddle/minimise.hpp"
-#include "host/saddle/units.hpp"
 #include "host/structures/babel.hpp"
+#include "host/structures/element_data.hpp"
+#include "host/structures/units.hpp"
 
 #include <algorithm>
 #include <limits>
@@ -71,6 +72,17 @@ SpecialDistances wantedLengths(const Species &species, const BondsChanged &chang
     for (const auto &pair : pairsOf(changed))
         wanted[pair] = {angstromPerBohr * transitionLength(species, pair)};
     return wanted;
+}
+
+/// Each coordinate moved a little: where atoms stand in line Open Babel's force fields push them
+/// aside in directions that differ from run to run. (Of three atoms they leave none off: these are
+/// fitted to distances instead.)
+Eigen::VectorXd offLines(Eigen::VectorXd coordinates) {
+    constexpr double most = 0.05; // bohr
+    Random random(1);
+    for (auto &coordinate : coordinates)
+        coordinate += most * (2.0 * random.uniform() - 1.0);
+    return coordinates;
 }
 
 /// A surface with springs on some distances.
@@ -236,23 +248,21 @@ double transitionLength(const Species &species, const AtomPair &pair) {
 }
 
 Molecule3D moleculeFrom(const std::string &smiles, Embedding embedding) {
-    const auto parsed =
-        sharedBabel().parseSmiles({smiles, true, embedding == Embedding::threeDimensions});
+    const auto parsed = sharedBabel().parseSmiles({smiles, true, false});
     Molecule3D molecule;
-    std::vector<Position> positions;
     for (const auto &atom : parsed.atoms) {
         molecule.species.elements.push_back(atom.element);
         molecule.species.charge += atom.charge;
         molecule.mapNumbers.push_back(atom.mapNumber);
-        positions.push_back({atom.position[0], atom.position[1], atom.position[2]});
     }
-    molecule.coordinates = coordinatesOf(positions);
     BondOrders orders;
     for (const auto &bond : parsed.bonds)
         orders[orderedPair(bond.atom1, bond.atom2)] = bond.order;
     auto drawing = drawn(molecule.species, orders);
     if (!drawing) throw Error(smiles + " is no closed shell that the collection knows");
     molecule.drawing = std::move(*drawing);
+    if (embedding == Embedding::threeDimensions)
+        molecule.coordinates = embedded(molecule.species, molecule.drawing);
     return molecule;
 }
 
@@ -270,9 +280,11 @@ std::string smilesOf(const Species &species, const LewisStructure &drawing) {
 
 Eigen::VectorXd relaxedByForceField(const Species &species, const BondOrders &orders,
                                     const Eigen::VectorXd &coordinates) {
-    const auto structure = structureOf(species, orders, coordinates);
-    return coordinatesOf(host::relaxByForceField(
-        {structure.atoms, positionsOf(coordinates), structure.bonds, {}, {}}));
+    const auto start = offLines(coordinates);
+    if (species.elements.size() < 4) return atUsualDistances(species, orders, start);
+    const auto structure = structureOf(species, orders, start);
+    return coordinatesOf(
+        host::relaxByForceField({structure.atoms, positionsOf(start), structure.bonds, {}, {}}));
 }
 
 std::vector<Eigen::VectorXd> turned(const Molecule3D &molecule, std::size_t count,

@@ -5,12 +5,12 @@
 
 namespace saddlefit::collection {
 
-/// A molecule, or several, as Open Babel reads it from SMILES: all hydrogens, three dimensions.
+/// A molecule, or several, as Open Babel reads it from SMILES, with all hydrogens.
 struct Molecule3D {
     Species species;
     LewisStructure drawing;
     std::vector<int> mapNumbers; ///< 0 for none
-    Eigen::VectorXd coordinates; ///< bohr
+    Eigen::VectorXd coordinates; ///< bohr; empty if not embedded
 };
 enum class Embedding { none, threeDimensions };
 

@@ -1,6 +1,6 @@
 #include "collection/journal.hpp"
 
-#include "host/saddle/units.hpp"
+#include "host/structures/units.hpp"
 #include "host/system/text.hpp"
 
 #include <cmath>

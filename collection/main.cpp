@@ -4,7 +4,7 @@
 #include "collection/shipping.hpp"
 #include "collection/verification.hpp"
 #include "host/reactions/reaction_files.hpp"
-#include "host/saddle/units.hpp"
+#include "host/structures/units.hpp"
 
 #include <CLI/CLI.hpp>
 

@@ -4,10 +4,10 @@
 
 #include "host/reactions/drawing.hpp"
 #include "host/reactions/transitions.hpp"
-#include "host/saddle/units.hpp"
 #include "host/structures/elements.hpp"
 #include "host/structures/host_molecule.hpp"
 #include "host/structures/molfile.hpp"
+#include "host/structures/units.hpp"
 #include "host/system/output_file.hpp"
 #include "host/system/text.hpp"
 

@@ -2,8 +2,8 @@
 
 #include "collection/reaction_hash.hpp"
 #include "host/saddle/ends.hpp"
-#include "host/saddle/units.hpp"
 #include "host/saddle/xtb_surface.hpp"
+#include "host/structures/units.hpp"
 
 #include <algorithm>
 #include <array>

@@ -1,8 +1,8 @@
 #include "collection/journal.hpp"
 #include "collection/reaction_hash.hpp"
 #include "collection/run.hpp"
-#include "host/saddle/units.hpp"
 #include "host/saddle/xtb_surface.hpp"
+#include "host/structures/units.hpp"
 
 #include <gtest/gtest.h>
 
@@ -146,7 +146,7 @@ TEST(Families, FillSlotsAndHydrogens) {
     const auto molecule = moleculeFrom(withHydrogens(parent.smiles), Embedding::none);
     const auto proposal = proposalOf(molecule, parent);
     EXPECT_EQ(smilesOf(molecule.species, proposal.product), "OC=C");
-    for (const char *bad : {"react C | 1-2+", "family a", "family a 1\nreact C | 1~2", "word"})
+    for (const char *bad : {"family a", "family a 1\nreact C | 1~2", "word"})
         EXPECT_THROW(readFamilies(bad, 1), Error) << bad;
 }
 
