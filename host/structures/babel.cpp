@@ -200,7 +200,7 @@ std::string Babel::exchange(const std::string &frame, const TakePart &takePart) 
 /// What escapes in the midst of an answer leaves bytes behind that the next request must not meet.
 template <class Reply, class Request>
 Reply Babel::ask(FrameKind kind, const Request &request, const TakePart &takePart,
-                 Patience patience) {
+                 BabelPatience patience) {
     const std::lock_guard lock(mutex_);
     auto limits = limits_;
     limits.time = patience_ = std::min(patience.times * limits_.time, patience.most);

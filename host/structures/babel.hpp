@@ -38,6 +38,12 @@ struct BabelLimits {
     std::uint64_t stack = std::uint64_t{64} << 20; ///< bytes; that of the first request at most
 };
 
+/// With one request: so many times the limit, but no longer than that.
+struct BabelPatience {
+    int times = 1;
+    std::chrono::milliseconds most = std::chrono::milliseconds::max();
+};
+
 /// One process of the program saddlefit-babel. It starts with the first request and again when it
 /// has died. Threads may share an object (a request waits for the one before it) or have one each;
 /// a process that is forked off gets a program of its own when it asks. All requests throw
@@ -83,15 +89,9 @@ private:
 
     using TakePart = std::function<void(const std::string &)>;
 
-    /// With one request: so many times the limit, but no longer than that.
-    struct Patience {
-        int times = 1;
-        std::chrono::milliseconds most = std::chrono::milliseconds::max();
-    };
-
     template <class Reply, class Request>
     Reply ask(babel::FrameKind kind, const Request &request, const TakePart &takePart = {},
-              Patience patience = {});
+              BabelPatience patience = {});
     std::string exchange(const std::string &frame, const TakePart &takePart);
     void start();
     Frame nextFrame(Time deadline);
