@@ -428,8 +428,11 @@ TEST_F(RealSaddleSearches, NwchemFindsTheSaddleWithAndWithoutAHessian) {
     for (const bool withHessian : {false, true}) {
         search("nwchem", hcn(withHessian), "nwchem", {"input"});
         if (IsSkipped()) return;
-        EXPECT_TRUE(contains(log(), "Optimization converged"));
-        EXPECT_TRUE(contains(log(), "P.Frequency    -1248.")); // RHF/STO-3G; psi4 has it too
+        const auto text = log();
+        const auto modes = text.find("P.Frequency ", text.find("Optimization converged"));
+        ASSERT_NE(modes, std::string::npos) << text;
+        // RHF/STO-3G, as psi4 has it; the optimiser's threshold leaves a wavenumber or two open.
+        EXPECT_NEAR(std::stod(text.substr(modes + 12)), -1248.0, 3.0);
     }
 }
 
