@@ -2,10 +2,10 @@
 
 #include "cli/commands.hpp"
 #include "cli/report.hpp"
+#include "cli/result_file.hpp"
 #include "cli/subcommand.hpp"
 #include "host/answers/report_page.hpp"
 #include "host/system/input_file.hpp"
-#include "host/system/output_file.hpp"
 
 #include <cstdio>
 #include <filesystem>
@@ -24,8 +24,9 @@ struct ReportOptions {
 void requireAnswer(const std::string &path, std::size_t number, std::string_view line) {
     const auto complaint = complaintAboutJsonLine(line);
     if (complaint.empty()) return;
-    throw Error(path + ": line " + std::to_string(number) + " " + complaint +
-                "; give files that \"saddlefit react --json\" wrote");
+    throw Error("line " + std::to_string(number) + " " + complaint +
+                "; give files that \"saddlefit react --json\" wrote")
+        .at({path});
 }
 
 std::string answersIn(const std::string &path) {
@@ -58,23 +59,29 @@ int writeReport(const ReportOptions &options) {
     for (const auto &file : options.files) {
         std::error_code error;
         if (fs::equivalent(file, output, error)) {
-            throw Error(output + ": is named twice; give each file a name of its own");
+            throw Error(ErrorKind::refused, "is named twice; give each file a name of its own")
+                .at({output});
         }
     }
-    OutputFile file(output);
-    file.write(pageOfFiles(titleOf(options.files), options.files));
-    file.commit();
-    std::printf("%s\n", output.c_str());
+    writePage(output, titleOf(options.files), options.files);
+    if (output != standardOutput) std::printf("%s\n", output.c_str());
     return allDone;
 }
 
 } // namespace
 
-std::string pageOfFiles(const std::string &title, const std::vector<std::string> &jsonFiles) {
+void writePage(const std::string &target, const std::string &title,
+               const std::vector<std::string> &jsonFiles) {
     std::string lines;
     for (const auto &file : jsonFiles)
         lines += answersIn(file);
-    return reportPage(title, lines);
+    ResultFile file(target);
+    file.write(reportPage(title, lines));
+    file.commit();
+}
+
+void requirePageCanBeWritten(const std::string &target) {
+    const ResultFile attempt(target);
 }
 
 void addReportCommand(CLI::App &program, Action &chosen) {
@@ -84,7 +91,8 @@ void addReportCommand(CLI::App &program, Action &chosen) {
                 "Files that \"saddlefit react --json\" wrote, as the shards of a run");
     command
         .add_option("-o,--output", options.output,
-                    "The page; default: named like the first file, with the suffix .html")
+                    "The page; default: named like the first file, with the suffix .html; \"-\": "
+                    "to the standard output")
         ->type_name("FILE");
     command.footer("The page holds all that it shows and needs no network.\n\n"
                    "Example:\n"

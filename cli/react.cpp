@@ -67,7 +67,7 @@ class Page {
 public:
     explicit Page(const ReactOptions &options) : options_(options) {
         if (options.html.empty()) return;
-        file_.emplace(options.html);
+        requirePageCanBeWritten(options.html);
         lines_ = options.json;
         if (!options.keepsJson()) lines_ = folder_.emplace().file("answers.jsonl");
     }
@@ -77,17 +77,15 @@ public:
         return AnswerOutput{lines_, &jsonFormat};
     }
     void commit() {
-        if (!file_) return;
+        if (options_.html.empty()) return;
         const auto title = std::filesystem::path(options_.files.reactants).filename().string();
-        file_->write(pageOfFiles(title, {lines_}));
-        file_->commit();
+        writePage(options_.html, title, {lines_});
     }
 
 private:
     const ReactOptions &options_;
-    std::optional<OutputFile> file_;
     std::optional<TemporaryFolder> folder_;
-    std::string lines_;
+    std::string lines_; // the file of them
 };
 
 std::string expectedErrorText(const Reaction &reaction, const Answer &answer) {

@@ -299,7 +299,7 @@ void ReactOptions::settle() {
     }
     answer.stages = stagesIn(stagesText);
     answer.charge = bareSides.charge;
-    for (const auto &path : {output, xyz, json})
+    for (const auto &path : {output, xyz, json, html})
         if (path == standardOutput) batch.linesAreMessages = true;
     if (searchesSaddle) answer.saddle = saddle;
     if (resume && !learnInto.empty()) {

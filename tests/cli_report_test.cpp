@@ -43,6 +43,10 @@ TEST_F(ReportTest, HoldsTheJsonOfItsReactions) {
         EXPECT_EQ(react(options).status, 0) << options;
         EXPECT_EQ(linesIn("page.html"), lines) << options;
     }
+    ASSERT_EQ(react("--json - --html page.html").out, lines);
+    EXPECT_EQ(linesIn("page.html"), lines);
+    ASSERT_EQ(react("--html -").status, 0);
+    EXPECT_EQ(linesIn("stdout"), lines);
     ASSERT_EQ(react("--json 1.jsonl --shard 1/2").status, 0);
     ASSERT_EQ(react("--json 2.jsonl --shard 2/2").status, 0);
     EXPECT_EQ(run("report 1.jsonl 2.jsonl").out, "1.html\n");

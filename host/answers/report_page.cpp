@@ -3,6 +3,9 @@
 #include "host/answers/page_template.hpp"
 #include "host/system/json.hpp"
 
+#include <algorithm>
+#include <array>
+
 namespace saddlefit::host {
 
 namespace {

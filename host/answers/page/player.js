@@ -20,7 +20,7 @@ class Player {
   show(answer) {
     if (!this.picture) return;
     this.stop();
-    byId("picture").hidden = "error" in answer;
+    byId("picture").classList.toggle("away", "error" in answer);
     this.answer = "error" in answer ? null : answer;
     if (!this.answer) return;
     Object.assign(this, stillsOf(answer));

@@ -19,7 +19,6 @@ class Picture {
   constructor(element) {
     this.element = element;
     this.viewer = $3Dmol.createViewer(element, { disableFog: true, antialias: true, upscale: false });
-    new ResizeObserver(() => this.viewer.resize()).observe(element);
   }
 
   /// Draws a structure of the answer. The camera stays where it is.
