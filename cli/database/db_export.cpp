@@ -1,6 +1,6 @@
 #include "cli/database/db_commands.hpp"
 #include "cli/report.hpp"
-#include "host/system/output_file.hpp"
+#include "cli/result_file.hpp"
 #include "host/upkeep/record_export.hpp"
 
 #include <cstdio>
@@ -26,7 +26,7 @@ std::vector<std::size_t> positionsOf(const ExportOptions &options, const Catalog
 
 void write(const std::string &path, const std::string &text, const std::string &database) {
     requireOtherFile(path, database);
-    OutputFile file(path);
+    ResultFile file(path);
     file.write(text);
     file.commit();
 }
@@ -73,9 +73,10 @@ int exportRecords(const ExportOptions &options) {
         write(options.prefix + "_ts.sdf", transitionState, options.database);
     }
     if (!options.xyz.empty()) write(options.xyz, all.xyz, options.database);
-    if (options.json) {
+    const bool isPrinted = options.xyz == standardOutput;
+    if (options.json && !isPrinted) {
         printJson({{"file", options.database}, {"exported", all.count}, {"failed", all.failed}});
-    } else {
+    } else if (!isPrinted) {
         std::printf("%zu records of %s exported\n", all.count, options.database.c_str());
     }
     return all.failed == 0 ? allDone : somethingFailed;

@@ -1,6 +1,6 @@
 #include "cli/database/db_commands.hpp"
 #include "cli/report.hpp"
-#include "host/system/output_file.hpp"
+#include "cli/result_file.hpp"
 #include "host/system/text.hpp"
 #include "host/upkeep/statistics.hpp"
 
@@ -51,10 +51,11 @@ int stats(const StatsOptions &options) {
     if (!options.picture.empty()) {
         requireOtherFile(options.picture, options.database);
         const auto title = std::filesystem::path(options.database).filename().string();
-        OutputFile file(options.picture);
+        ResultFile file(options.picture);
         file.write(pictureOf(statistics, title));
         file.commit();
     }
+    if (options.picture == standardOutput) return allDone;
     if (!options.json) {
         print(statistics);
         return allDone;

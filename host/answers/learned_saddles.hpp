@@ -17,7 +17,8 @@ struct LearnedSaddles {
 /// The first-order saddle points of an answer whose ends differ in their bonds: one between both
 /// sides under the reaction as it is drawn, any other under the reaction of its ends, with bonds
 /// that are perceived from their coordinates. Each is titled by the reaction, the level and, where
-/// it is another one's, "other ends"; of several of a kind the lowest counts.
+/// it is another one's, "other ends"; of several of a kind the lowest counts. Level, energies, mode
+/// and how it was verified stand in data fields.
 LearnedSaddles learnedSaddles(const Reaction &reaction, const Answer &answer);
 
 } // namespace saddlefit::host
