@@ -59,7 +59,7 @@ void registerAnswers(py::module_ &module) {
         .def_readonly("reactant", &WrittenAnswer::reactant)
         .def_readonly("product", &WrittenAnswer::product)
         .def_property_readonly(
-            "positions", [](const WrittenAnswer &self) { return positionsOf(self.positions); })
+            "positions", [](const WrittenAnswer &self) { return coordinatesOf(self.positions); })
         .def_property_readonly("warnings", &warningsOf)
         .def_property_readonly("json", [](const WrittenAnswer &self) { return textOf(self.json); })
         .def_property_readonly("sdf", [](const WrittenAnswer &self) { return py::bytes(self.sdf); })

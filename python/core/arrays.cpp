@@ -50,12 +50,12 @@ Integers integers(const std::vector<int> &values) {
     return Integers(static_cast<py::ssize_t>(values.size()), values.data());
 }
 
-Reals positionsOf(const std::vector<host::StructureAtom> &atoms) {
+Reals coordinatesOf(const std::vector<host::StructureAtom> &atoms) {
     return points(
         atoms.size(), [&](std::size_t i) -> const auto & { return atoms[i].position; });
 }
 
-Reals positionsOf(const std::vector<host::Position> &positions) {
+Reals coordinatesOf(const std::vector<host::Position> &positions) {
     return points(
         positions.size(), [&](std::size_t i) -> const auto & { return positions[i]; });
 }

@@ -35,8 +35,8 @@ Array withColumns(const Array &array, py::ssize_t columns, const char *name) {
 Integers integers(const std::vector<int> &values);
 
 /// (n, 3), angstrom.
-Reals positionsOf(const std::vector<host::StructureAtom> &atoms);
-Reals positionsOf(const std::vector<host::Position> &positions);
+Reals coordinatesOf(const std::vector<host::StructureAtom> &atoms);
+Reals coordinatesOf(const std::vector<host::Position> &positions);
 
 /// (n,), atomic numbers.
 Integers numbersOf(const std::vector<host::StructureAtom> &atoms);

@@ -117,7 +117,7 @@ void registerCatalogue(py::module_ &module) {
             "code", [](Entry self) { return textOf(host::codeInSymbols(self.record.code.data())); })
         .def_property_readonly("numbers", [](Entry self) { return numbersOf(self.record.atoms); })
         .def_property_readonly("positions",
-                               [](Entry self) { return positionsOf(self.record.atoms); })
+                               [](Entry self) { return coordinatesOf(self.record.atoms); })
         .def_property_readonly("bonds", [](Entry self) { return bondsOf(self.record.bonds); })
         .def_property_readonly("steps", [](Entry self) { return stepsOf(self.record.transitions); })
         .def_property_readonly("known", &knownOf);

@@ -58,6 +58,8 @@ const char *wordsOf(Remedy remedy) {
     case Remedy::makeOrCheckDatabase:
         return ", make one with Database(path, create=True), or see with \"saddlefit db check\" "
                "what is wrong";
+    case Remedy::orderOfAtoms:
+        return ", or use map=\"order\"";
     case Remedy::listDatabase:
         return ", see list(database)";
     case Remedy::salvageDatabase:

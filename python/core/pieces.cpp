@@ -47,7 +47,7 @@ Reals superpose(const Reals &positions, const Reals &reference, const std::vecto
     if (partners.size() != fixed.size()) {
         throw py::value_error("partners: there must be one for each atom of the reference");
     }
-    return positionsOf(host::laidOn(fixed, atoms, partners));
+    return coordinatesOf(host::laidOn(fixed, atoms, partners));
 }
 
 // ---- maps and transitions -----------------------------------------------------------------------

@@ -23,7 +23,7 @@ py::tuple stateOf(const Structure &structure) {
     py::dict texts;
     for (const auto &[name, value] : fields)
         texts[textOf(name)] = textOf(value);
-    return py::make_tuple(numbersOf(atoms), positionsOf(atoms), integers(charges), bondsOf(bonds),
+    return py::make_tuple(numbersOf(atoms), coordinatesOf(atoms), integers(charges), bondsOf(bonds),
                           textOf(title), textOf(origin.file), origin.record, textOf(origin.title),
                           rings, texts, mapNumbers, radicals, hasIsotopes, namesBonds, charge,
                           unpaired);
@@ -105,7 +105,7 @@ void registerStructures(py::module_ &module) {
         .def_property_readonly("numbers",
                                [](const Structure &self) { return numbersOf(self.atoms); })
         .def_property_readonly("positions",
-                               [](const Structure &self) { return positionsOf(self.atoms); })
+                               [](const Structure &self) { return coordinatesOf(self.atoms); })
         .def_property_readonly("charges", &chargesOf)
         .def_property_readonly("bonds", [](const Structure &self) { return bondsOf(self.bonds); })
         .def_property_readonly("title", [](const Structure &self) { return textOf(self.title); })
