@@ -5,6 +5,7 @@
 #include "host/structures/reader.hpp"
 #include "python/core/registers.hpp"
 
+#include <algorithm>
 #include <pybind11/stl.h>
 
 namespace saddlefit::python {
@@ -58,6 +59,13 @@ Integers chargesOf(const Structure &structure) {
     return integers(charges);
 }
 
+// 0 for an atom without one.
+Integers mapNumbersOf(const Structure &structure) {
+    auto numbers = structure.mapNumbers;
+    numbers.resize(structure.atoms.size());
+    return integers(numbers);
+}
+
 py::dict fieldsOf(const Structure &structure) {
     py::dict fields;
     for (const auto &[name, value] : structure.fields)
@@ -65,10 +73,35 @@ py::dict fieldsOf(const Structure &structure) {
     return fields;
 }
 
+// Throws ValueError, with the name in front, unless there is one for each atom.
+std::vector<int> onePerAtom(const Integers &values, std::size_t atoms, const char *name) {
+    if (values.ndim() != 1 || static_cast<std::size_t>(values.shape(0)) != atoms) {
+        throw py::value_error(std::string(name) + ": there must be one for each atom");
+    }
+    return {values.data(), values.data() + values.size()};
+}
+
+void setKnown(Structure &structure, const PerAtom &known) {
+    const auto count = structure.atoms.size();
+    if (known.charges) {
+        const auto charges = onePerAtom(*known.charges, count, "charges");
+        for (std::size_t i = 0; i < count; ++i)
+            structure.atoms[i].charge = charges[i];
+    }
+    if (!known.mapNumbers) return;
+    const auto numbers = onePerAtom(*known.mapNumbers, count, "map_numbers");
+    if (std::any_of(numbers.begin(), numbers.end(), [](int number) { return number < 0; })) {
+        throw py::value_error("map_numbers: they are positive, or 0 for none");
+    }
+    if (std::any_of(numbers.begin(), numbers.end(), [](int number) { return number > 0; })) {
+        structure.mapNumbers = numbers;
+    }
+}
+
 } // namespace
 
 Structure structureOf(const Integers &numbers, const Reals &positions,
-                      const std::optional<Integers> &bonds, const std::optional<Integers> &charges,
+                      const std::optional<Integers> &bonds, const PerAtom &known,
                       const py::str &title) {
     Structure structure;
     structure.atoms = atomsOf(numbers, positions);
@@ -76,13 +109,7 @@ Structure structureOf(const Integers &numbers, const Reals &positions,
     structure.title = bytesOf(title);
     structure.origin.file = "structure";
     structure.origin.title = structure.title;
-    if (charges) {
-        if (charges->ndim() != 1 || charges->shape(0) != numbers.shape(0)) {
-            throw py::value_error("charges: there must be one for each atom");
-        }
-        for (std::size_t i = 0; i < structure.atoms.size(); ++i)
-            structure.atoms[i].charge = charges->data()[i];
-    }
+    setKnown(structure, known);
     if (!bonds) {
         structure.namesBonds = false;
         structure.bonds = host::perceivedCovalentBonds(structure.atoms);
@@ -98,8 +125,14 @@ Structure structureOf(const Integers &numbers, const Reals &positions,
 
 void registerStructures(py::module_ &module) {
     py::class_<Structure>(module, "Structure")
-        .def(py::init(&structureOf), py::arg("numbers"), py::arg("positions"),
-             py::arg("bonds") = py::none(), py::kw_only(), py::arg("charges") = py::none(),
+        .def(py::init([](const Integers &numbers, const Reals &positions,
+                         const std::optional<Integers> &bonds,
+                         const std::optional<Integers> &charges,
+                         const std::optional<Integers> &mapNumbers, const py::str &title) {
+                 return structureOf(numbers, positions, bonds, {charges, mapNumbers}, title);
+             }),
+             py::arg("numbers"), py::arg("positions"), py::arg("bonds") = py::none(), py::kw_only(),
+             py::arg("charges") = py::none(), py::arg("map_numbers") = py::none(),
              py::arg("title") = "")
         .def("__len__", [](const Structure &self) { return self.atoms.size(); })
         .def_property_readonly("numbers",
@@ -107,6 +140,7 @@ void registerStructures(py::module_ &module) {
         .def_property_readonly("positions",
                                [](const Structure &self) { return coordinatesOf(self.atoms); })
         .def_property_readonly("charges", &chargesOf)
+        .def_property_readonly("map_numbers", &mapNumbersOf)
         .def_property_readonly("bonds", [](const Structure &self) { return bondsOf(self.bonds); })
         .def_property_readonly("title", [](const Structure &self) { return textOf(self.title); })
         .def_property_readonly("source",

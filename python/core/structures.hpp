@@ -8,9 +8,14 @@
 
 namespace saddlefit::python {
 
+/// What may be known of each atom beside its element and its place.
+struct PerAtom {
+    std::optional<Integers> charges, mapNumbers;
+};
+
 /// Of atoms and, where they are known, bonds. Throws ValueError for what is none.
 host::Structure structureOf(const Integers &numbers, const Reals &positions,
-                            const std::optional<Integers> &bonds,
-                            const std::optional<Integers> &charges, const py::str &title);
+                            const std::optional<Integers> &bonds, const PerAtom &known,
+                            const py::str &title);
 
 } // namespace saddlefit::python

@@ -36,22 +36,23 @@ def structure_of_ase(atoms: Any) -> Structure:
 # ---- RDKit --------------------------------------------------------------------------------------
 
 
-def rdkit_molecule(numbers: Integers, positions: Reals, bonds: Integers, charges: Integers) -> Any:
-    """Not sanitised: a guess has bonds that valences do not explain."""
+def rdkit_molecule(structure: Structure, positions: Reals) -> Any:
+    """At these positions. Not sanitised: a guess has bonds that valences do not explain."""
     from rdkit import Chem
     from rdkit.Geometry import Point3D
 
     types = {0: Chem.BondType.ZERO, 1: Chem.BondType.SINGLE, 2: Chem.BondType.DOUBLE,
              3: Chem.BondType.TRIPLE, _AROMATIC: Chem.BondType.AROMATIC}
     molecule = Chem.RWMol()
-    for number, charge in zip(numbers, charges):
+    for number, charge, name in zip(structure.numbers, structure.charges, structure.map_numbers):
         atom = Chem.Atom(int(number))
         atom.SetFormalCharge(int(charge))
+        atom.SetAtomMapNum(int(name))
         atom.SetNoImplicit(True)
         molecule.AddAtom(atom)
-    for first, second, kind in bonds:
+    for first, second, kind in structure.bonds:
         molecule.AddBond(int(first), int(second), types[int(kind)])
-    conformer = Chem.Conformer(len(numbers))
+    conformer = Chem.Conformer(len(structure))
     for i, position in enumerate(positions):
         conformer.SetAtomPosition(i, Point3D(*map(float, position)))
     molecule.AddConformer(conformer)
@@ -73,4 +74,5 @@ def structure_of_rdkit(molecule: Any) -> Structure:
                      molecule.GetConformer().GetPositions(),
                      np.array(bonds, dtype=np.int32).reshape(-1, 3),
                      charges=[atom.GetFormalCharge() for atom in atoms],
+                     map_numbers=[atom.GetAtomMapNum() for atom in atoms],
                      title=molecule.GetProp("_Name") if molecule.HasProp("_Name") else "")

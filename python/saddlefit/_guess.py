@@ -249,8 +249,7 @@ class Guess:
         """
         from ._convert import rdkit_molecule
 
-        return rdkit_molecule(self.reactant.numbers, self.positions, self.reactant.bonds,
-                              self.reactant.charges)
+        return rdkit_molecule(self.reactant, self.positions)
 
 
 def _from_zero(atoms: list[int]) -> tuple[int, ...]:

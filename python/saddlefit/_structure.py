@@ -29,6 +29,9 @@ class Structure:
         bonds are found by the coordinates.
     charges : array_like of int, shape (n,), optional
         Formal charges.
+    map_numbers : array_like of int, shape (n,), optional
+        Which atom of the other side each one is: the one with the same number. 0 for an atom
+        without a number.
     title : str, optional
         What it is called in results.
 
@@ -49,8 +52,9 @@ class Structure:
 
     def __init__(self, numbers: npt.ArrayLike, positions: npt.ArrayLike,
                  bonds: npt.ArrayLike | None = None, *, charges: npt.ArrayLike | None = None,
-                 title: str = "") -> None:
-        self._core = _saddlefit.Structure(numbers, positions, bonds, charges=charges, title=title)
+                 map_numbers: npt.ArrayLike | None = None, title: str = "") -> None:
+        self._core = _saddlefit.Structure(numbers, positions, bonds, charges=charges,
+                                          map_numbers=map_numbers, title=title)
 
     @classmethod
     def _of(cls, core: _saddlefit.Structure) -> Structure:
@@ -77,6 +81,11 @@ class Structure:
     def charges(self) -> Integers:
         """Formal charges, shape (n,)."""
         return self._core.charges
+
+    @property
+    def map_numbers(self) -> Integers:
+        """Numbers that name the same atom on both sides, shape (n,); 0 for none."""
+        return self._core.map_numbers
 
     @property
     def title(self) -> str:
@@ -132,7 +141,7 @@ class Structure:
         2
         """
         from ._convert import rdkit_molecule
-        return rdkit_molecule(self.numbers, self.positions, self.bonds, self.charges)
+        return rdkit_molecule(self, self.positions)
 
 
 class Records(Sequence[Structure]):

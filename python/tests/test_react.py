@@ -81,7 +81,9 @@ def test_a_side_in_another_form_is_the_same_reaction(form, index, sides, tmp_pat
     expected = saddlefit.react(*sides[index], "reactions.db")
     given = [in_other_forms(side, tmp_path / f"{i}.sdf")[form]
              for i, side in enumerate(sides[index])]
-    guess = saddlefit.react(*given, "reactions.db")
+    # An exchange of like for like takes map numbers, for which there is no room in arrays.
+    options = {"map": "order"} if form == "arrays" else {}
+    guess = saddlefit.react(*given, "reactions.db", **options)
     assert guess.match == expected.match
     assert guess.positions == pytest.approx(expected.positions, abs=2e-3)  # 4 decimals in files
 
