@@ -4,11 +4,9 @@
 
 #include <gtest/gtest.h>
 
-namespace saddlefit {
-
-using namespace test;
-
 namespace {
+
+using namespace saddlefit::test;
 
 class ReportTest : public CommandLineTest {
 protected:
@@ -20,7 +18,7 @@ protected:
                       .status,
                   0);
     }
-    test::Answer react(const std::string &options) const {
+    Answer react(const std::string &options) const {
         const std::string queries = SADDLEFIT_DATA "/queries_";
         return run("react " + queries + "reactants.sdf " + queries + "products.sdf --db db " +
                    options);
@@ -73,5 +71,3 @@ TEST_F(ReportTest, IsRefusedWithTheReason) {
 }
 
 } // namespace
-
-} // namespace saddlefit
