@@ -2,6 +2,8 @@
 #include "saddlefit/matching.h"
 #include "saddlefit/reaction.h"
 
+#include "molecule/ranges.hpp"
+
 int C_startReaction(Molecule *mol, const char *path) {
     return mol ? startReaction(mol, path) : 0;
 }
@@ -14,7 +16,7 @@ int C_getRS(Molecule *mol, int *rs) {
     if (!mol || (!rs && mol->atomCount > 0)) return 0;
     for (int atom = 0; atom < mol->atomCount; ++atom) {
         rs[atom] = getRS(mol, atom);
-        if (rs[atom] == -10) return 0;
+        if (rs[atom] == saddlefit::failed) return 0;
     }
     return 1;
 }

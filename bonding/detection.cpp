@@ -215,7 +215,7 @@ void repairDoubleBonds(const Molecule &mol) {
 } // namespace
 
 void recheckBonds(Molecule *mol) {
-    if (createBondlink(mol) == -10) return;
+    if (createBondlink(mol) == failed) return;
     guarded(0, [&] {
         settleBonds(*mol, 0);
         removeCondemned(*mol, [](const Bond &bond) { return bond.type < aromaticCandidate; });

@@ -21,9 +21,6 @@ namespace {
 
 constexpr std::size_t talliedElements = 255; // elements 0 to 254
 
-/// What a mapping answers that has no memory or was interrupted.
-constexpr int failed = -10;
-
 /// Room on the stack for the arrays of a search between molecules of a hundred atoms or so; those
 /// of larger ones go on to the heap.
 constexpr std::size_t usualBytes = 16384;

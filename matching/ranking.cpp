@@ -228,8 +228,8 @@ int rankAtoms(const Molecule &mol, std::span<int> atoms, std::span<const int> ex
 int cmpAtoms(Molecule *mol, int *atoms, int n, const int *excluded, int excludedCount, int root,
              unsigned char **visitedSets) {
     if (n < 2) return n;
-    if (!ensureBondlink(*mol)) return -10;
-    return guarded(-10, [&] {
+    if (!ensureBondlink(*mol)) return failed;
+    return guarded(failed, [&] {
         return rankAtoms(*mol, countedSpan(atoms, n), countedSpan(excluded, excludedCount), root,
                          visitedSets);
     });

@@ -41,7 +41,7 @@ int calcChirality(const Atom *centre, const Atom *a, const Atom *b, const Atom *
 
 int getRS(Molecule *mol, int atomIndex) {
     if (!hasAtom(*mol, atomIndex)) return 0;
-    if (!ensureBondlink(*mol)) return -10;
+    if (!ensureBondlink(*mol)) return failed;
     std::array<int, substituents> ranked;
     if (!fourNeighbours(*mol, atomIndex, ranked)) return 0;
     const int ranks = cmpAtoms(mol, ranked.data(), substituents, nullptr, 0, atomIndex, nullptr);

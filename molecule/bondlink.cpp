@@ -141,13 +141,13 @@ int createBondlink(Molecule *mol) {
     freeBondlink(mol);
     const auto slots = static_cast<std::size_t>(std::max(mol->atomCount, 0));
     BondlinkBlock *block = resizedBlock(nullptr, slots);
-    if (!block) return -10;
+    if (!block) return failed;
     block->slots = slots;
     std::fill(block->heads, block->heads + slots, nullptr);
     mol->bondlink = block->heads;
     if (!linkAll(*mol)) {
         freeBondlink(mol);
-        return -10;
+        return failed;
     }
     mol->bondlinkBuilt = 1;
     return 1;
@@ -179,7 +179,7 @@ Bond *getBond(Molecule *mol, int a, int b) {
 int getBondNumber(Molecule *mol, int a, int b) {
     const auto bonds = bondsOf(*mol);
     const auto found = std::ranges::find_if(bonds, [&](Bond *bond) { return joins(*bond, a, b); });
-    return found == bonds.end() ? -10 : static_cast<int>(found - bonds.begin());
+    return found == bonds.end() ? failed : static_cast<int>(found - bonds.begin());
 }
 
 int getBondAdjAtom(Molecule *mol, Bond *excluded, int atom) {

@@ -10,6 +10,10 @@
 
 namespace saddlefit {
 
+/// What exported functions answer where there is no memory for an index of bonds, no such bond, or
+/// where a mapping was interrupted.
+constexpr int failed = -10;
+
 inline bool hasAtom(const Molecule &mol, int atom) {
     return atom >= 0 && atom < mol.atomCount;
 }
@@ -125,7 +129,7 @@ inline Neighbours neighboursOf(const Molecule &mol, int atom) {
 
 /// Build the index of bonds unless there is one; false if there is no memory for it.
 inline bool ensureBondlink(Molecule &mol) {
-    return mol.bondlink || createBondlink(&mol) != -10;
+    return mol.bondlink || createBondlink(&mol) != failed;
 }
 
 } // namespace saddlefit
