@@ -80,7 +80,7 @@ std::vector<Position> byDistances(const Structure &molecule, const StereoMarks &
 } // namespace
 
 std::vector<Position> embedded(const Structure &molecule, const StereoMarks &marks) {
-    const auto positions = built(molecule, marks);
+    auto positions = built(molecule, marks);
     const bool isWhole = positions.size() == molecule.atoms.size() && areFinite(positions);
     if (isWhole && unkeptMarks(marks, positions) == 0) return positions;
     return byDistances(molecule, marks);

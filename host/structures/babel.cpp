@@ -7,7 +7,6 @@
 #include <array>
 #include <csignal>
 #include <cstring>
-#include <filesystem>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,7 +14,6 @@ namespace saddlefit::host {
 
 namespace {
 
-namespace fs = std::filesystem;
 using babel::FailureKind;
 using babel::FrameHeader;
 using babel::FrameKind;
