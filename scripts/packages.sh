@@ -14,7 +14,7 @@ workflow_packages=(snakemake)
 python_packages=(pybind11-dev python3-dev python3-venv python3-pip python3-setuptools python3-wheel
                  python3-numpy python3-ase python3-rdkit python3-tqdm python3-pytest mypy
                  python3-mypy python3-distributed)
-site_packages=(mkdocs)
+site_packages=(mkdocs doxygen python3-numpydoc)
 report_packages=(chromium chromium-driver python3-selenium)
 bench_packages=(pkg-config libbenchmark-dev librdkit-dev libboost-dev libeigen3-dev libsqlite3-dev
                 libopenbabel-dev python3-networkx)

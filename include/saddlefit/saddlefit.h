@@ -1,4 +1,7 @@
-/** @file Everything that saddlefit offers to a host, in one include. */
+/**
+ * @file
+ * Everything that saddlefit offers to a host, in one include.
+ */
 #ifndef SADDLEFIT_SADDLEFIT_H
 #define SADDLEFIT_SADDLEFIT_H
 
