@@ -60,6 +60,7 @@ std::size_t ByteSource::read(std::int64_t offset, unsigned char *into, std::size
         const ssize_t got = pread(descriptor_, into + done, size - done,
                                   static_cast<off_t>(offset) + static_cast<off_t>(done));
         if (got < 0 && errno == EINTR) continue;
+        if (got < 0) failure_ = errno;
         if (got <= 0) break;
         done += static_cast<std::size_t>(got);
     }

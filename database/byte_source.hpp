@@ -3,6 +3,7 @@
 
 #include "database/bytes.hpp"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -44,11 +45,16 @@ public:
     /// Read from a file; fewer bytes than asked for only at its end or where reading fails.
     std::size_t read(std::int64_t offset, unsigned char *into, std::size_t size) const;
 
+    /// The errno of the last reading that failed: what it gave is not the end of the file. 0 if
+    /// none did.
+    int failure() const { return failure_; }
+
 private:
     explicit ByteSource(int descriptor) : descriptor_(descriptor) {}
 
     int descriptor_ = -1;
     Bytes memory_;
+    mutable std::atomic<int> failure_{0};
 };
 
 /// The piece of a source that was looked at last, and some bytes ahead of it: more of them the

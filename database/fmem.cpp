@@ -117,6 +117,8 @@ uint32_t placeBlock(uint32_t size, uint8_t status, FILE *stream) {
         if (!seekTo(next, stream)) return allocFail(Step::scanSeek);
         offset = static_cast<uint32_t>(next);
     }
+    // Not the end of the file: what lies behind would be written over.
+    if (std::ferror(stream)) return allocFail(Step::scanSeek);
     return appendBlock(offset, {size, status}, stream);
 }
 

@@ -64,8 +64,8 @@ std::unique_ptr<ManyRecords> ManyRecords::open(const char *path) {
     if (!source) return nullptr;
     std::vector<FreeBlocks::Block> free;
     const std::int64_t end = walk(*source, free);
-    if (end < 0) {
-        errno = EINVAL;
+    if (end < 0 || source->failure() != 0) { // what lies behind would be written over
+        errno = end < 0 ? EINVAL : source->failure();
         return nullptr;
     }
     std::unique_ptr<ManyRecords> file(new ManyRecords(-1, std::move(free), end));

@@ -37,6 +37,22 @@ bool stillBears(ByteWindow &window, const CodeTable::Entry &entry, const StoredC
     return block && block->status != blockFree && code.isAt(window, block->data);
 }
 
+/// Counts, in the end, a source that could not be opened or read.
+class CountFailure {
+public:
+    CountFailure(const ByteSource *source, std::atomic<int> &failures)
+        : source_(source), failures_(failures) {}
+    ~CountFailure() {
+        if (!source_ || source_->failure() != 0) ++failures_;
+    }
+    CountFailure(const CountFailure &) = delete;
+    CountFailure &operator=(const CountFailure &) = delete;
+
+private:
+    const ByteSource *source_;
+    std::atomic<int> &failures_;
+};
+
 } // namespace
 
 OpenDatabase::OpenDatabase(std::string path, std::vector<unsigned char> bytes, bool inMemory)
@@ -66,7 +82,7 @@ bool OpenDatabase::hasTableFor(const ByteSource &source) const {
         table_.reset();
         if (state && !restsLongEnough(*state)) return false;
         auto made = std::make_unique<const CodeTable>(source, state);
-        if (source.state() != state) return false;
+        if (source.state() != state || source.failure() != 0) return false;
         table_ = std::move(made);
     }
     return table_->isComplete();
@@ -84,6 +100,7 @@ OpenDatabase::entriesFor(const ByteSource &source, const StoredCode &code) const
 void OpenDatabase::forEachWith(std::span<const int> code, const MoleculeVisitor &visit) const {
     const StoredCode wanted(code);
     const auto from = source();
+    const CountFailure counting(from.get(), failures_);
     if (!from || !wanted.canMatch()) return;
     const auto entries = entriesFor(*from, wanted);
     if (!entries) return scanRecords(*from, &wanted, Oversized::passedOver, visit);
@@ -102,7 +119,9 @@ void OpenDatabase::forEachWith(std::span<const int> code, const MoleculeVisitor 
 }
 
 void OpenDatabase::forEach(const MoleculeVisitor &visit) const {
-    if (const auto from = source()) scanRecords(*from, nullptr, Oversized::passedOver, visit);
+    const auto from = source();
+    const CountFailure counting(from.get(), failures_);
+    if (from) scanRecords(*from, nullptr, Oversized::passedOver, visit);
 }
 
 std::vector<OwnedMol> OpenDatabase::moleculesWith(std::span<const int> code) const {

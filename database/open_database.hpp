@@ -4,6 +4,7 @@
 #include "database/code_table.hpp"
 #include "molecule/memory.hpp"
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -71,6 +72,9 @@ public:
     /// Whether there is no block in use; reads up to the first one.
     bool empty() const;
 
+    /// How many walks the file failed: they may have left records out.
+    int failures() const { return failures_; }
+
 private:
     OpenDatabase(std::string path, std::vector<unsigned char> bytes, bool inMemory);
     std::unique_ptr<ByteSource> source() const;
@@ -81,6 +85,7 @@ private:
     std::string path_;
     std::vector<unsigned char> bytes_;
     bool inMemory_;
+    mutable std::atomic<int> failures_{0};
     mutable std::mutex mutex_;
     mutable std::unique_ptr<const CodeTable> table_; ///< guarded by the mutex
 };

@@ -88,6 +88,10 @@ void closeReactionDatabase(ReactionDatabase *database) {
     delete database;
 }
 
+int reactionDatabaseFailures(const ReactionDatabase *database) {
+    return database ? database->failures() : 0;
+}
+
 int visitReactions(const ReactionDatabase *database, const int *code, StructureVisitor visit,
                    void *context) {
     int count = 0;

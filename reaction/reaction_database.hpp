@@ -28,6 +28,9 @@ struct ReactionDatabase {
     /// Visit the structures with a code, or all if there is none.
     void visit(const int *code, const saddlefit::MoleculeVisitor &visit) const;
 
+    /// As OpenDatabase::failures().
+    int failures() const { return file_ ? file_->failures() : 0; }
+
 private:
     void visitMolecules(std::span<const int> code, const saddlefit::MoleculeVisitor &visit) const;
 

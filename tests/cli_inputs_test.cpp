@@ -10,10 +10,12 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <functional>
 #include <optional>
 #include <sstream>
 #include <string>
+#include <sys/resource.h>
 #include <vector>
 #include <zlib.h>
 
@@ -390,6 +392,81 @@ TEST_F(Inputs, TheExtensionNamesWhatIsWritten) {
     }
     EXPECT_TRUE(contains(run("perceive reactants.xyz -o o.xyz").err, "an SD file is written"));
     EXPECT_EQ(contents("o.json") + contents("o"), "");
+}
+
+// ---- hostile files
+// --------------------------------------------------------------------------------
+
+using HostileInputs = test::CommandLineTest;
+
+std::string repeated(std::size_t times, const std::string &text) {
+    std::string all;
+    for (std::size_t i = 0; i < times; ++i)
+        all += text;
+    return all;
+}
+
+/// A chain of carbon in the V3000 form, all z = 0.
+std::string flatChain(int atoms, int doubleBond) {
+    std::string text = "chain\n\n\n  0  0  0     0  0            999 V3000\nM  V30 BEGIN CTAB\n"
+                       "M  V30 COUNTS " +
+                       std::to_string(atoms) + " " + std::to_string(atoms - 1) +
+                       " 0 0 0\nM  V30 BEGIN ATOM\n";
+    for (int i = 1; i <= atoms; ++i)
+        text += "M  V30 " + std::to_string(i) + " C " + std::to_string(i * 1.3) + " 0 0 0\n";
+    text += "M  V30 END ATOM\nM  V30 BEGIN BOND\n";
+    for (int i = 1; i < atoms; ++i)
+        text += "M  V30 " + std::to_string(i) + (i == doubleBond ? " 2 " : " 1 ") +
+                std::to_string(i) + " " + std::to_string(i + 1) + "\n";
+    return text + "M  V30 END BOND\nM  V30 END CTAB\nM  END\n$$$$\n";
+}
+
+/// An output of Gaussian with atoms at random places in a cube of three angstrom.
+std::string denseOutput(int atoms) {
+    std::string text = " Entering Gaussian System, Gaussian 16\n Standard orientation:\n ---\n"
+                       " Center Atomic Atomic Coordinates\n Number Number Type X Y Z\n ---\n";
+    for (int i = 0; i < atoms; ++i)
+        text += test::columns(" %6d %10d %11d %14.6f %11.6f %11.6f\n", i + 1, 6, 0,
+                              i * 7 % 31 / 10.0, i * 11 % 29 / 10.0, i * 13 % 37 / 10.0);
+    return text + " ---\n Normal termination of Gaussian\n";
+}
+
+// What is read in a process of its own, with limits of time, memory and stack, costs little more
+// than its bytes; what then takes long in a reaction ends with its time.
+TEST_F(HostileInputs, CostNeitherTheProgramNorTheMachine) {
+    const std::vector<std::pair<std::string, std::string>> files{
+        {"long.smi", std::string(100'000, 'C') + "\n"},
+        {"flat.sdf", flatChain(8000, 0)},
+        {"counts.mol2", "@<TRIPOS>MOLECULE\nx\n 2000000000 2000000000\nSMALL\nNO_CHARGES\n\n"
+                        "@<TRIPOS>ATOM\n" +
+                            repeated(2000, "1 C 0 0 0 C.3\n")},
+        {"deep.cml", "<cml>" + repeated(200'000, "<molecule>")},
+        {"dense.log", denseOutput(6000)}};
+    for (const auto &[name, bytes] : files)
+        write(name, bytes);
+    write("other.sdf", flatChain(8000, 7000));
+    write("long.rsmi", std::string(100'000, 'C') + ">>" + std::string(99'998, 'C') + ".CC\n");
+    ASSERT_EQ(run("db add k.db " SADDLEFIT_DATA "/parents_reactants.sdf " SADDLEFIT_DATA
+                  "/parents_products.sdf " SADDLEFIT_DATA "/parents_ts.sdf --force")
+                  .status,
+              0);
+    const auto start = std::chrono::steady_clock::now();
+    for (const auto &[name, bytes] : files) {
+        const auto answer = run("perceive " + name);
+        EXPECT_EQ(answer.status, name == "flat.sdf" ? 0 : 1) << answer.err;
+        EXPECT_TRUE(answer.status == 0 ||
+                    answer.err.starts_with("saddlefit: " + name + ", record 1"))
+            << answer.err;
+    }
+    for (const char *sides : {"long.rsmi", "flat.sdf other.sdf", "dense.log dense.log"}) {
+        const auto answer = run(std::string("react ") + sides + " --db k.db --timeout 1");
+        EXPECT_EQ(answer.status, 1);
+        EXPECT_TRUE(contains(answer.err, "took longer than 1 s")) << answer.err;
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
+    rusage use{};
+    getrusage(RUSAGE_CHILDREN, &use);
+    EXPECT_LT(use.ru_maxrss, 1'000'000) << "kB";
 }
 
 } // namespace

@@ -28,6 +28,23 @@ struct Visit {
     }
 };
 
+/// Throws Error at the end of what has not seen the whole file.
+class WholeReading {
+public:
+    explicit WholeReading(const ReactionDatabase &database)
+        : database_(database), before_(reactionDatabaseFailures(&database)) {}
+
+    void require() const {
+        if (reactionDatabaseFailures(&database_) == before_) return;
+        throw Error(ErrorKind::system, "the database cannot be read to its end; check the disk, or "
+                                       "go back to a copy");
+    }
+
+private:
+    const ReactionDatabase &database_;
+    int before_;
+};
+
 OpenReactions shared(ReactionDatabase *database) {
     return {database, [](ReactionDatabase *open) { closeReactionDatabase(open); }};
 }
@@ -66,15 +83,19 @@ OwnedSearcher newSearcher() {
 OwnedResult searchIn(const ReactionDatabase &database, Searcher &searcher, const Molecule &mol,
                      SearchOptions options) {
     options.soundOnly = 1;
+    const WholeReading reading(database);
     auto result = orNoMemory(OwnedResult(searchReactions(&searcher, &database, &mol, &options)));
+    reading.require();
     if (result->interrupted != 0) throw Interrupted();
     return result;
 }
 
 void forEachStored(const ReactionDatabase &database, const int *code, const StoredVisitor &visit) {
+    const WholeReading reading(database);
     Visit walk{visit};
     visitReactions(&database, code, &Visit::take, &walk);
     if (walk.failure) std::rethrow_exception(walk.failure);
+    reading.require();
 }
 
 } // namespace saddlefit::host

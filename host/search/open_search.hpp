@@ -30,14 +30,15 @@ OpenReactions openReactions(std::vector<HostMolecule> molecules);
 
 OwnedSearcher newSearcher();
 
-/// Search among sound records; see searchReactions(). Throws Interrupted.
+/// Search among sound records; see searchReactions(). Throws Interrupted, and Error if the file
+/// cannot be read to its end.
 OwnedResult searchIn(const ReactionDatabase &database, Searcher &searcher, const Molecule &mol,
                      SearchOptions options);
 
 /// Takes a stored structure with the ordinal of its record; may throw, which ends the walk.
 using StoredVisitor = std::function<void(HostMolecule structure, int record)>;
 
-/// Walk over the structures with a code, or over all for null.
+/// Walk over the structures with a code, or over all for null. Throws Error likewise.
 void forEachStored(const ReactionDatabase &database, const int *code, const StoredVisitor &visit);
 
 } // namespace saddlefit::host

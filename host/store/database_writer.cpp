@@ -23,7 +23,9 @@ DatabaseWriter::DatabaseWriter(const std::string &path) : path_(path), file_(pat
 }
 
 void DatabaseWriter::begin() {
+    failure_ = EIO; // until all of it is copied: half a copy is nothing to add to
     file_.copyFromTarget();
+    failure_ = 0;
     file_.write({}); // makes it where there was no target
     writer_.reset(openStoreWriter(file_.path().c_str()));
     if (!writer_) failure_ = errno;

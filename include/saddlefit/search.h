@@ -116,6 +116,16 @@ typedef int (*StructureVisitor)(Molecule *structure, int record, void *context);
 SADDLEFIT_API int visitReactions(const ReactionDatabase *database, const int *code,
                                  StructureVisitor visit, void *context);
 
+/**
+ * Tell whether searches and walks have seen the whole file.
+ *
+ * @param database  Database; NULL gives 0.
+ * @return          How many of them, since it was opened, could not open the file or read it to its
+ *                  end: they count as if the file had ended there. One before and after which the
+ *                  number is the same has seen all.
+ */
+SADDLEFIT_API int reactionDatabaseFailures(const ReactionDatabase *database);
+
 /* ---- reports -------------------------------------------------------------------------------- */
 
 /** Classes of candidates, the better ones first: see mapDB(). */
