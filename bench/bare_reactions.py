@@ -1,14 +1,17 @@
 #!/usr/bin/env python3
 """How often reactions that are given as coordinates get the code of those whose bonds are drawn.
 
-usage: bench/bare_reactions.py PROGRAM [--reactions FOLDER] [--list]
+usage: bench/bare_reactions.py PROGRAM [--reactions FOLDER] [--list] [--document FILE]
 
-FOLDER has reactants.sdf and products.sdf. With --list, each reaction that got another code.
+FOLDER has reactants.sdf and products.sdf. With --list, each reaction that got another code; with --document,
+the table goes into the file too.
 """
 import argparse
 import pathlib
 import subprocess
 import tempfile
+
+from quality import put_into
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 FINDERS = (("openbabel", "Open Babel, settled between the sides"), ("saddlefit", "the library's rule"))
@@ -37,15 +40,15 @@ def codes(program, reactants, products, folder, *options):
     """By number; reactions that are refused are not among them."""
     database = folder / "empty.db"
     database.touch()
-    json_lines = folder / "answers.sdf"
-    json_lines.unlink(missing_ok=True)
-    command = [program, "react", reactants, products, "--db", database, "-o", json_lines]
+    answers = folder / "answers.sdf"
+    answers.unlink(missing_ok=True)
+    command = [program, "react", reactants, products, "--db", database, "-o", answers]
     subprocess.run(
         [*command, "--stages", "full", "--relax", "none", "--map", "order", *options],
         capture_output=True,
     )
     found = {}
-    for record in json_lines.read_text().split("$$$$\n") if json_lines.exists() else []:
+    for record in answers.read_text().split("$$$$\n") if answers.exists() else []:
         fields = dict(part.split(">\n", 1) for part in record.split("> <")[1:])
         if fields:
             found[int(fields["RECORD"])] = fields["TRANSITION_CODE"].strip()
@@ -63,8 +66,8 @@ def sets_of(reactions):
         yield "reactions", reactions / "reactants.sdf", reactions / "products.sdf"
 
 
-def table(program, reactions, folder, shows_others=False):
-    """A row per set and finder of bonds."""
+def table(program, reactions, folder):
+    """A row per set and finder of bonds, and with each the reactions that got another code."""
     yield "| reactions | bonds found by | same code as with drawn bonds |"
     yield "|---|---|---|"
     for name, *sides in sets_of(reactions):
@@ -77,7 +80,7 @@ def table(program, reactions, folder, shows_others=False):
             others = [number for number, code in drawn.items() if found.get(number) != code]
             count, same = len(drawn), len(drawn) - len(others)
             yield f"| {name}: {count} | {words} | {same} of {count} ({100 * same / count:.1f} %) |"
-            for number in others if shows_others else []:
+            for number in others:
                 yield f"record {number}: {drawn[number]} drawn, {found.get(number, 'refused')} found"
 
 
@@ -86,10 +89,14 @@ def main():
     parser.add_argument("program", help="the saddlefit program")
     parser.add_argument("--reactions", type=pathlib.Path, help="folder of further reactions")
     parser.add_argument("--list", action="store_true", help="name what got another code")
+    parser.add_argument("--document", type=pathlib.Path, help="write the table into it")
     options = parser.parse_args()
     with tempfile.TemporaryDirectory() as folder:
-        for row in table(options.program, options.reactions, pathlib.Path(folder), options.list):
-            print(row)
+        lines = list(table(options.program, options.reactions, pathlib.Path(folder)))
+    rows = [line for line in lines if line.startswith("|")]
+    print("\n".join(lines if options.list else rows))
+    if options.document:
+        put_into(options.document, "\n".join(rows) + "\n", "bare")
 
 
 if __name__ == "__main__":

@@ -13,7 +13,7 @@ import subprocess
 import tempfile
 
 import numpy as np
-from smiles_quality import put_into
+from quality import put_into
 
 NEAR = 1.5  # angstrom; nothing but a bond is shorter
 KCAL = 627.509

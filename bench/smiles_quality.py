@@ -13,10 +13,7 @@ import subprocess
 import tempfile
 
 import numpy as np
-
-
-def records(path):
-    return [text for text in path.read_text().split("$$$$\n") if text.strip()]
+from quality import put_into, records
 
 
 def positions(text):
@@ -80,12 +77,6 @@ def table(rows):
     means = np.mean(both, axis=0)
     lines.append(f"| mean | {means[0]:.3f} | {means[1]:.3f} | {means[1] - means[0]:+.3f} |")
     return "\n".join(lines) + "\n"
-
-
-def put_into(document, text, mark):
-    before, _, rest = document.read_text().partition(f"<!-- {mark} -->\n")
-    _, _, after = rest.partition(f"<!-- /{mark} -->\n")
-    document.write_text(f"{before}<!-- {mark} -->\n{text}<!-- /{mark} -->\n{after}")
 
 
 def main():
