@@ -4,6 +4,7 @@
 
 #include "saddlefit/host.h"
 #include "saddlefit/reaction.h"
+#include "saddlefit/search.h"
 
 #include "tests/fuzz/bytes.hpp"
 
@@ -55,6 +56,15 @@ public:
     int integerAt(std::size_t at) const { return static_cast<int>(unsignedAt(at, 2)); }
     double realAt(std::size_t at) const {
         return static_cast<double>(std::bit_cast<float>(unsignedAt(at, 4)));
+    }
+
+    /// Whether a record claims no more than its block has.
+    bool fits(const Record &record) const {
+        const std::size_t length = 10 + record.name.size() + 2 * record.codes.size() +
+                                   14 * static_cast<std::size_t>(record.atoms) +
+                                   6 * static_cast<std::size_t>(record.bonds) +
+                                   8 * static_cast<std::size_t>(record.transitions);
+        return length <= unsignedAt(record.block, 4);
     }
 
 private:
@@ -145,6 +155,33 @@ void requireMolecules(const ScratchFile &file, const Image &image) {
     std::fclose(stream);
 }
 
+/// The open database reads what the stream reads, but for records that do not fit their blocks.
+void requireOpenDatabase(const ScratchFile &file, const Image &image) {
+    struct Walk {
+        const Image &image;
+        std::size_t next = 0; ///< among the records
+
+        void passOversized() {
+            while (next < image.records().size() && !image.fits(image.records()[next]))
+                ++next;
+        }
+        static int take(Molecule *structure, int record, void *context) {
+            auto &self = *static_cast<Walk *>(context);
+            const OwnedMol mol(structure);
+            self.passOversized();
+            require(static_cast<std::size_t>(record) == self.next, "no record is left out");
+            requireMolecule(self.image, self.image.records()[self.next++], *mol);
+            return 0;
+        }
+    } walk{image};
+    ReactionDatabase *open = openReactionDatabase(file.path());
+    visitReactions(open, nullptr, Walk::take, &walk);
+    require(reactionDatabaseFailures(open) == 0, "the file can be read");
+    closeReactionDatabase(open);
+    walk.passOversized();
+    require(walk.next == image.records().size(), "all records that fit are visited");
+}
+
 void requireRemoval(const ScratchFile &file, const Image &image, int position) {
     std::vector<std::uint8_t> expected = image.bytes();
     int before = 0;
@@ -225,6 +262,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
         items += record.items();
     if (items > mostItems || (items > usualItems && size % 64 != 0)) return 0;
     requireMolecules(file, image);
+    requireOpenDatabase(file, image);
     const auto chosen = static_cast<std::size_t>(choice) % image.records().size();
     const Record &record = image.records()[chosen];
 
