@@ -15,8 +15,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <unordered_set>
 
@@ -170,28 +168,6 @@ void check(const Promise &promise, Tally &tally) {
     tally.half += halfFound(promise.known);
 }
 
-Folder there; ///< what store() takes the folder to hold
-
-/// Puts files into the folder and takes all others out.
-void store(const Folder &state) {
-    for (const auto &[name, bytes] : there)
-        if (!state.contains(name)) fs::remove(folder + "/" + name);
-    for (const auto &[name, bytes] : state)
-        if (const auto old = there.find(name); old == there.end() || old->second != bytes)
-            std::ofstream(folder + "/" + name, std::ios::binary | std::ios::trunc) << bytes;
-    there = state;
-}
-
-/// What operations have left there.
-Folder stored() {
-    Folder state;
-    for (const auto &entry : fs::directory_iterator(folder)) {
-        std::ifstream in(entry.path(), std::ios::binary);
-        state[entry.path().filename()] = {std::istreambuf_iterator<char>(in), {}};
-    }
-    return state;
-}
-
 struct Trace {
     Folder before;
     std::vector<Change> changes;
@@ -200,7 +176,7 @@ struct Trace {
 
 /// A database with free blocks, and another one, both on the disk.
 void prepare() {
-    store({});
+    putInto(folder, {});
     place(path, someRecords(6));
     place(path, {anyRecord(), anyRecord(), anyRecord()});
     removeFrom(path, {1});
@@ -209,7 +185,7 @@ void prepare() {
 
 Trace traceOf(const Operation &operation) {
     prepare();
-    Trace trace{stored(), {}, digestsIn(path), {}};
+    Trace trace{takenFrom(folder), {}, digestsIn(path), {}};
     {
         Recorder recorder(folder, static_cast<int>(trace.before.size()));
         int number = 0;
@@ -242,7 +218,6 @@ Tally crashesIn(const Trace &trace, bool isDurable) {
     constexpr std::size_t statesAtOnce = 24;
     std::unordered_set<std::string> seen;
     Tally tally;
-    there = stored();
     for (const std::size_t pageSize : {512, 4096}) {
         Disk disk(trace.before, pageSize);
         for (std::size_t done = 0; done <= trace.changes.size(); ++done) {
@@ -255,7 +230,7 @@ Tally crashesIn(const Trace &trace, bool isDurable) {
                 for (const auto &[name, bytes] : state)
                     key += name + ':' + bytes + '\n';
                 if (!seen.insert(key).second) return;
-                store(state);
+                putInto(folder, state);
                 check(promise, tally);
             });
         }

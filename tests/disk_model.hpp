@@ -2,6 +2,7 @@
 /// not, each page of its own, in any order.
 #pragma once
 
+#include "tests/folder.hpp"
 #include "tests/system_calls.hpp"
 
 #include <algorithm>
@@ -137,9 +138,6 @@ private:
     int next_;
     std::map<ino_t, int> files_;
 };
-
-/// File contents by name.
-using Folder = std::map<std::string, std::string>;
 
 /// A disk that writes pages of a size whole or not at all.
 class Disk {
