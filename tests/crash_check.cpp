@@ -218,7 +218,7 @@ Tally crashesIn(const Trace &trace, bool isDurable) {
     constexpr std::size_t statesAtOnce = 24;
     std::unordered_set<std::string> seen;
     Tally tally;
-    for (const std::size_t pageSize : {512, 4096}) {
+    for (const std::size_t pageSize : {512U, 4096U}) {
         Disk disk(trace.before, pageSize);
         for (std::size_t done = 0; done <= trace.changes.size(); ++done) {
             if (done > 0) disk.take(trace.changes[done - 1]);
