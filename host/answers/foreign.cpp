@@ -10,18 +10,17 @@ namespace saddlefit::host {
 
 namespace {
 
-babel::Molecule messageOf(const std::string &title, const std::vector<StructureAtom> &atoms,
-                          const std::vector<StructureBond> &bonds) {
+babel::Molecule messageOf(const Structure &structure) {
     babel::Molecule message;
-    message.title = title;
+    message.title = structure.title;
     message.dimension = 3;
-    for (const auto &[element, charge, at] : atoms) {
+    for (const auto &[element, charge, at] : structure.atoms) {
         auto &atom = message.atoms.emplace_back();
         atom.element = element;
         atom.charge = charge;
         atom.position = {at.x, at.y, at.z};
     }
-    for (const auto &bond : bonds) {
+    for (const auto &bond : structure.bonds) {
         const bool aromatic = bond.type == aromaticType;
         message.bonds.push_back({bond.atom1, bond.atom2, aromatic ? 1 : bond.type, aromatic});
     }
@@ -42,17 +41,29 @@ void requireForeignFormat(const std::string &extension) {
 }
 
 bool holdsSeveralRecords(const std::string &extension) {
-    const auto helium = messageOf("x", {{2, 0, {}}}, {});
+    Structure atom;
+    atom.title = "x";
+    atom.atoms = {{2, 0, {}}};
+    const auto helium = messageOf(atom);
     const auto one = sharedBabel().write({extension, {helium}});
     return sharedBabel().write({extension, {helium, helium}}) == one + one;
 }
 
+Structure finishedStructure(const Reaction &reaction, const Answer &answer) {
+    Structure finished;
+    finished.title = reaction.title;
+    finished.atoms = placedAtoms(reaction, answer.coordinates);
+    finished.bonds = lastingBonds(reaction, answer);
+    return finished;
+}
+
+std::string foreignRecord(const std::string &extension, const Structure &structure) {
+    return sharedBabel().write({extension, {messageOf(structure)}});
+}
+
 std::string foreignRecord(const std::string &extension, const Reaction &reaction,
                           const Answer &answer) {
-    return sharedBabel().write(
-        {extension,
-         {messageOf(reaction.title, placedAtoms(reaction, answer.coordinates),
-                    lastingBonds(reaction, answer))}});
+    return foreignRecord(extension, finishedStructure(reaction, answer));
 }
 
 } // namespace saddlefit::host

@@ -8,6 +8,7 @@
 #include "host/structures/labels.hpp"
 
 #include <set>
+#include <utility>
 
 namespace saddlefit::host {
 
@@ -115,14 +116,14 @@ ReactionReader::ReactionReader(const ReactionFiles &files, Start start, Orders o
     requireSameCount({files.geometries, geometries_->count()}, {sides_->name(), count()});
 }
 
-ReactionReader::ReactionReader(const Structure &reactant, const Structure &product,
+ReactionReader::ReactionReader(std::shared_ptr<const SideSource> sides,
                                const std::optional<Structure> &geometry, Start start, Orders orders,
                                const PairOptions &pairing, const BareSideOptions &bareSides)
     : start_(geometry ? Start::file : start),
       orders_(orders),
       pairing_(pairing),
       bareSides_(bareSides),
-      sides_(givenSides(reactant, product)) {
+      sides_(std::move(sides)) {
     if (geometry) geometries_.emplace(std::vector{Record(*geometry)});
 }
 

@@ -10,6 +10,7 @@
 #include "host/system/words.hpp"
 
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -61,8 +62,9 @@ public:
     ReactionReader(const ReactionFiles &files, Start start, Orders orders,
                    const PairOptions &pairing = {}, const BareSideOptions &bareSides = {});
 
-    /// One reaction, of structures in memory. Where there is a geometry it starts there.
-    ReactionReader(const Structure &reactant, const Structure &product,
+    /// One reaction, which is in memory; see givenSides(). Where there is a geometry it starts
+    /// there.
+    ReactionReader(std::shared_ptr<const SideSource> sides,
                    const std::optional<Structure> &geometry, Start start, Orders orders,
                    const PairOptions &pairing = {}, const BareSideOptions &bareSides = {});
 
@@ -93,7 +95,7 @@ private:
     Orders orders_;
     PairOptions pairing_;
     BareSideOptions bareSides_;
-    std::unique_ptr<SideSource> sides_;
+    std::shared_ptr<const SideSource> sides_;
     std::optional<RecordFile> geometries_; ///< for Start::file only
 };
 

@@ -3,7 +3,6 @@
 #include "host/reactions/arrangement.hpp"
 #include "host/reactions/embedding.hpp"
 #include "host/reactions/fragments.hpp"
-#include "host/reactions/reaction_smiles.hpp"
 #include "host/structures/reader.hpp"
 #include "host/structures/smiles.hpp"
 #include "host/system/error.hpp"
@@ -179,24 +178,46 @@ void append(Structure &side, const Structure &molecule) {
     joinNumbers(side.radicals, atoms, molecule.radicals, side.atoms.size());
 }
 
-Structure joinedMolecules(const std::vector<std::string> &paths, const std::string &format) {
+Structure joined(const std::vector<Structure> &molecules) {
     Structure side;
-    for (const auto &path : paths) {
-        side.origin.file += (side.origin.file.empty() ? "" : " + ") + path;
-        for (const auto &record : readRecords(path, BondSource::formatOnly, format)) {
-            auto molecule = structureOf(record);
-            shiftBehind(side, molecule);
-            append(side, molecule);
-        }
+    for (auto molecule : molecules) {
+        shiftBehind(side, molecule);
+        append(side, molecule);
     }
     return side;
+}
+
+Structure joinedMolecules(const std::vector<std::string> &paths, const std::string &format) {
+    std::vector<Structure> molecules;
+    std::string files;
+    for (const auto &path : paths) {
+        files += (files.empty() ? "" : " + ") + path;
+        for (const auto &record : readRecords(path, BondSource::formatOnly, format))
+            molecules.push_back(structureOf(record));
+    }
+    auto side = joined(molecules);
+    side.origin.file = files;
+    return side;
+}
+
+/// One that stands alone keeps its fields, and its place in messages.
+Structure wholeOf(const GivenSide &side) {
+    if (side.molecules.size() == 1) return side.molecules.front();
+    auto structure = joined(side.molecules);
+    structure.origin.file = "structures";
+    structure.origin.title = structure.title;
+    return structure;
 }
 
 /// One reaction.
 class OneReaction : public SideSource {
 public:
-    OneReaction(Structure reactant, Structure product, Placing placing)
-        : reactant_(std::move(reactant)), product_(std::move(product)), placing_(placing) {}
+    OneReaction(Structure reactant, Placing reactantPlacing, Structure product,
+                Placing productPlacing)
+        : reactant_(std::move(reactant)),
+          product_(std::move(product)),
+          reactantPlacing_(reactantPlacing),
+          productPlacing_(productPlacing) {}
 
     std::size_t count() const override { return 1; }
     std::string name() const override { return reactant_.origin.file; }
@@ -207,13 +228,14 @@ public:
         Sides sides;
         sides.reactant.structure = reactant_;
         sides.product.structure = product_;
-        sides.reactantPlacing = sides.productPlacing = placing_;
+        sides.reactantPlacing = reactantPlacing_;
+        sides.productPlacing = productPlacing_;
         return sides;
     }
 
 private:
     Structure reactant_, product_;
-    Placing placing_;
+    Placing reactantPlacing_, productPlacing_;
 };
 
 } // namespace
@@ -242,14 +264,11 @@ void requireSameCount(const CountedFile &file, const CountedFile &other) {
 
 std::unique_ptr<SideSource> openSides(const SideFiles &files, bool orderOfNumbers) {
     if (!files.reactantMolecules.empty()) {
-        return std::make_unique<OneReaction>(joinedMolecules(files.reactantMolecules, files.format),
-                                             joinedMolecules(files.productMolecules, files.format),
-                                             Placing::together);
+        return std::make_unique<OneReaction>(
+            joinedMolecules(files.reactantMolecules, files.format), Placing::together,
+            joinedMolecules(files.productMolecules, files.format), Placing::together);
     }
-    if (isReactionSmiles(files.reactants)) {
-        return std::make_unique<SmilesSides>("the SMILES",
-                                             std::vector{reactionSmilesIn(files.reactants)});
-    }
+    if (isReactionSmiles(files.reactants)) return givenSides(reactionSmilesIn(files.reactants));
     if (files.products.empty()) {
         return std::make_unique<SmilesSides>(files.reactants, reactionSmilesOf(files.reactants));
     }
@@ -261,8 +280,13 @@ std::unique_ptr<SideSource> openSides(const SideFiles &files, bool orderOfNumber
     return std::make_unique<RecordSides>(files);
 }
 
-std::unique_ptr<SideSource> givenSides(const Structure &reactant, const Structure &product) {
-    return std::make_unique<OneReaction>(reactant, product, Placing::asGiven);
+std::unique_ptr<SideSource> givenSides(const GivenSide &reactant, const GivenSide &product) {
+    return std::make_unique<OneReaction>(wholeOf(reactant), reactant.placing, wholeOf(product),
+                                         product.placing);
+}
+
+std::unique_ptr<SideSource> givenSides(const ReactionSmiles &reaction) {
+    return std::make_unique<SmilesSides>("the SMILES", std::vector{reaction});
 }
 
 } // namespace saddlefit::host

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "host/reactions/pairing.hpp"
+#include "host/reactions/reaction_smiles.hpp"
 #include "host/structures/stereo_marks.hpp"
 #include "host/system/error.hpp"
 
@@ -77,7 +78,16 @@ public:
 /// Throws Error when the files as such cannot be read or do not fit together.
 std::unique_ptr<SideSource> openSides(const SideFiles &files, bool orderOfNumbers);
 
+/// A side in memory.
+struct GivenSide {
+    std::vector<Structure> molecules;
+    Placing placing = Placing::asGiven; ///< of these together; several have to be placed
+};
+
 /// One reaction, of structures in memory.
-std::unique_ptr<SideSource> givenSides(const Structure &reactant, const Structure &product);
+std::unique_ptr<SideSource> givenSides(const GivenSide &reactant, const GivenSide &product);
+
+/// One reaction, as SMILES.
+std::unique_ptr<SideSource> givenSides(const ReactionSmiles &reaction);
 
 } // namespace saddlefit::host

@@ -1,6 +1,7 @@
 #include "host/store/database_file.hpp"
 
 #include "host/system/input_file.hpp"
+#include "host/system/open_failure.hpp"
 #include "host/system/open_file.hpp"
 
 #include <algorithm>
@@ -62,8 +63,8 @@ OpenFile openRegularFile(const std::string &path) {
     }
     OpenFile file(std::fopen(path.c_str(), "rb"));
     if (!file) {
-        throw Error(ErrorKind::system, std::string("the database cannot be opened (") +
-                                           std::strerror(errno) + "); check its name")
+        throw Error(kindOfOpenFailure(errno), std::string("the database cannot be opened (") +
+                                                  std::strerror(errno) + "); check its name")
             .at({path})
             .with(Remedy::makeDatabase);
     }

@@ -2,6 +2,7 @@
 
 #include "host/system/error.hpp"
 #include "host/system/gzip.hpp"
+#include "host/system/open_failure.hpp"
 
 #include <algorithm>
 #include <array>
@@ -58,8 +59,9 @@ Descriptor opened(const std::string &path) {
 InputFile::InputFile(const std::string &path)
     : path_(path == standardInput ? "standard input" : path), file_(opened(path)) {
     if (!file_.isOpen()) {
-        throw Error(ErrorKind::system, std::string("cannot be opened (") + std::strerror(errno) +
-                                           "); check the name and your rights")
+        throw Error(kindOfOpenFailure(errno), std::string("cannot be opened (") +
+                                                  std::strerror(errno) +
+                                                  "); check the name and your rights")
             .at({path_});
     }
     isKept_ = path == standardInput || !canBeReadAgain(path);

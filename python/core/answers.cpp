@@ -1,4 +1,5 @@
 #include "host/answers/best_map.hpp"
+#include "host/answers/foreign.hpp"
 #include "host/answers/formats.hpp"
 #include "host/answers/report_page.hpp"
 #include "host/search/stored_reactions.hpp"
@@ -19,6 +20,7 @@ using host::StoredReactions;
 /// An answer as it is written, and what the formats do not hold in full.
 struct WrittenAnswer {
     host::Structure reactant, product; ///< in the reactant's order
+    host::Structure finished;          ///< for other programs' formats
     std::vector<host::Position> positions;
     std::vector<host::Warning> warnings;
     std::string json, sdf, xyz;
@@ -28,6 +30,7 @@ WrittenAnswer written(const host::MappedAnswer &mapped) {
     const auto &[reaction, answer] = mapped;
     return {reaction.reactant,
             reaction.product,
+            host::finishedStructure(reaction, answer),
             answer.coordinates,
             answer.warnings,
             host::jsonFormat.write(reaction, answer),
@@ -58,6 +61,7 @@ void registerAnswers(py::module_ &module) {
     py::class_<WrittenAnswer>(module, "WrittenAnswer")
         .def_readonly("reactant", &WrittenAnswer::reactant)
         .def_readonly("product", &WrittenAnswer::product)
+        .def_readonly("finished", &WrittenAnswer::finished)
         .def_property_readonly(
             "positions", [](const WrittenAnswer &self) { return coordinatesOf(self.positions); })
         .def_property_readonly("warnings", &warningsOf)
@@ -65,6 +69,12 @@ void registerAnswers(py::module_ &module) {
         .def_property_readonly("sdf", [](const WrittenAnswer &self) { return py::bytes(self.sdf); })
         .def_property_readonly("xyz",
                                [](const WrittenAnswer &self) { return py::bytes(self.xyz); });
+    module.def(
+        "foreign_record",
+        [](const std::string &extension, const host::Structure &structure) {
+            return py::bytes(host::foreignRecord(extension, structure));
+        },
+        py::arg("extension"), py::arg("structure"));
     module.def(
         "report_page",
         [](const py::str &title, const py::str &lines) {

@@ -1,9 +1,11 @@
-/// Reactions between structures in memory.
+/// Reactions that are in memory.
 #pragma once
 
+#include "host/reactions/side_source.hpp"
 #include "host/structures/structure.hpp"
 #include "python/core/options.hpp"
 
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -11,8 +13,7 @@ namespace saddlefit::python {
 
 /// What a reaction is made of.
 struct Sides {
-    host::Structure reactant;
-    host::Structure product;
+    std::shared_ptr<const host::SideSource> source;
     std::optional<host::Structure> geometry; ///< to start from, in place of Options::start
     std::size_t number = 1;                  ///< among others, from 1
 };

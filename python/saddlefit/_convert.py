@@ -2,11 +2,12 @@
 
 from __future__ import annotations
 
-from typing import Any
+from typing import TYPE_CHECKING, Any
 
-import numpy as np
+from ._structure import Structure
 
-from ._structure import Integers, Reals, Structure
+if TYPE_CHECKING:
+    from ._structure import Integers, Reals
 
 _AROMATIC = 5
 
@@ -72,7 +73,7 @@ def structure_of_rdkit(molecule: Any) -> Structure:
              for bond in molecule.GetBonds()]
     return Structure([atom.GetAtomicNum() for atom in atoms],
                      molecule.GetConformer().GetPositions(),
-                     np.array(bonds, dtype=np.int32).reshape(-1, 3),
+                     bonds,
                      charges=[atom.GetFormalCharge() for atom in atoms],
                      map_numbers=[atom.GetAtomMapNum() for atom in atoms],
                      title=molecule.GetProp("_Name") if molecule.HasProp("_Name") else "")

@@ -8,12 +8,14 @@ import os
 from collections.abc import Iterable, Iterator, Mapping, Sequence
 from dataclasses import dataclass
 from types import TracebackType
-from typing import Any, overload
+from typing import TYPE_CHECKING, Any, overload
 
 from . import _saddlefit
 from ._errors import InputError
-from ._sides import structure
-from ._structure import Integers, Reals
+from ._sides import sides, structure
+
+if TYPE_CHECKING:
+    from ._structure import Integers, Reals
 
 #: What add() takes of a record beside its structures.
 _FACTS = {"level", "program", "verified", "source", "licence", "date", "family"}
@@ -113,7 +115,7 @@ class Database(Sequence[Record]):
     Raises
     ------
     InputError
-        If no file is named.
+        If no file is named, or there is none of that name.
     MachineError
         If it cannot be opened.
     DatabaseError
@@ -287,13 +289,12 @@ class Database(Sequence[Record]):
         >>> database.add("reactant.sdf", "product.sdf", "state.sdf")
         0
         """
-        sides = _saddlefit.Sides(structure(reactant)._core, structure(product)._core,
-                                 structure(transition_state)._core)
+        both = sides(reactant, product, structure(transition_state))
         all_facts = {"date": datetime.date.today().isoformat(), **(facts or {})}
         unknown = set(all_facts) - _FACTS
         if unknown:
             raise TypeError(f"there is no fact {min(unknown)}; there are {', '.join(sorted(_FACTS))}")
-        position = _saddlefit.add(os.fsencode(self.path), sides, _saddlefit.Options(**options), force,
+        position = _saddlefit.add(os.fsencode(self.path), both, _saddlefit.Options(**options), force,
                                   all_facts)
         self.refresh()
         return position

@@ -33,7 +33,15 @@ class Error(Exception):
 
 
 class InputError(Error):
-    """A file, a record or a value that was given is not what it must be."""
+    """A file, a record or a value that was given is not there, or not what it must be.
+
+    Examples
+    --------
+    >>> saddlefit.read("nowhere.sdf")
+    Traceback (most recent call last):
+    ...
+    saddlefit.InputError: nowhere.sdf: cannot be opened (No such file or directory)
+    """
 
 
 class RefusedError(Error):
@@ -53,15 +61,7 @@ class LimitError(Error):
 
 
 class MachineError(Error):
-    """The machine refuses: a file that is not there, rights, disk, memory, processes.
-
-    Examples
-    --------
-    >>> saddlefit.read("nowhere.sdf")
-    Traceback (most recent call last):
-    ...
-    saddlefit.MachineError: nowhere.sdf: cannot be opened (No such file or directory)
-    """
+    """The machine refuses: rights, disk, memory, processes."""
 
 
 class Cancelled(Exception):

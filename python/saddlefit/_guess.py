@@ -6,12 +6,17 @@ import html
 import json
 import os
 from dataclasses import dataclass, field
-from typing import Any
-
-import numpy as np
+from typing import TYPE_CHECKING, Any
 
 from . import _saddlefit
-from ._structure import Integers, Reals, Structure
+from ._structure import Structure
+
+if TYPE_CHECKING:
+    from ._structure import Integers, Reals
+
+
+#: Other endings of the same formats.
+_FORMATS = {"sd": "sdf", "mol": "sdf", "mdl": "sdf", "jsonl": "json", "htm": "html"}
 
 
 @dataclass(frozen=True)
@@ -93,7 +98,7 @@ class Guess:
     stage : str or None
         The way of asking that answered: ``"full"``, ``"sigma"`` or ``"lengths"``.
     positions : ndarray of float64, shape (n, 3)
-        Angstrom, in the reactant's order.
+        Angstrom, in the reactant's order. Without numpy these and the frozen atoms are tuples.
     frozen : ndarray of int32, shape (k,)
         Atoms, from 0, that stand where the transition state has them.
     constraints : tuple of Constraint
@@ -131,19 +136,19 @@ class Guess:
     warnings: tuple[str, ...]
     reactant: Structure
     product: Structure
+    _finished: Structure = field(repr=False)
     _texts: dict[str, bytes] = field(repr=False)
 
     @classmethod
     def _of(cls, answer: _saddlefit.WrittenAnswer) -> Guess:
         facts = json.loads(answer.json)
-        positions = answer.positions
-        positions.flags.writeable = False
+        positions, frozen = _arrays(answer, facts)
         return cls(
             outcome=facts["outcome"],
             match=facts["match"],
             stage=facts["stage"],
             positions=positions,
-            frozen=np.array(facts["frozen"], dtype=np.int32) - 1,
+            frozen=frozen,
             constraints=tuple(
                 Constraint(entry["kind"], _from_zero(entry["atoms"]), entry["value"])
                 for entry in facts["constraints"]),
@@ -156,7 +161,8 @@ class Guess:
             warnings=answer.warnings + tuple(facts["strains"]),
             reactant=Structure._of(answer.reactant),
             product=Structure._of(answer.product),
-            _texts={".json": answer.json.encode(), ".sdf": answer.sdf, ".xyz": answer.xyz})
+            _finished=Structure._of(answer.finished),
+            _texts={"json": answer.json.encode(), "sdf": answer.sdf, "xyz": answer.xyz})
 
     def json(self) -> str:
         """Everything about the answer, as ``saddlefit react --json`` writes it.
@@ -172,7 +178,7 @@ class Guess:
         >>> json.loads(guess.json())["code"]
         'C-Cl C-Cl'
         """
-        return self._texts[".json"].decode().rstrip("\n")
+        return self._texts["json"].decode().rstrip("\n")
 
     def write(self, path: str | os.PathLike[str]) -> None:
         """Write the guess as the program does.
@@ -180,12 +186,15 @@ class Guess:
         Parameters
         ----------
         path : path-like
-            A file that ends in ``.sdf``, ``.xyz`` or ``.json``; it is overwritten.
+            It is overwritten. Its ending tells the format: ``.sdf`` and ``.xyz`` with all facts,
+            ``.json``, ``.html`` for a page to look at, or one that Open Babel writes.
 
         Raises
         ------
-        ValueError
-            For another ending.
+        InputError
+            If the ending names no format that can be written.
+        ProgramError
+            If the format takes Open Babel, and its program is not there or fails.
         OSError
             If the file cannot be written.
 
@@ -196,15 +205,24 @@ class Guess:
         >>> len(saddlefit.read("guess.xyz")[0])
         9
         """
-        suffix = os.path.splitext(os.fspath(path))[1].lower()
-        if suffix not in self._texts:
-            raise ValueError(f"{os.fspath(path)}: must end in {', '.join(self._texts)}")
+        extension = os.path.splitext(os.fsdecode(path))[1].lower().lstrip(".")
+        content = self._content(_FORMATS.get(extension, extension))
         with open(path, "wb") as file:
-            file.write(self._texts[suffix])
+            file.write(content)
+
+    def _content(self, format: str) -> bytes:
+        if format in self._texts:
+            return self._texts[format]
+        if format == "html":
+            return self._page().encode(errors="surrogateescape")
+        return _saddlefit.foreign_record(format, self._finished._core)
+
+    def _page(self) -> str:
+        return _saddlefit.report_page(self.reactant.title, self.json())
 
     def _repr_html_(self) -> str:
         """A page to look at, in a notebook."""
-        page = _saddlefit.report_page(self.reactant.title, self.json())
+        page = self._page()
         return (f'<iframe srcdoc="{html.escape(page)}" width="100%" height="600" '
                 'style="border: 0"></iframe>')
 
@@ -250,6 +268,18 @@ class Guess:
         from ._convert import rdkit_molecule
 
         return rdkit_molecule(self.reactant, self.positions)
+
+
+def _arrays(answer: _saddlefit.WrittenAnswer, facts: dict[str, Any]) -> tuple[Any, Any]:
+    """Positions and frozen atoms; tuples where there is no numpy."""
+    try:
+        import numpy as np
+    except ImportError:
+        positions = tuple(tuple(atom["position"]) for atom in facts["atoms"])
+        return positions, _from_zero(facts["frozen"])
+    array = answer.positions
+    array.flags.writeable = False
+    return array, np.array(facts["frozen"], dtype=np.int32) - 1
 
 
 def _from_zero(atoms: list[int]) -> tuple[int, ...]:

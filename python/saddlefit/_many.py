@@ -15,14 +15,14 @@ from ._database import Database, opened
 from ._errors import Error
 from ._guess import Guess
 from ._react import answered
-from ._sides import structure
+from ._sides import side
 
 #: Reactions that are handed out ahead, per worker: so none waits, and a long iterable is not read
 #: as a whole.
 _AHEAD = 4
 
 
-def react_many(reactions: Iterable[tuple[Any, Any]],
+def react_many(reactions: Iterable[tuple[Any, Any] | str],
                database: Database | str | os.PathLike[str] | None = None, *, jobs: int = 1,
                workers: str = "threads", errors: str = "raise", progress: bool = False,
                **options: Any) -> Iterator[Guess | Error]:
@@ -31,7 +31,8 @@ def react_many(reactions: Iterable[tuple[Any, Any]],
     Parameters
     ----------
     reactions : iterable of (reactant, product)
-        Sides as `react` takes them. It is read as the work goes on.
+        Sides as `react` takes them, or a reaction SMILES in place of both. It is read as the work
+        goes on.
     database : Database or path-like, optional
         As for `react`.
     jobs : int
@@ -81,14 +82,15 @@ def react_many(reactions: Iterable[tuple[Any, Any]],
 Task = Callable[[Any, Any, int], "Guess | Error"]
 
 
-def _results(reactions: Iterable[tuple[Any, Any]], database: Database, jobs: int,
+def _results(reactions: Iterable[tuple[Any, Any] | str], database: Database, jobs: int,
              pool: Callable[..., Any], yields_errors: bool, progress: bool,
              options: dict[str, Any]) -> Iterator[Guess | Error]:
     numbered = zip(count(1), _shown(reactions) if progress else reactions)
     with pool(jobs, database, options) as submit:
         running: deque[Future[Guess]] = deque()
-        for number, (reactant, product) in numbered:
-            running.append(submit(reactant, product, number))
+        for number, reaction in numbered:
+            both = (reaction, None) if isinstance(reaction, str) else reaction
+            running.append(submit(*both, number))
             if len(running) >= _AHEAD * jobs:
                 yield _result(running.popleft(), yields_errors)
         while running:
@@ -104,10 +106,10 @@ def _result(future: Future[Guess], yields_errors: bool) -> Guess | Error:
         raise
 
 
-def _shown(reactions: Iterable[tuple[Any, Any]]) -> Iterable[tuple[Any, Any]]:
+def _shown(reactions: Iterable[Any]) -> Iterable[Any]:
     from tqdm import tqdm
 
-    shown: Iterable[tuple[Any, Any]] = tqdm(reactions, unit=" reactions")
+    shown: Iterable[Any] = tqdm(reactions, unit=" reactions")
     return shown
 
 
@@ -147,7 +149,8 @@ def _processes(jobs: int, database: Database, options: dict[str, Any]) -> Iterat
 def _submitted(executor: Executor, reactant: Any, product: Any, number: int) -> Future[Guess]:
     """Sides become structures here: what they were need not go to another process."""
     try:
-        return executor.submit(_answered_there, structure(reactant), structure(product), number)
+        sides = (side(reactant), None if product is None else side(product))
+        return executor.submit(_answered_there, *sides, number)
     except Error as error:
         failed: Future[Guess] = Future()
         failed.set_exception(error)

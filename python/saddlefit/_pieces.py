@@ -3,14 +3,15 @@
 from __future__ import annotations
 
 from dataclasses import dataclass
-from typing import Any
-
-import numpy as np
-import numpy.typing as npt
+from typing import TYPE_CHECKING, Any
 
 from . import _saddlefit
-from ._sides import structure
-from ._structure import Integers, Reals
+from ._sides import sides, structure
+
+if TYPE_CHECKING:
+    import numpy.typing as npt
+
+    from ._structure import Integers, Reals
 
 
 def perceive(side: Any) -> Integers:
@@ -174,6 +175,8 @@ def superpose(positions: npt.ArrayLike, reference: npt.ArrayLike,
     >>> bool(np.allclose(laid.positions, line)), round(laid.rmsd, 6)
     (True, 0.0)
     """
+    import numpy as np
+
     fixed = np.asarray(reference, dtype=float)
     chosen = np.arange(len(fixed)) if partners is None else np.asarray(partners, dtype=np.int32)
     laid = _saddlefit.superpose(positions, fixed, chosen.tolist())
@@ -235,11 +238,12 @@ def transitions(reactant: Any, product: Any, **options: Any) -> tuple[Transition
     >>> found.code, found.changes.tolist()
     ('C-Cl C-Cl', [[0, 1, 0, 1], [1, 3, 1, 0]])
     """
-    sides = _saddlefit.Sides(structure(reactant)._core, structure(product)._core)
     return tuple(Transitions(one.code, one.changes, one.steps, _order(one))
-                 for one in _saddlefit.transitions(sides, _saddlefit.Options(**options)))
+                 for one in _saddlefit.transitions(sides(reactant, product), _saddlefit.Options(**options)))
 
 
 def _order(reaction: _saddlefit.Reaction) -> Integers:
+    import numpy as np
+
     atoms = reaction.product_atoms
     return atoms if len(atoms) else np.arange(reaction.atom_count, dtype=np.int32)

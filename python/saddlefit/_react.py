@@ -2,27 +2,36 @@
 
 from __future__ import annotations
 
+import contextlib
 import os
+import threading
+from collections.abc import Iterator
 from typing import Any
 
 from . import _saddlefit
 from ._database import Database, opened
+from ._errors import RefusedError
 from ._guess import Guess
-from ._sides import structure
+from ._sides import sides, structure
+
+#: Whoever has it searches for a saddle point: libxtb does not work in two threads at once.
+_saddle_search = threading.Lock()
 
 #: What `start` may be but for a structure.
 _STARTS = ("reactant", "product", "mean")
 
 
-def react(reactant: Any, product: Any, database: Database | str | os.PathLike[str] | None = None,
-          **options: Any) -> Guess:
+def react(reactant: Any, product: Any = None,
+          database: Database | str | os.PathLike[str] | None = None, **options: Any) -> Guess:
     """Fit a stored transition state onto a reaction.
 
     Parameters
     ----------
     reactant, product : side
         A `Structure`, an ``ase.Atoms``, an RDKit ``Mol`` with a conformer, arrays ``(numbers,
-        positions[, bonds])``, or the path of a file with one record.
+        positions[, bonds])``, the path of a file with one record, or a SMILES. A list of these are
+        molecules that stand anywhere and are placed together. A reaction SMILES, ``"A>>B"``, is
+        both sides, and has no product beside it.
     database : Database or path-like, optional
         Whoever asks for many reactions opens a `Database` once. By default the one that
         `Database` takes by default.
@@ -82,6 +91,8 @@ def react(reactant: Any, product: Any, database: Database | str | os.PathLike[st
         If the database is damaged.
     ProgramError
         If a program that is to relax the structure is not there or fails.
+    RefusedError
+        If another thread searches for a saddle point, and this one is to do so, too.
     TypeError, ValueError
         For an option that there is not, or a value that it does not take.
     KeyboardInterrupt
@@ -105,7 +116,20 @@ def answered(reactant: Any, product: Any, database: Database, options: dict[str,
     words = dict(options)
     geometry = None
     if "start" in words and words["start"] not in _STARTS:
-        geometry = structure(words.pop("start"))._core
-    sides = _saddlefit.Sides(structure(reactant)._core, structure(product)._core, geometry, number)
-    answer = _saddlefit.answer(sides, database._stored, _saddlefit.Options(**words), stop)
+        geometry = structure(words.pop("start"))
+    both = sides(reactant, product, geometry, number)
+    with _alone(options.get("saddle") is not None):
+        answer = _saddlefit.answer(both, database._stored, _saddlefit.Options(**words), stop)
     return Guess._of(answer)
+
+
+@contextlib.contextmanager
+def _alone(needed: bool) -> Iterator[None]:
+    if needed and not _saddle_search.acquire(blocking=False):
+        raise RefusedError("another thread searches for a saddle point, and libxtb does not work in "
+                           "two at once; take react_many with workers=\"processes\"")
+    try:
+        yield
+    finally:
+        if needed:
+            _saddle_search.release()

@@ -4,15 +4,16 @@ from __future__ import annotations
 
 import os
 from collections.abc import Sequence
-from typing import Any, overload
-
-import numpy as np
-import numpy.typing as npt
+from typing import TYPE_CHECKING, Any, overload
 
 from . import _saddlefit
 
-Integers = npt.NDArray[np.int32]
-Reals = npt.NDArray[np.float64]
+if TYPE_CHECKING:  # which whoever gives no arrays and asks for none does without
+    import numpy as np
+    import numpy.typing as npt
+
+    Integers = npt.NDArray[np.int32]
+    Reals = npt.NDArray[np.float64]
 
 
 class Structure:
@@ -183,7 +184,7 @@ def read(path: str | os.PathLike[str], format: str = "") -> Records:
     Raises
     ------
     InputError
-        If no records can be told in the file.
+        If there is no such file, or no records can be told in it.
     MachineError
         If it cannot be opened.
     ProgramError

@@ -89,7 +89,9 @@ def damaged():
 
 
 ERRORS = [
-    (lambda: saddlefit.read("nowhere.sdf"), saddlefit.MachineError, {"file": "nowhere.sdf"}),
+    (lambda: saddlefit.read("nowhere.sdf"), saddlefit.InputError, {"file": "nowhere.sdf"}),
+    (lambda: saddlefit.perceive("C=C"), saddlefit.InputError, {}),
+    (lambda: react(first("reactants"), first("products")).write("guess.gz"), saddlefit.InputError, {}),
     (broken, saddlefit.InputError, {"file": "broken.xyz", "record": 1}),
     (lambda: react("h2.xyz", "h2.xyz"), saddlefit.InputError,
      {"file": "h2.xyz", "record": 1, "title": "h2"}),
@@ -98,7 +100,7 @@ ERRORS = [
     (lambda: react(first("reactants"), "h2.xyz"), saddlefit.InputError, {"file": "h2.xyz"}),
     (lambda: react(first("reactants"), first("products"), uhf=1), saddlefit.InputError,
      {"file": "reactants.sdf", "record": 1}),
-    (lambda: saddlefit.Database("nowhere.db"), saddlefit.Error, {"file": "nowhere.db"}),
+    (lambda: saddlefit.Database("nowhere.db"), saddlefit.InputError, {"file": "nowhere.db"}),
     (lambda: saddlefit.Database("h2.xyz"), saddlefit.DatabaseError, {"file": "h2.xyz"}),
     (lambda: damaged()[13], saddlefit.DatabaseError, {"file": "damaged.db"}),
     (lambda: saddlefit.Database("reactions.db").remove(99), saddlefit.InputError,
@@ -133,6 +135,11 @@ def test_too_many_changes_name_their_atoms():
     (lambda: react("h2.xyz", "h2.xyz", rivals=0), ValueError, "rivals: must be from 1"),
     (lambda: react("h2.xyz", "h2.xyz", charge="2"), TypeError, "charge: a str is no value"),
     (lambda: react("h2.xyz", 5), TypeError, "int is no structure"),
+    (lambda: react("C=C", "h2.xyz"), ValueError, "both as SMILES"),
+    (lambda: react("C=C>>CC", "h2.xyz"), ValueError, "is both sides"),
+    (lambda: react("h2.xyz", None), TypeError, "the product is missing"),
+    (lambda: react([], "h2.xyz"), ValueError, "no molecules"),
+    (lambda: saddlefit.Structure([1], [[0, 0, 0]], map_numbers=[-1]), ValueError, "map_numbers"),
     (lambda: saddlefit.Structure([1], [[0, 0, np.nan]]), ValueError, "atom 0 .* no finite"),
     (lambda: saddlefit.Structure([1], [[0, 0]]), ValueError, "positions: the shape must be"),
     (lambda: saddlefit.Structure([1, 1], np.zeros((2, 3)), [[0, 2, 1]]), ValueError, "row 0"),

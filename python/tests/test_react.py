@@ -1,6 +1,7 @@
 """The module's answers are the program's."""
 
 import json
+from pathlib import Path
 
 import ase.build
 import numpy as np
@@ -40,6 +41,10 @@ def test_equal_to_the_program(options, words, sides, tmp_path):
 
 def test_members_say_what_the_json_says(sides):
     guess = saddlefit.react(*sides[3], "reactions.db")
+    guess.write("guess.mol2")
+    guess.write("guess.html")
+    assert Path("guess.mol2").read_text().startswith("@<TRIPOS>MOLECULE\nq-elim-hfco\n")
+    assert Path("guess.html").read_text().startswith("<!")
     facts = json.loads(guess.json())
     assert guess.positions.dtype == np.float64 and not guess.positions.flags.writeable
     assert guess.positions.tolist() == [atom["position"] for atom in facts["atoms"]]
@@ -61,6 +66,9 @@ def test_a_saddle_point_is_searched_for_and_verified(sides):
     assert saddle["outcome"] == "verified"
     with pytest.raises(ValueError, match="two threads"):
         saddlefit.react_many(sides, "reactions.db", jobs=2, saddle="gfn2")
+    with saddlefit._react._saddle_search:  # as another thread does
+        with pytest.raises(saddlefit.RefusedError, match="processes"):
+            saddlefit.react(*sides[4], "reactions.db", saddle="gfn2")
 
 
 # ---- sides --------------------------------------------------------------------------------------
@@ -100,6 +108,23 @@ def test_ase_gives_and_takes_atoms(sides):
     assert not guess.to_ase(fix=False).constraints
     assert given.positions.tolist() == guess.positions.tolist()
     assert guess.to_rdkit().GetConformer().GetPositions().tolist() == guess.positions.tolist()
+
+
+def test_molecules_of_a_side_are_placed_as_they_react(sides, tmp_path):
+    """Each a file, or each a structure; wherever they stand."""
+    reactant, product = sides[8]
+    atoms = Chem.GetMolFrags(reactant.to_rdkit())
+    files = [tmp_path / f"{i}.xyz" for i in range(len(atoms))]
+    for file, places in zip(files, atoms):
+        reactant.to_ase()[list(places)].write(file)
+    product.to_ase().write(tmp_path / "product.xyz")
+    run_program("react", "--reactants", *files, "--products", tmp_path / "product.xyz", "--db",
+                "reactions.db", "--json", tmp_path / "json")
+    expected = json.loads((tmp_path / "json").read_text())
+    for molecules in (files, [saddlefit.read(file)[0] for file in files]):
+        guess = saddlefit.react(molecules, [tmp_path / "product.xyz"], "reactions.db")
+        assert guess.match == expected["match"] == "da-butadiene-ethene"
+        assert guess.positions.tolist() == [atom["position"] for atom in expected["atoms"]]
 
 
 # ---- pieces -------------------------------------------------------------------------------------

@@ -139,6 +139,16 @@ def test_nothing_is_printed_and_no_descriptor_is_left():
     assert (done.returncode, done.stdout, done.stderr) == (0, "", "")
 
 
+def test_without_numpy_files_and_smiles_are_answered_all_the_same():
+    script = ("import sys\nsys.modules['numpy'] = None\nimport saddlefit\n"
+              "guess = saddlefit.react('reactant.sdf', 'product.sdf', 'reactions.db')\n"
+              "assert len(guess.positions) == 9 and guess.frozen == (0, 1, 3)\n"
+              "try: guess.reactant.numbers\n"
+              "except ImportError as error: print(guess.match, error.name)\n")
+    done = subprocess.run([sys.executable, "-c", script], capture_output=True, text=True)
+    assert done.stdout.split() == ["sn2-cl-ch3cl", "numpy.core"], done.stderr
+
+
 def test_structures_and_guesses_go_through_pickle(sides):
     guess = saddlefit.react(*sides[2], "reactions.db")
     reactant, product, same = pickle.loads(pickle.dumps((*sides[2], guess)))
