@@ -3,6 +3,7 @@
 #include "host/structures/units.hpp"
 #include "host/system/text.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
@@ -144,13 +145,13 @@ Journal::Journal(const std::string &folder) {
         note(attemptFrom(line));
     std::size_t wanted = 0;
     for (const auto &line : lines_)
-        wanted += line.accepted() ? 1 : 0;
+        wanted += line.hasRecord() ? 1 : 0;
     const auto texts = wholeLines(records);
     if (texts.size() < wanted)
         throw Error(records.string() + " has fewer records than the attempts say; begin anew");
     if (texts.size() > wanted) cutLast(records, texts, wanted);
     for (std::size_t i = 0; i < wanted; ++i)
-        records_.push_back(Json::parse(texts[i]));
+        keep(texts[i]);
     attemptsFile_ = std::fopen(attempts.c_str(), "ab");
     recordsFile_ = std::fopen(records.c_str(), "ab");
     if (attemptsFile_ == nullptr || recordsFile_ == nullptr)
@@ -169,16 +170,21 @@ void Journal::note(const AttemptLine &line) {
         return;
     }
     ++attempts_[line.entry];
-    if (!line.accepted()) return;
-    known_.insert(line.hash);
-    ++accepted_[line.family];
+    if (line.accepted()) ++accepted_[line.family];
+}
+
+void Journal::keep(const std::string &record) {
+    records_.push_back(Json::parse(record));
+    const double energy = records_.back().at("energy_hartree");
+    const auto [known, isNew] = known_.emplace(records_.back().at("hash"), energy);
+    if (!isNew) known->second = std::min(known->second, energy);
 }
 
 void Journal::add(const AttemptLine &line, const std::string &record) {
-    if (line.accepted()) {
+    if (line.hasRecord()) {
         std::fprintf(recordsFile_, "%s\n", record.c_str());
         std::fflush(recordsFile_);
-        records_.push_back(Json::parse(record));
+        keep(record);
     }
     std::fprintf(attemptsFile_, "%s\n", textOf(line).c_str());
     std::fflush(attemptsFile_);

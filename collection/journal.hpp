@@ -19,7 +19,11 @@ struct AttemptLine {
     std::string outcome;
     std::string hash; ///< of the reaction that was found, or set out for; "-" if neither
     int gradients = 0;
+    /// A reaction that was not known.
     bool accepted() const { return outcome.starts_with("accepted"); }
+    /// Also a lower saddle of a known one.
+    bool hasRecord() const { return accepted() || outcome == lowerOutcome; }
+    static constexpr const char *lowerOutcome = "lower than known";
 };
 std::string textOf(const AttemptLine &line);
 AttemptLine attemptFrom(const std::string &text);
@@ -43,7 +47,8 @@ public:
 
     const std::vector<AttemptLine> &lines() const { return lines_; }
     const std::vector<host::Json> &records() const { return records_; }
-    const std::set<std::string> &known() const { return known_; } ///< hashes of accepted reactions
+    /// Hashes of accepted reactions, with the energies of their lowest saddles, hartree.
+    const std::map<std::string, double> &known() const { return known_; }
     int acceptedOf(const std::string &family) const;
     /// The number of attempts of an entry; nothing beyond them if it is closed.
     int attemptsOf(const std::string &entry) const;
@@ -51,9 +56,11 @@ public:
 
 private:
     void note(const AttemptLine &line);
+    void keep(const std::string &record);
     std::vector<AttemptLine> lines_;
     std::vector<host::Json> records_;
-    std::set<std::string> known_, closed_;
+    std::map<std::string, double> known_;
+    std::set<std::string> closed_;
     std::map<std::string, int> accepted_, attempts_;
     std::FILE *attemptsFile_ = nullptr;
     std::FILE *recordsFile_ = nullptr;

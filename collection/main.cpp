@@ -3,14 +3,18 @@
 #include "collection/run.hpp"
 #include "collection/shipping.hpp"
 #include "collection/verification.hpp"
+#include "collection/withdrawals.hpp"
 #include "host/reactions/reaction_files.hpp"
 #include "host/structures/units.hpp"
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <optional>
+#include <set>
 #include <sstream>
 
 namespace {
@@ -19,7 +23,8 @@ using namespace saddlefit::collection;
 
 struct Options {
     RunOptions run;
-    std::string data; ///< folder of families.txt, molecules.txt and what is shipped
+    std::string data;     ///< folder of families.txt, molecules.txt and what is shipped
+    std::string pictures; ///< folder of one for each family
     std::size_t count = 100;
 };
 
@@ -79,22 +84,36 @@ std::vector<Json> objectsOf(const std::string &path) {
     return objects;
 }
 
-int writeCollection(const Options &options) {
-    const Journal journal(options.run.state);
-    const auto supplement = options.run.state + "/supplement.jsonl";
-    const auto shipped = shippedFrom(
-        journal, std::filesystem::exists(supplement) ? objectsOf(supplement) : std::vector<Json>{});
-    ship(shipped, options.data, options.run.work.seed);
-    std::printf("%s", tableOf(journal, shipped).c_str());
-    return 0;
-}
-
 ReactionFiles shippedFiles(const Options &options) {
     ReactionFiles files;
     files.reactants = options.data + "/reactants.sdf";
     files.products = options.data + "/products.sdf";
     files.geometries = options.data + "/ts.sdf";
     return files;
+}
+
+/// What goes into the collection: all that a database of it has nothing against.
+std::vector<ShippedRecord> shipSound(const Options &options, const Journal &journal,
+                                     Withdrawals &withdrawn) {
+    const auto path = options.run.state + "/supplement.jsonl";
+    const auto supplement = std::filesystem::exists(path) ? objectsOf(path) : std::vector<Json>{};
+    for (;;) {
+        auto shipped = shippedFrom(journal, supplement, withdrawn.reasons());
+        ship(shipped, options.data, options.run.work.seed);
+        const auto faults = faultsAsDatabase(shipped, shippedFiles(options), options.run.state);
+        if (faults.empty()) return shipped;
+        for (const auto &[hash, reason] : faults)
+            withdrawn.add(hash, reason);
+    }
+}
+
+int writeCollection(const Options &options) {
+    const Journal journal(options.run.state);
+    Withdrawals withdrawn(options.run.state);
+    const auto shipped = shipSound(options, journal, withdrawn);
+    if (!options.pictures.empty()) shipPictures(shipped, options.pictures);
+    std::printf("%s", tableOf(journal, shipped, withdrawn.reasons()).c_str());
+    return 0;
 }
 
 /// What is wrong with a shipped reaction and its side record; empty if nothing is.
@@ -116,16 +135,22 @@ int verify(const Options &options) {
                                 {PairBy::order, {}});
     const auto sides = objectsOf(options.data + "/records.jsonl");
     if (sides.empty()) throw Error("there are no records in " + options.data);
+    std::optional<Withdrawals> withdrawn;
+    if (!options.run.state.empty()) withdrawn.emplace(options.run.state);
     Random random(options.run.work.seed);
+    std::set<std::size_t> chosen;
+    while (chosen.size() < std::min(options.count, sides.size()))
+        chosen.insert(static_cast<std::size_t>(random.next() % sides.size()));
     int faults = 0;
-    for (std::size_t i = 0; i < options.count; ++i) {
-        const auto index = static_cast<std::size_t>(random.next() % sides.size());
+    for (const auto index : chosen) {
         const auto fault = faultIn(reader.read(index).front(), sides[index]);
         faults += fault.empty() ? 0 : 1;
+        if (withdrawn && !fault.empty())
+            withdrawn->add(sides[index].at("hash"), fault + " when it was checked anew");
         std::printf("%s: %s\n", sides[index].at("name").get<std::string>().c_str(),
                     fault.empty() ? "as it was" : fault.c_str());
     }
-    std::printf("%zu checked, %d with a fault\n", options.count, faults);
+    std::printf("%zu checked, %d with a fault\n", chosen.size(), faults);
     return faults == 0 ? 0 : 1;
 }
 
@@ -145,9 +170,11 @@ int chosen(int argc, char **argv) {
     auto *running = command("run", "Go on with the work list where the journal stands", true);
     running->add_option("--attempts", options.run.mostAttempts, "Stop after so many");
     auto *shipping = command("ship", "Write the collection, and its table to the output", true);
+    shipping->add_option("--pictures", options.pictures, "Folder for one of each family");
     auto *families = command("families", "Check that all members of families are reactions", false);
     auto *verifying = command("verify", "Check some of the records anew", false);
     verifying->add_option("--count", options.count, "How many");
+    verifying->add_option("--state", options.run.state, "Journal that withdraws what fails");
     CLI11_PARSE(app, argc, argv);
 
     if (*running) return collect(options);

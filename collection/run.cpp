@@ -1,8 +1,10 @@
 #include "collection/run.hpp"
 
 #include "host/saddle/xtb_surface.hpp"
+#include "host/structures/units.hpp"
 
 #include <csignal>
+#include <map>
 #include <optional>
 #include <poll.h>
 #include <sys/prctl.h>
@@ -41,9 +43,23 @@ std::vector<Proposal> proposalsOf(const WorkEntry &entry, const Molecule3D &mole
     return some;
 }
 
+using KnownReactions = std::map<std::string, double>; // hartree, see Journal
+
+/// What a saddle that passes is beside those that are known: another conformer of a known one
+/// stands for its reaction only if it is clearly lower.
+std::string outcomeBeside(KnownReactions &known, const TrialResult &result) {
+    constexpr double clearlyLower = 1.0; // kcal/mol
+    const double energy = result.saddle->saddleEnergy;
+    const auto [entry, isNew] = known.emplace(result.saddle->hash, energy);
+    if (isNew) return result.outcome;
+    if (kcalPerHartree * (entry->second - energy) < clearlyLower) return "another known";
+    entry->second = energy;
+    return AttemptLine::lowerOutcome;
+}
+
 /// The work of one entry's process from its attempt `first` on.
-void work(const WorkEntry &entry, int first, std::set<std::string> known,
-          const WorkOptions &options, const Voice &voice) {
+void work(const WorkEntry &entry, int first, KnownReactions known, const WorkOptions &options,
+          const Voice &voice) {
     AttemptLine line{entry.name, -1, entry.family, "done", "-", 0};
     try {
         const auto smiles = entry.steps.empty() ? entry.smiles : withHydrogens(entry.smiles);
@@ -61,10 +77,8 @@ void work(const WorkEntry &entry, int first, std::set<std::string> known,
                 attempt.gradients = result.gradients;
                 if (result.accepted()) {
                     attempt.hash = result.saddle->hash;
-                    if (known.insert(attempt.hash).second)
-                        voice.say('R', jsonText(recordOf(*result.saddle)));
-                    else
-                        attempt.outcome = "another known";
+                    attempt.outcome = outcomeBeside(known, result);
+                    if (attempt.hasRecord()) voice.say('R', jsonText(recordOf(*result.saddle)));
                 }
             }
             voice.say('A', textOf(attempt));
@@ -78,7 +92,7 @@ void work(const WorkEntry &entry, int first, std::set<std::string> known,
 /// The process of an entry, seen from outside.
 class EntryProcess {
 public:
-    EntryProcess(const WorkEntry &entry, int first, const std::set<std::string> &known,
+    EntryProcess(const WorkEntry &entry, int first, const KnownReactions &known,
                  const WorkOptions &options) {
         int ends[2];
         if (pipe(ends) != 0) throw Error("no pipe can be made");

@@ -2,6 +2,7 @@
 
 #include "saddlefit/reaction.h"
 
+#include "collection/picture.hpp"
 #include "host/reactions/drawing.hpp"
 #include "host/reactions/transitions.hpp"
 #include "host/structures/elements.hpp"
@@ -107,11 +108,16 @@ void write(const std::string &path, const std::string &text) {
     file.commit();
 }
 
+std::string pictureName(const ShippedRecord &one) {
+    return one.family + ".svg";
+}
+
 struct FamilyCount {
     int tried = 0, known = 0, accepted = 0, others = 0;
     std::map<std::string, int> causes;
     std::vector<double> barriers; ///< the lower ones of those that are shipped, kcal/mol
     std::string example;          ///< the first of them
+    std::string picture;          ///< of it
 };
 
 std::string barriersOf(const FamilyCount &count) {
@@ -150,9 +156,10 @@ std::map<std::string, FamilyCount> countsOf(const Journal &journal,
         auto &count = counts[one.family];
         count.barriers.push_back(std::min(one.record.at("barrier_kcal").get<double>(),
                                           one.record.at("reverse_barrier_kcal").get<double>()));
-        if (count.example.empty())
-            count.example = "`" + one.record.at("reactant_smiles").get<std::string>() + ">>" +
-                            one.record.at("product_smiles").get<std::string>() + "`";
+        if (!count.example.empty()) continue;
+        count.example = "`" + one.record.at("reactant_smiles").get<std::string>() + ">>" +
+                        one.record.at("product_smiles").get<std::string>() + "`";
+        count.picture = "![" + one.family + "](collection/" + pictureName(one) + ")";
     }
     return counts;
 }
@@ -197,20 +204,26 @@ std::string figuresOf(const std::vector<ShippedRecord> &shipped) {
 } // namespace
 
 std::vector<ShippedRecord> shippedFrom(const Journal &journal, const std::vector<Json> &supplement,
-                                       const Quotas &quotas) {
+                                       const Withdrawn &withdrawn, const Quotas &quotas) {
     std::vector<ShippedRecord> records;
-    std::set<std::string> taken;
+    std::map<std::string, std::size_t> taken; // by hash, where it stands
     const auto take = [&](const std::string &family, const Json &record, bool isSupplement) {
         const auto saddle = saddleFrom(record);
         const bool ions =
             isIonPair(saddle.species, saddle.reactant) || isIonPair(saddle.species, saddle.product);
-        if (ions || !taken.insert(saddle.hash).second) return;
+        if (ions || withdrawn.contains(saddle.hash)) return;
+        if (!taken.emplace(saddle.hash, records.size()).second) return;
         records.push_back({family + " " + saddle.hash.substr(0, 8), family, centreOf(saddle),
                            record, isSupplement});
     };
     std::size_t index = 0; // of the record that belongs to the line
-    for (const auto &line : journal.lines())
-        if (line.accepted()) take(line.family, journal.records()[index++], false);
+    for (const auto &line : journal.lines()) {
+        if (!line.hasRecord()) continue;
+        const auto &record = journal.records()[index++];
+        if (line.accepted()) take(line.family, record, false);
+        const auto known = taken.find(line.hash);
+        if (!line.accepted() && known != taken.end()) records[known->second].record = record;
+    }
     for (const auto &record : supplement)
         take(record.at("family"), record, true);
     keepShare(records, quotas.carbenes,
@@ -243,16 +256,24 @@ void ship(const std::vector<ShippedRecord> &records, const std::string &folder,
     write(folder + "/records.jsonl", sides);
 }
 
-std::string tableOf(const Journal &journal, const std::vector<ShippedRecord> &shipped) {
+void shipPictures(const std::vector<ShippedRecord> &records, const std::string &folder) {
+    std::set<std::string> families;
+    for (const auto &one : records)
+        if (families.insert(one.family).second)
+            write(folder + "/" + pictureName(one), pictureOf(saddleFrom(one.record)));
+}
+
+std::string tableOf(const Journal &journal, const std::vector<ShippedRecord> &shipped,
+                    const Withdrawn &withdrawn) {
     std::string text =
-        "| family | tried | accepted | as another | shipped | lower barrier | one of "
-        "them | known before | failures |\n|---|---|---|---|---|---|---|---|---|\n";
+        "| family | tried | accepted | as another | shipped | lower barrier | one of them | | "
+        "known before | failures |\n|---|---|---|---|---|---|---|---|---|---|\n";
     FamilyCount all;
     const auto row = [&](const std::string &name, const FamilyCount &count) {
-        text += formatted("| %s | %d | %d | %d | %zu | %s | %s | %d | %s |\n", name.c_str(),
+        text += formatted("| %s | %d | %d | %d | %zu | %s | %s | %s | %d | %s |\n", name.c_str(),
                           count.tried, count.accepted, count.others, count.barriers.size(),
-                          barriersOf(count).c_str(), count.example.c_str(), count.known,
-                          causesOf(count).c_str());
+                          barriersOf(count).c_str(), count.example.c_str(), count.picture.c_str(),
+                          count.known, causesOf(count).c_str());
     };
     for (const auto &[family, count] : countsOf(journal, shipped)) {
         row(family, count);
@@ -265,7 +286,11 @@ std::string tableOf(const Journal &journal, const std::vector<ShippedRecord> &sh
             all.causes[cause] += times;
     }
     row("all", all);
-    return text + "\n" + figuresOf(shipped);
+    text += "\n" + figuresOf(shipped);
+    if (!withdrawn.empty()) text += "\nWithdrawn after they had been accepted:\n\n";
+    for (const auto &[hash, reason] : withdrawn)
+        text += "* " + hash.substr(0, 8) + ": " + reason + "\n";
+    return text;
 }
 
 } // namespace saddlefit::collection

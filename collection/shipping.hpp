@@ -22,18 +22,26 @@ struct Quotas {
     double high = 0.20;     ///< with a barrier, to either side, above 100 kcal/mol
 };
 
-/// What of a journal goes into the collection, in the journal's order, and behind it records from
-/// elsewhere (with a member `family`) of reactions that the journal has not come to. Where there is
-/// too much of a kind, those with the highest barriers stay out.
+/// Hashes of reactions that are withdrawn, and why.
+using Withdrawn = std::map<std::string, std::string>;
+
+/// What of a journal goes into the collection, in the journal's order, each reaction with its
+/// lowest saddle, and behind it records from elsewhere (with a member `family`) of reactions that
+/// the journal has not come to. Where there is too much of a kind, those with the highest barriers
+/// stay out.
 std::vector<ShippedRecord> shippedFrom(const Journal &journal,
                                        const std::vector<host::Json> &supplement,
-                                       const Quotas &quotas = {});
+                                       const Withdrawn &withdrawn, const Quotas &quotas = {});
 
 /// Write `reactants.sdf`, `products.sdf`, `ts.sdf` and `records.jsonl` into a folder. Throws Error.
 void ship(const std::vector<ShippedRecord> &records, const std::string &folder, std::uint64_t seed);
 
-/// What came of the attempts as a table in Markdown, a row for each family, and the figures of the
-/// collection under it.
-std::string tableOf(const Journal &journal, const std::vector<ShippedRecord> &shipped);
+/// One member of each family as a picture, "FAMILY.svg" in a folder. Throws Error.
+void shipPictures(const std::vector<ShippedRecord> &records, const std::string &folder);
+
+/// What came of the attempts as a table in Markdown, a row for each family with its picture, and
+/// the figures of the collection under it.
+std::string tableOf(const Journal &journal, const std::vector<ShippedRecord> &shipped,
+                    const Withdrawn &withdrawn);
 
 } // namespace saddlefit::collection

@@ -46,7 +46,7 @@ std::vector<WorkEntry> workList(const std::vector<Family> &families,
                 (static_cast<double>(i) + 0.5) / static_cast<double>(molecules.size());
             const double place =
                 (static_cast<double>(round) + part) / static_cast<double>(options.rounds);
-            list.push_back(moleculeEntry(molecules[i], round, place));
+            list.push_back(moleculeEntry(molecules[i], round, options.stretch * place));
         }
     }
     std::stable_sort(list.begin(), list.end(),

@@ -16,7 +16,7 @@ struct WorkEntry {
     std::string smiles;
     BondOrders steps;      ///< of a family's member
     std::size_t round = 0; ///< of a molecule: which proposals
-    double place = 0.0;    ///< in the order of the work, from 0 to 1
+    double place = 0.0;    ///< in the order of the work; the last of a family is at 1
     std::size_t quota = 0; ///< of the family, 0 for none
 };
 
@@ -24,6 +24,7 @@ struct WorkOptions {
     std::uint64_t seed = 1;
     std::size_t rounds = 4; ///< of each molecule
     std::size_t proposalsPerRound = 8;
+    double stretch = 2.0; ///< place of the last molecule: families have more elements and ions
     std::size_t membersPerReaction = 3; ///< of a family that are tried for one that is wanted
     std::size_t largestSeed = 6;        ///< heavy atoms of a molecule that is found on the way
 };
