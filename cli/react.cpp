@@ -189,14 +189,9 @@ public:
 
     void store() const {
         if (database_.empty() || records_.back().empty()) return;
-        const TemporaryFolder folder;
-        const ReactionFiles files{{folder.file("reactants.sdf"), folder.file("products.sdf")},
-                                  folder.file("saddles.sdf")};
-        writeFile(files.reactants, records_[0]);
-        writeFile(files.products, records_[1]);
-        writeFile(files.geometries, records_[2]);
         std::fprintf(stderr, "saddlefit: %zu saddle points stored in %s\n",
-                     addRecords(database_, files), database_.c_str());
+                     addRecords(database_, {records_[0], records_[1], records_[2]}),
+                     database_.c_str());
     }
 
 private:

@@ -321,11 +321,7 @@ void addVerifyCommand(CLI::App &program, Action &chosen) {
     addArgument(command, "TS", options.files.geometries, "File with the geometries");
     addInputs(command, options);
     addCheckOption(command, options.saddle);
-    command
-        .add_option("--gradient", options.saddle.largestGradient,
-                    "Largest component of a gradient that counts as none, hartree per bohr")
-        ->check(CLI::PositiveNumber)
-        ->capture_default_str();
+    addGradientOption(command, options.saddle);
     addOutputs(command, options);
     command.footer("Prints lines as \"saddlefit saddle\" does, of the geometries as they stand.\n\n"
                    "Examples:\n"

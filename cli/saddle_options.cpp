@@ -17,6 +17,14 @@ void addCheckOption(CLI::App &command, SaddleOptions &options) {
               "default), or in steps too small to leave a valley (fine)");
 }
 
+void addGradientOption(CLI::App &command, SaddleOptions &options) {
+    command
+        .add_option("--gradient", options.largestGradient,
+                    "Largest component of a gradient that counts as none, hartree per bohr")
+        ->check(CLI::PositiveNumber)
+        ->capture_default_str();
+}
+
 void addLadderOptions(CLI::App &command, SaddleOptions &options) {
     constexpr int most = 100;
     command

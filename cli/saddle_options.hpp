@@ -16,6 +16,9 @@ void addMethodOption(CLI::App &command, host::SaddleOptions &options);
 /// --check.
 void addCheckOption(CLI::App &command, host::SaddleOptions &options);
 
+/// --gradient, of geometries that are taken as they stand.
+void addGradientOption(CLI::App &command, host::SaddleOptions &options);
+
 /// --attempts, --steps and --check.
 void addLadderOptions(CLI::App &command, host::SaddleOptions &options);
 

@@ -297,6 +297,22 @@ TEST_F(SaddleCommandTest, LearnsWhatItFound) {
     EXPECT_EQ(react("hnc.sdf", "turn.sdf", "--learn empty.db").status, 1);
 }
 
+TEST_F(SaddleCommandTest, IsStoredWithItsOwnEnds) {
+    run("saddle top.sdf -o found.sdf");
+    EXPECT_EQ(run("db add own.db found.sdf --source mine").status, 0);
+    const auto known = json::parse(run("db show own.db hcn --json").out).at("known");
+    EXPECT_EQ(known.at("level"), "gfn2");
+    EXPECT_EQ(known.at("source"), "mine");
+    EXPECT_LT(known.at("wavenumber"), -1000);
+    EXPECT_NEAR(known.at("barrier").get<double>() + known.at("reverseBarrier").get<double>(), 105,
+                10);
+    EXPECT_TRUE(contains(run("react hcn.sdf hnc.sdf --db own.db").out, "exact hcn"));
+    const auto none = run("db add own.db hcn.sdf");
+    EXPECT_EQ(none.status, 1);
+    EXPECT_TRUE(contains(none.out, "1: no saddle point of a reaction")) << none.out;
+    EXPECT_EQ(run("db add own.db hcn.sdf hnc.sdf").status, 2);
+}
+
 TEST_F(SaddleCommandTest, WritesInputsThatBeginAtTheSaddlePoint) {
     react("hnc.sdf", "turn.sdf", "--constraints orca --job ts -d inputs");
     EXPECT_TRUE(contains(contents("inputs/0001-hcn.ts.orca.inp"), "InHessName \"0001-hcn.hess\""));

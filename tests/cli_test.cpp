@@ -143,7 +143,7 @@ TEST_F(CommandLine, WrongWordsAreAnsweredWithTheNearestOnes) {
           std::pair{"react @a @b --db @c --realx uff",
                     "did you mean \"--relax\"? \"saddlefit react --"},
           std::pair{"react @a", "PRODUCTS is required; \"saddlefit react --help\""},
-          std::pair{"db add @a @b", "\"saddlefit db add --help\""}}) {
+          std::pair{"db add @a @b @c", "\"saddlefit db add --help\""}}) {
         const auto answer = run(arguments);
         EXPECT_EQ(answer.status, 2);
         EXPECT_TRUE(contains(answer.err, told)) << answer.err;

@@ -2,14 +2,14 @@
 #pragma once
 
 #include "cli/host.hpp"
-#include "host/reactions/reaction_files.hpp"
+#include "host/answers/learned_saddles.hpp"
 
 #include <string>
 
 namespace saddlefit::cli {
 
-/// Store what the command would store of these files; tells how many that were. What is refused is
-/// reported.
-std::size_t addRecords(const std::string &database, const ReactionFiles &files);
+/// Store what the command would store of these records; tells how many that were. What is refused
+/// is reported.
+std::size_t addRecords(const std::string &database, const LearnedSaddles &records);
 
 } // namespace saddlefit::cli

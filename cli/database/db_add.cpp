@@ -1,10 +1,14 @@
 #include "cli/database/addition.hpp"
 #include "cli/database/db_commands.hpp"
+#include "cli/database/own_ends.hpp"
 #include "cli/order_option.hpp"
 #include "cli/report.hpp"
+#include "cli/saddle_options.hpp"
 #include "host/reactions/doubts.hpp"
 #include "host/reactions/electrons.hpp"
 #include "host/system/file_lock.hpp"
+#include "host/system/output_file.hpp"
+#include "host/system/temporary_folder.hpp"
 #include "host/system/text.hpp"
 #include "host/upkeep/intake.hpp"
 #include "host/upkeep/known_facts.hpp"
@@ -25,10 +29,12 @@ struct AddOptions : DbOptions {
     PairOptions pairing;
     BareSideOptions bareSides;
     SideRecord known;
+    SaddleOptions saddle; // with which ends are looked for
     bool force = false;
 };
 
 constexpr const char *unreadable = "no reaction could be read";
+constexpr const char *withoutReaction = "no saddle point of a reaction";
 
 std::vector<std::string> textsOf(const std::vector<Objection> &objections) {
     std::vector<std::string> texts;
@@ -80,6 +86,15 @@ public:
 
     bool hasRefused() const { return !refused_.empty(); }
     std::size_t count() const { return stored_.size(); }
+
+    void refuse(const std::string &name, const std::vector<std::string> &reasons) {
+        refused_.push_back({{"name", name}, {"reasons", reasons}});
+    }
+    void refuseWithoutReaction(const std::vector<std::string> &names) {
+        for (const auto &name : names)
+            refuse(name, {withoutReaction});
+        if (!names.empty()) reasons_[withoutReaction] = names.size();
+    }
 
     void print() const {
         if (options_.json) {
@@ -138,10 +153,6 @@ private:
             ++reasons_[word];
     }
 
-    void refuse(const std::string &name, const std::vector<std::string> &reasons) {
-        refused_.push_back({{"name", name}, {"reasons", reasons}});
-    }
-
     void reportObjections(const Reaction &reaction, const IntakeResult &result) const {
         const Place origin{options_.files.geometries, reaction.number, reaction.geometryTitle};
         const auto text = joined(result.objections);
@@ -179,11 +190,50 @@ template <class Tell> auto added(const AddOptions &options, const Tell &tell) {
     return tell(adding);
 }
 
-int add(const AddOptions &options) {
-    return added(options, [](const Adding &adding) {
-        adding.print();
-        return adding.hasRefused() ? somethingFailed : allDone;
+// As files, which go with the object.
+class WrittenRecords {
+public:
+    explicit WrittenRecords(const LearnedSaddles &records)
+        : files_{{folder_.file("reactants.sdf"), folder_.file("products.sdf")},
+                 folder_.file("saddles.sdf")} {
+        write(files_.reactants, records.reactants);
+        write(files_.products, records.products);
+        write(files_.geometries, records.saddles);
+    }
+    const ReactionFiles &files() const { return files_; }
+
+private:
+    static void write(const std::string &path, const std::string &text) {
+        OutputFile file(path);
+        file.write(text);
+        file.commit();
+    }
+    TemporaryFolder folder_;
+    ReactionFiles files_;
+};
+
+int tellOf(const Adding &adding) {
+    adding.print();
+    return adding.hasRefused() ? somethingFailed : allDone;
+}
+
+// The geometries are all that there is: the sides are their own ends.
+int addWithOwnEnds(AddOptions options) {
+    const SaddleQuestionFiles questions{
+        options.files.reactants, {}, {}, options.bareSides.charge, {}};
+    const auto found = ownEndsOf(questions, options.saddle);
+    const WrittenRecords written(found.records);
+    options.files = written.files();
+    options.pairing.by = PairBy::order;
+    return added(options, [&](Adding &adding) {
+        adding.refuseWithoutReaction(found.failed);
+        return tellOf(adding);
     });
+}
+
+int add(const AddOptions &options) {
+    if (options.files.products.empty()) return addWithOwnEnds(options);
+    return added(options, tellOf);
 }
 
 // What the records' own fields do not say.
@@ -201,20 +251,24 @@ void addFactOptions(CLI::App &command, SideRecord &known) {
 
 } // namespace
 
-std::size_t addRecords(const std::string &database, const ReactionFiles &files) {
+std::size_t addRecords(const std::string &database, const LearnedSaddles &records) {
+    const WrittenRecords written(records);
     AddOptions options;
     options.database = database;
-    options.files = files;
+    options.files = written.files();
     return added(options, [](const Adding &adding) { return adding.count(); });
 }
 
 void addDbAddCommand(CLI::App &db, Action &chosen) {
     const auto [command, options] =
         addDbSubcommand(db, chosen, "add", "Store transition states; makes a missing file", add);
-    addArgument(command, "REACTANTS", options.files.reactants, "File with the reactants");
-    addArgument(command, "PRODUCTS", options.files.products, "File with the products");
-    addArgument(command, "TS", options.files.geometries,
-                "File with the transition states; its coordinates are stored");
+    addArgument(command, "REACTANTS", options.files.reactants,
+                "File with the reactants; alone, one with the transition states");
+    auto *products =
+        addArgument(command, "PRODUCTS", options.files.products, "File with the products");
+    auto *states = addArgument(command, "TS", options.files.geometries,
+                               "File with the transition states; its coordinates are stored");
+    products->required(false)->needs(states->required(false));
     addInputFormatOption(command, options.files.format);
     addOrdersOption(command, options.orders);
     addPairingOptions(command, options.pairing);
@@ -222,16 +276,21 @@ void addDbAddCommand(CLI::App &db, Action &chosen) {
     command.add_flag("--force", options.force,
                      "Store records that are refused otherwise, and implausible ones like all "
                      "others; they are reported all the same");
+    addMethodOption(command, options.saddle);
+    addCheckOption(command, options.saddle);
+    addGradientOption(command, options.saddle);
     addFactOptions(command, options.known);
     command.footer(
         "Record i of the three files is one reaction. It is stored under the transition state's\n"
         "title. One in which a made or broken bond is hardly longer than where it is finished, or\n"
         "beyond 2.0 single bonds, or two atoms are closer than 0.6 angstrom, is marked: \"react\"\n"
-        "asks it where nothing else matches. One that is stored already is refused. What is known "
-        "of the records, by their\n"
-        "data fields or these options, stands in FILE.jsonl.\n\n"
-        "Example:\n"
-        "  saddlefit db add reactions.db reactants.sdf products.sdf ts.sdf");
+        "asks it where nothing else matches. One that is stored already is refused. What is known\n"
+        "of the records, by their data fields or these options, stands in FILE.jsonl.\n\n"
+        "A file of transition states alone is enough where they are saddle points of --method:\n"
+        "both sides are the minima at their ends, come to as \"saddlefit verify\" does.\n\n"
+        "Examples:\n"
+        "  saddlefit db add reactions.db reactants.sdf products.sdf ts.sdf\n"
+        "  saddlefit db add reactions.db saddles.sdf    # an SDF of \"saddlefit saddle\"");
 }
 
 } // namespace saddlefit::cli

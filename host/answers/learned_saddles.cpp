@@ -5,6 +5,7 @@
 #include "host/system/text.hpp"
 
 #include <algorithm>
+#include <utility>
 
 namespace saddlefit::host {
 
@@ -27,6 +28,51 @@ std::string energyOfSide(const SaddleTry &attempt, const char *side) {
 bool changesBonds(const SaddleTry &attempt) {
     const auto &ends = attempt.ends;
     return ends.size() == 2 && (ends[0].made != ends[1].made || ends[0].broken != ends[1].broken);
+}
+
+std::string recordOf(const Place &origin, const std::string &title,
+                     const std::vector<StructureAtom> &atoms,
+                     const std::vector<StructureBond> &bonds, const std::string &fields) {
+    return molfile(origin, title, atoms, bonds) + fields + sdRecordEnd + "\n";
+}
+
+std::string perceivedRecord(const Place &origin, const std::string &title,
+                            const std::vector<StructureAtom> &atoms, const SaddleEnd &end) {
+    return recordOf(origin, title, atoms, perceivedCovalentBonds(atoms), energyField(end.energy));
+}
+
+using Facts = std::vector<std::pair<std::string, std::string>>;
+
+// As data fields, which a database keeps beside the record.
+Facts factsOf(const ReactionSaddle &saddle, const SaddleTry &attempt, int charge, int unpaired) {
+    return {{"LEVEL", saddle.level},
+            {"VERIFIED",
+             std::string("one imaginary mode; both ends, ") + wordOf(saddle.check) + " descents"},
+            {"ENERGY", formatted("%.8f", *attempt.energy)},
+            {"WAVENUMBER", formatted("%.1f", *attempt.wavenumber)},
+            {"CHARGE", std::to_string(charge)},
+            {"UNPAIRED", std::to_string(unpaired)}};
+}
+
+std::string fieldsOf(const Facts &facts) {
+    std::string text;
+    for (const auto &[name, value] : facts)
+        text += field(name.c_str(), value);
+    return text;
+}
+
+// Of the same energy, mode and barrier under other names, which other programs write.
+bool isOfOtherLevel(const std::string &name) {
+    const auto names = std::to_array<std::string_view>(
+        {"ENERGY_HARTREE", "IMAGINARY_FREQUENCY_CM1", "BARRIER", "REVERSE_BARRIER"});
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+std::vector<StructureAtom> moved(std::vector<StructureAtom> atoms,
+                                 const std::vector<Position> &positions) {
+    for (std::size_t i = 0; i < atoms.size(); ++i)
+        atoms[i].position = positions[i];
+    return atoms;
 }
 
 class Learning {
@@ -66,30 +112,18 @@ private:
 
     void addSaddle(const std::string &title, const SaddleTry &attempt) {
         add(learned_.saddles, title, placedAtoms(reaction_, attempt.coordinates), {},
-            factsOf(attempt));
+            fieldsOf(factsOf(*answer_.saddle, attempt, answer_.charge, answer_.unpaired)));
     }
 
     void addPerceived(std::string &records, const std::string &title, const SaddleEnd &end) const {
-        const auto atoms = placedAtoms(reaction_, end.coordinates);
-        add(records, title, atoms, perceivedCovalentBonds(atoms), energyField(end.energy));
+        records += perceivedRecord(reaction_.reactant.origin, title,
+                                   placedAtoms(reaction_, end.coordinates), end);
     }
 
     void add(std::string &records, const std::string &title,
              const std::vector<StructureAtom> &atoms, const std::vector<StructureBond> &bonds,
              const std::string &fields) const {
-        records +=
-            molfile(reaction_.reactant.origin, title, atoms, bonds) + fields + sdRecordEnd + "\n";
-    }
-
-    // As data fields, which a database keeps beside the record.
-    std::string factsOf(const SaddleTry &attempt) const {
-        const std::string verified = std::string("one imaginary mode; both ends, ") +
-                                     wordOf(answer_.saddle->check) + " descents";
-        return field("LEVEL", answer_.saddle->level) + field("VERIFIED", verified) +
-               energyField(*attempt.energy) +
-               field("WAVENUMBER", formatted("%.1f", *attempt.wavenumber)) +
-               field("CHARGE", std::to_string(answer_.charge)) +
-               field("UNPAIRED", std::to_string(answer_.unpaired));
+        records += recordOf(reaction_.reactant.origin, title, atoms, bonds, fields);
     }
 
     const Reaction &reaction_;
@@ -101,6 +135,26 @@ private:
 
 LearnedSaddles learnedSaddles(const Reaction &reaction, const Answer &answer) {
     return answer.saddle ? Learning(reaction, answer).run() : LearnedSaddles{};
+}
+
+LearnedSaddles learnedSaddle(const SaddleQuestion &question, const ReactionSaddle &saddle) {
+    const auto *found = saddle.found();
+    if (found == nullptr || !changesBonds(*found)) return {};
+    const auto at = [&](const std::vector<Position> &positions) {
+        return moved(question.atoms, positions);
+    };
+    auto facts = factsOf(saddle, *found, question.task.charge, question.task.unpaired);
+    const auto isTold = [&](const std::string &name) {
+        return std::any_of(facts.begin(), facts.end(),
+                           [&](const auto &fact) { return fact.first == name; });
+    };
+    for (const auto &[name, value] : question.fields)
+        if (!isTold(name) && !isOfOtherLevel(name)) facts.emplace_back(name, value);
+    const auto side = [&](const SaddleEnd &end) {
+        return perceivedRecord(question.origin, question.title, at(end.coordinates), end);
+    };
+    return {side(found->ends[0]), side(found->ends[1]),
+            recordOf(question.origin, question.title, at(found->coordinates), {}, fieldsOf(facts))};
 }
 
 } // namespace saddlefit::host

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "host/answers/answer.hpp"
+#include "host/answers/saddle_questions.hpp"
 
 #include <string>
 
@@ -20,5 +21,10 @@ struct LearnedSaddles {
 /// it is another one's, "other ends"; of several of a kind the lowest counts. Level, energies, mode
 /// and how it was verified stand in data fields.
 LearnedSaddles learnedSaddles(const Reaction &reaction, const Answer &answer);
+
+/// The saddle point of a geometry under the reaction of its ends, which stand in the order of the
+/// descents: at most one, titled by the geometry. Of the data fields of its record those are kept
+/// that the verification does not tell.
+LearnedSaddles learnedSaddle(const SaddleQuestion &question, const ReactionSaddle &saddle);
 
 } // namespace saddlefit::host

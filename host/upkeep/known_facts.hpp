@@ -1,4 +1,4 @@
-// What files of structures say about a transition state beside its geometry.
+/// What files of structures say about a transition state beside its geometry.
 #pragma once
 
 #include "host/reactions/reaction_files.hpp"
