@@ -1,5 +1,6 @@
 #include "cli/batch/batch.hpp"
 #include "cli/database/db_commands.hpp"
+#include "cli/order_option.hpp"
 #include "cli/report.hpp"
 #include "host/answers/json.hpp"
 #include "host/store/database_file.hpp"
@@ -19,6 +20,7 @@ namespace {
 constexpr std::size_t worstShown = 10;
 
 struct ValidateOptions : DbOptions {
+    LeaveOut leaveOut = LeaveOut::record;
     BatchOptions batch;
 };
 
@@ -208,7 +210,7 @@ private:
 
 int validate(const ValidateOptions &options) {
     const auto database = openDatabase(options.database);
-    const Validation validation(database);
+    const Validation validation(database, options.leaveOut);
     const auto work = [&](std::size_t position) { return delivered(validation.check(position)); };
     const auto mishap = [](std::size_t position, const std::string &what) {
         RecordCheck check;
@@ -249,6 +251,10 @@ void addDbValidateCommand(CLI::App &db, Action &chosen) {
     command.add_option("-j,--jobs", options.batch.jobs, "Worker processes")
         ->check(CLI::Range(1, 1024))
         ->capture_default_str();
+    addChoice(
+        command, "--leave-out", options.leaveOut,
+        "Predict each record from all others (default), or from those of other families, which "
+        "FILE.jsonl names");
     command.footer(
         "Each record is asked for with its own coordinates, and must answer exactly, or an equal\n"
         "one. Then it is left out, and the rest is asked: printed are how many have a match, the\n"

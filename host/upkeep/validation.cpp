@@ -3,6 +3,7 @@
 #include "saddlefit/reaction.h"
 
 #include "host/search/search.hpp"
+#include "host/store/catalogue.hpp"
 #include "host/system/text.hpp"
 #include "host/upkeep/shape.hpp"
 #include "host/upkeep/stored_question.hpp"
@@ -33,8 +34,9 @@ std::string quoted(const Database &database, std::size_t position) {
 
 } // namespace
 
-Validation::Validation(const Database &database)
+Validation::Validation(const Database &database, LeaveOut leaveOut)
     : database_(database), open_(openReactions(database.path)) {
+    if (leaveOut == LeaveOut::family) noteFamilies();
     for (std::size_t position = 0; position < database.records.size(); ++position) {
         const auto reading = database.read(position);
         if (const auto *damage = std::get_if<Damage>(&reading)) {
@@ -45,6 +47,29 @@ Validation::Validation(const Database &database)
             byCode_[std::get<StoredRecord>(reading).code].push_back(position);
         }
     }
+}
+
+void Validation::noteFamilies() {
+    const Catalogue catalogue(database_.path);
+    for (std::size_t position = 0; position < catalogue.count(); ++position) {
+        const auto reading = catalogue.read(position);
+        const auto *entry = std::get_if<CatalogueEntry>(&reading);
+        if (entry == nullptr || !entry->known || entry->known->family.empty()) continue;
+        families_[position] = entry->known->family;
+        members_[entry->known->family].push_back(static_cast<int>(position));
+    }
+}
+
+std::vector<int> Validation::leftOutWith(std::size_t position) const {
+    auto leftOut = leftOut_;
+    const auto family = families_.find(position);
+    if (family == families_.end()) {
+        leftOut.push_back(static_cast<int>(position));
+        return leftOut;
+    }
+    const auto &members = members_.at(family->second);
+    leftOut.insert(leftOut.end(), members.begin(), members.end());
+    return leftOut;
 }
 
 std::vector<std::size_t> Validation::positions() const {
@@ -102,9 +127,7 @@ void Validation::checkItself(const Reaction &reaction, RecordCheck &check) const
 
 void Validation::predict(const Reaction &reaction, RecordCheck &check) const {
     check.asked = true;
-    auto leftOut = leftOut_;
-    leftOut.push_back(static_cast<int>(check.position));
-    const auto found = answerTo(reaction, leftOut);
+    const auto found = answerTo(reaction, leftOutWith(check.position));
     if (found->matchCount == 0) return;
     check.from = positionOf(*found);
     const auto mol = hostMolecule(reaction.reactant.atoms);

@@ -4,6 +4,7 @@
 #include "host/reactions/reaction_files.hpp"
 #include "host/search/open_search.hpp"
 #include "host/store/database_file.hpp"
+#include "host/system/words.hpp"
 
 #include <map>
 #include <optional>
@@ -11,6 +12,16 @@
 #include <vector>
 
 namespace saddlefit::host {
+
+/// What is left out when a record is asked of the others.
+enum class LeaveOut {
+    record, ///< itself
+    family  ///< all records of its family, as far as it is known beside the database
+};
+
+template <>
+inline constexpr auto wordsFor<LeaveOut> =
+    std::to_array<Word<LeaveOut>>({{LeaveOut::record, "record"}, {LeaveOut::family, "family"}});
 
 struct BondPrediction {
     AtomPair atoms;
@@ -30,7 +41,7 @@ struct RecordCheck {
 class Validation {
 public:
     /// The database must outlive this.
-    explicit Validation(const Database &database);
+    explicit Validation(const Database &database, LeaveOut leaveOut = LeaveOut::record);
 
     /// The sound records, those of equal code together.
     std::vector<std::size_t> positions() const;
@@ -48,12 +59,16 @@ private:
     std::size_t positionOf(const SearchResult &result) const;
     void checkItself(const Reaction &reaction, RecordCheck &check) const;
     void predict(const Reaction &reaction, RecordCheck &check) const;
+    void noteFamilies();
+    std::vector<int> leftOutWith(std::size_t position) const;
 
     const Database &database_;
     OpenReactions open_;
     std::map<Code, std::vector<std::size_t>> byCode_;
     std::map<std::size_t, std::string> damaged_;
-    std::vector<int> leftOut_; ///< the damaged ones
+    std::vector<int> leftOut_;                        ///< the damaged ones
+    std::map<std::string, std::vector<int>> members_; ///< of each family, where they are left out
+    std::map<std::size_t, std::string> families_;     ///< likewise, by position
 };
 
 } // namespace saddlefit::host
