@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Measures what the collection is worth as a database: for its own families, each asked of all the
-others, and for reactions from elsewhere, beside four fifths of these themselves.
+"""Measures what the collection is worth as a database: for its own records and families, each asked of
+all the others, and for reactions from elsewhere, beside four fifths of these themselves.
 
 usage: bench/collection.py PROGRAM COLLECTION [DATA] [--document FILE]
 
@@ -10,6 +10,7 @@ order. The tables go to the output, or between two marks of a document.
 import argparse
 import json
 import pathlib
+import subprocess
 import tempfile
 
 import numpy as np
@@ -90,9 +91,23 @@ def row(label, way, reactions):
     return text + "|\n"
 
 
+def validations(program, collection):
+    text = "| left out | asked | matched in full | mean | median | 90th percentile |\n| --- | --- | --- | --- | --- | --- |\n"
+    with tempfile.TemporaryDirectory() as folder:
+        database = pathlib.Path(folder) / "collection.db"
+        sides = [collection / f"{name}.sdf" for name in NAMES]
+        quality.run(program, "db", "add", "--force", "--map", "order", database, *sides)
+        for what in ("record", "family"):
+            command = [program, "db", "validate", database, "--leave-out", what, "--json"]
+            found = json.loads(subprocess.run(command, capture_output=True, text=True, check=True).stdout)
+            text += f"| the {what} | {found['leftOut']} | {100 * found['coverage']:.1f} % "
+            text += "".join(f"| {found[key]:.3f} " for key in ("meanError", "medianError", "percentile90")) + "|\n"
+    return text + "\n"
+
+
 def tables(program, collection, data):
     records, reactions = read(collection)
-    text = (
+    text = validations(program, collection) + (
         "| database | asked | matched | mean, matched | median | mean, all | median |\n"
         "| --- | --- | --- | --- | --- | --- | --- |\n"
     )
