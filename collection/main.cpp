@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <filesystem>
 #include <fstream>
 #include <optional>
 #include <set>
@@ -95,10 +94,8 @@ ReactionFiles shippedFiles(const Options &options) {
 /// What goes into the collection: all that a database of it has nothing against.
 std::vector<ShippedRecord> shipSound(const Options &options, const Journal &journal,
                                      Withdrawals &withdrawn) {
-    const auto path = options.run.state + "/supplement.jsonl";
-    const auto supplement = std::filesystem::exists(path) ? objectsOf(path) : std::vector<Json>{};
     for (;;) {
-        auto shipped = shippedFrom(journal, supplement, withdrawn.reasons());
+        auto shipped = shippedFrom(journal, withdrawn.reasons());
         ship(shipped, options.data, options.run.work.seed);
         const auto faults = faultsAsDatabase(shipped, shippedFiles(options), options.run.state);
         if (faults.empty()) return shipped;
@@ -149,6 +146,7 @@ int verify(const Options &options) {
             withdrawn->add(sides[index].at("hash"), fault + " when it was checked anew");
         std::printf("%s: %s\n", sides[index].at("name").get<std::string>().c_str(),
                     fault.empty() ? "as it was" : fault.c_str());
+        std::fflush(stdout);
     }
     std::printf("%zu checked, %d with a fault\n", chosen.size(), faults);
     return faults == 0 ? 0 : 1;

@@ -97,7 +97,7 @@ Json sideRecord(const ShippedRecord &one, std::uint64_t seed) {
     side["program"] = "xtb 6.5.1, by its library";
     side["verification"] = "one imaginary mode (central differences); both ends by descents in "
                            "steps of 0.06 bohr, a kick and a tight minimum";
-    if (!one.isSupplement) side["seed"] = seed;
+    side["seed"] = seed;
     side["licence"] = "CC0-1.0";
     return side;
 }
@@ -203,29 +203,27 @@ std::string figuresOf(const std::vector<ShippedRecord> &shipped) {
 
 } // namespace
 
-std::vector<ShippedRecord> shippedFrom(const Journal &journal, const std::vector<Json> &supplement,
-                                       const Withdrawn &withdrawn, const Quotas &quotas) {
+std::vector<ShippedRecord> shippedFrom(const Journal &journal, const Withdrawn &withdrawn,
+                                       const Quotas &quotas) {
     std::vector<ShippedRecord> records;
     std::map<std::string, std::size_t> taken; // by hash, where it stands
-    const auto take = [&](const std::string &family, const Json &record, bool isSupplement) {
+    const auto take = [&](const std::string &family, const Json &record) {
         const auto saddle = saddleFrom(record);
         const bool ions =
             isIonPair(saddle.species, saddle.reactant) || isIonPair(saddle.species, saddle.product);
         if (ions || withdrawn.contains(saddle.hash)) return;
         if (!taken.emplace(saddle.hash, records.size()).second) return;
-        records.push_back({family + " " + saddle.hash.substr(0, 8), family, centreOf(saddle),
-                           record, isSupplement});
+        records.push_back(
+            {family + " " + saddle.hash.substr(0, 8), family, centreOf(saddle), record});
     };
     std::size_t index = 0; // of the record that belongs to the line
     for (const auto &line : journal.lines()) {
         if (!line.hasRecord()) continue;
         const auto &record = journal.records()[index++];
-        if (line.accepted()) take(line.family, record, false);
+        if (line.accepted()) take(line.family, record);
         const auto known = taken.find(line.hash);
         if (!line.accepted() && known != taken.end()) records[known->second].record = record;
     }
-    for (const auto &record : supplement)
-        take(record.at("family"), record, true);
     keepShare(records, quotas.carbenes,
               [](const Json &one) { return one.at("carbenes").get<int>() > 0; });
     keepShare(records, quotas.high,
@@ -241,11 +239,15 @@ void ship(const std::vector<ShippedRecord> &records, const std::string &folder,
     std::string reactants, products, states, sides;
     for (const auto &one : records) {
         const auto saddle = saddleFrom(one.record);
-        const auto mode = field("IMAGINARY_FREQUENCY_CM1", formatted("%.1f", saddle.wavenumber));
+        const auto mode = field("IMAGINARY_FREQUENCY_CM1", formatted("%.1f", saddle.wavenumber)) +
+                          field("CHARGE", std::to_string(saddle.species.charge));
+        const auto smiles = [&](const char *side) {
+            return field("SMILES", one.record.at(side).get<std::string>());
+        };
         reactants += sdfRecord(one, structureOf(saddle, saddle.reactant, saddle.atReactant),
-                               saddle.reactantEnergy, {});
+                               saddle.reactantEnergy, smiles("reactant_smiles"));
         products += sdfRecord(one, structureOf(saddle, saddle.product, saddle.atProduct),
-                              saddle.productEnergy, {});
+                              saddle.productEnergy, smiles("product_smiles"));
         states += sdfRecord(one, structureOf(saddle, saddle.reactant, saddle.atSaddle),
                             saddle.saddleEnergy, mode);
         sides += jsonText(sideRecord(one, seed)) + "\n";

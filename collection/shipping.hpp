@@ -13,7 +13,6 @@ struct ShippedRecord {
     std::string family;
     std::string centre; ///< the code that a database finds it by: "C-H O-H"
     host::Json record;
-    bool isSupplement = false;
 };
 
 /// Shares of the collection that are not to be exceeded.
@@ -26,12 +25,9 @@ struct Quotas {
 using Withdrawn = std::map<std::string, std::string>;
 
 /// What of a journal goes into the collection, in the journal's order, each reaction with its
-/// lowest saddle, and behind it records from elsewhere (with a member `family`) of reactions that
-/// the journal has not come to. Where there is too much of a kind, those with the highest barriers
-/// stay out.
-std::vector<ShippedRecord> shippedFrom(const Journal &journal,
-                                       const std::vector<host::Json> &supplement,
-                                       const Withdrawn &withdrawn, const Quotas &quotas = {});
+/// lowest saddle. Where there is too much of a kind, those with the highest barriers stay out.
+std::vector<ShippedRecord> shippedFrom(const Journal &journal, const Withdrawn &withdrawn,
+                                       const Quotas &quotas = {});
 
 /// Write `reactants.sdf`, `products.sdf`, `ts.sdf` and `records.jsonl` into a folder. Throws Error.
 void ship(const std::vector<ShippedRecord> &records, const std::string &folder, std::uint64_t seed);

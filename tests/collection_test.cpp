@@ -1,6 +1,7 @@
 #include "collection/journal.hpp"
 #include "collection/reaction_hash.hpp"
 #include "collection/run.hpp"
+#include "collection/shipping.hpp"
 #include "host/saddle/xtb_surface.hpp"
 #include "host/structures/units.hpp"
 
@@ -104,7 +105,8 @@ TEST(Lewis, DrawsMoleculesAsChemistsDo) {
     EXPECT_TRUE(lewisStructures(methane, {{0, 1}, {0, 2}, {0, 3}, {0, 4}, {0, 5}}).empty());
 }
 
-TEST(Filters, NameWhatKeepsASaddleOut) {
+/// Formaldehyde to hydroxymethylene.
+VerifiedSaddle goodSaddle() {
     VerifiedSaddle good;
     good.species = {{6, 8, 1, 1}, 0, 0};
     good.reactant = lewisStructures(good.species, {{0, 1}, {0, 2}, {0, 3}}).front();
@@ -112,6 +114,11 @@ TEST(Filters, NameWhatKeepsASaddleOut) {
     good.wavenumber = -1500;
     good.saddleEnergy = 80 / kcalPerHartree;
     good.productEnergy = 40 / kcalPerHartree;
+    return good;
+}
+
+TEST(Filters, NameWhatKeepsASaddleOut) {
+    const auto good = goodSaddle();
     EXPECT_EQ(objectionTo(good), "");
     struct Case {
         const char *objection;
@@ -130,6 +137,32 @@ TEST(Filters, NameWhatKeepsASaddleOut) {
         spoil(saddle);
         EXPECT_EQ(objectionTo(saddle), objection);
     }
+}
+
+TEST(Shipping, TakesTheLowestSaddleAndLeavesOutWhatIsWithdrawn) {
+    const auto folder = std::filesystem::path(testing::TempDir()) / "saddlefit-shipping";
+    std::filesystem::remove_all(folder);
+    const auto note = [&](const char *outcome, const char *hash, double kcal) {
+        auto saddle = goodSaddle();
+        saddle.hash = hash;
+        saddle.product.carbenes = 0; // of which there would be too many
+        saddle.saddleEnergy = kcal / kcalPerHartree;
+        for (auto *at : {&saddle.atReactant, &saddle.atSaddle, &saddle.atProduct})
+            *at = Eigen::VectorXd::LinSpaced(12, 0, 9);
+        Journal(folder.string())
+            .add({"C=O 0", 0, "f", outcome, hash, 1}, jsonText(recordOf(saddle)));
+    };
+    note("accepted", "0123456789", 80);
+    note("accepted as another", "abcdefghij", 80);
+    note(AttemptLine::lowerOutcome, "0123456789", 70);
+    const Journal journal(folder.string());
+    EXPECT_EQ(journal.acceptedOf("f"), 2);
+    EXPECT_NEAR(journal.known().at("0123456789") * kcalPerHartree, 70, 1e-4);
+    const auto shipped = shippedFrom(journal, {{"abcdefghij", "a reason"}});
+    ASSERT_EQ(shipped.size(), 1u);
+    EXPECT_EQ(shipped[0].name, "f 01234567");
+    EXPECT_NEAR(shipped[0].record.at("barrier_kcal"), 70, 1e-2);
+    std::filesystem::remove_all(folder);
 }
 
 TEST(Families, FillSlotsAndHydrogens) {
