@@ -30,7 +30,7 @@ class CMakeBuild(build_ext):
         arguments = [f"-D{name}={value}" for name, value in options.items()]
         self.run_cmake("-S", ROOT, "-B", build, *arguments,
                        *shlex.split(os.environ.get("SADDLEFIT_CMAKE_ARGS", "")))
-        self.run_cmake("--build", build, "--target", "saddlefit_python", "--parallel",
+        self.run_cmake("--build", build, "--target", "saddlefit_wheel", "--parallel",
                        self.parallel or os.cpu_count() or 1)
         self.run_cmake("--install", build, "--component", "python", "--prefix", package.parent)
 

@@ -9,7 +9,7 @@ namespace saddlefit::host {
 
 std::string collectionFile() {
     constexpr std::array places{"../share/saddlefit", "../../share/saddlefit",
-                                "../../../share/saddlefit"};
+                                "../../../share/saddlefit", "share/saddlefit"};
     constexpr const char *name = "collection.db";
     for (const auto &folder : ownFolders()) {
         for (const char *place : places) {

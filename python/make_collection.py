@@ -1,0 +1,19 @@
+"""Makes the database that the package holds out of the records of the collection.
+
+usage: make_collection.py RECORDS DATABASE     (with the module that was just built on PYTHONPATH)
+"""
+
+import os
+import sys
+from pathlib import Path
+
+import saddlefit
+
+records, path = Path(sys.argv[1]), Path(sys.argv[2])
+path.parent.mkdir(parents=True, exist_ok=True)
+for old in (path, Path(f"{path}.jsonl")):
+    old.unlink(missing_ok=True)
+files = [saddlefit.read(os.fspath(records / f"{kind}.sdf")) for kind in ("reactants", "products", "ts")]
+with saddlefit.Database(path, create=True) as database:
+    for sides in zip(*files):
+        database.add(*sides, force=True, map="order")
