@@ -11,10 +11,13 @@ program_packages=(nwchem psi4 python3-ase) # for scripts/test-programs
 clang_packages=(clang libclang-rt-dev) # with the run-time libraries of sanitizers and fuzzers
 lint_packages=("${clang_packages[@]}" clang-tidy cppcheck python3)
 workflow_packages=(snakemake)
+slurm_packages=(slurm-wlm munge) # for scripts/check-slurm
 python_packages=(pybind11-dev python3-dev python3-venv python3-pip python3-setuptools python3-wheel
                  python3-numpy python3-ase python3-rdkit python3-tqdm python3-pytest mypy
                  python3-mypy python3-distributed)
 site_packages=(mkdocs doxygen python3-numpydoc)
+abi_packages=(abigail-tools)
+debian_packages=(dpkg-dev debhelper dh-python blhc lintian mmdebstrap) # for scripts/check-debian
 report_packages=(chromium chromium-driver python3-selenium)
 bench_packages=(pkg-config libbenchmark-dev librdkit-dev libboost-dev libeigen3-dev libsqlite3-dev
                 libopenbabel-dev python3-networkx)
