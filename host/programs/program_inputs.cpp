@@ -2,6 +2,7 @@
 
 #include "host/programs/targets.hpp"
 #include "host/structures/elements.hpp"
+#include "host/structures/units.hpp"
 #include "host/system/text.hpp"
 
 namespace saddlefit::host {
@@ -169,8 +170,6 @@ std::string psi4Input(const ConstrainedMolecule &molecule) {
 
 namespace {
 
-constexpr double bohr = 0.529177210903; // angstrom, CODATA 2018
-
 // Hartree per bohr squared, and per radian squared.
 constexpr double nwchemStretch = 5.0;
 constexpr double nwchemTwist = 1.0;
@@ -200,7 +199,7 @@ std::string nwchemSpring(const std::vector<StructureAtom> &onTarget, const Const
     const int last = c < 0 ? b : c;
     const double length = c < 0 ? value : valueOf({a, last, -1, -1, 0.0, 0.0, 0}, onTarget);
     return formatted("  spring bond %d %d %.1f %.6f\n", a + 1, last + 1, nwchemStretch,
-                     length / bohr);
+                     length / angstromPerBohr);
 }
 
 std::string springs(const ConstrainedMolecule &molecule) {

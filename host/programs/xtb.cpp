@@ -1,9 +1,10 @@
 #include "host/programs/xtb.hpp"
 
+#include "host/programs/successful_run.hpp"
 #include "host/structures/elements.hpp"
 #include "host/structures/superposition.hpp"
+#include "host/structures/units.hpp"
 #include "host/system/error.hpp"
-#include "host/system/process.hpp"
 #include "host/system/temporary_folder.hpp"
 #include "host/system/text.hpp"
 
@@ -11,16 +12,12 @@
 #include <array>
 #include <cctype>
 #include <cmath>
-#include <cstring>
-#include <fstream>
 #include <set>
 #include <sstream>
 
 namespace saddlefit::host {
 
 namespace {
-
-constexpr double bohr = 0.529177210903; // angstrom, CODATA 2018
 
 // More than this is no give of springs. Where the others pull hardest, distances between fixed
 // atoms were seen to give by 0.013 angstrom.
@@ -49,14 +46,6 @@ const std::vector<std::string> &methodArguments(const std::string &name) {
 
 // ---- what xtb said ------------------------------------------------------------------------------
 
-std::vector<std::string> linesOf(const std::string &path) {
-    std::vector<std::string> lines;
-    std::ifstream file(path);
-    for (std::string text; std::getline(file, text);)
-        lines.push_back(text);
-    return lines;
-}
-
 // xtb frames its message by lines of #. The backtrace that follows is of no use.
 std::vector<std::string> essenceOf(const std::vector<std::string> &log) {
     const auto has = [](const char *part) {
@@ -84,35 +73,13 @@ std::string quoted(const std::string &log) {
 
 // ---- the run ------------------------------------------------------------------------------------
 
-std::string described(const ProgramResult &result) {
-    if (result.end == ProgramEnd::killed)
-        return "was ended by signal " + std::to_string(result.value);
-    return "failed with status " + std::to_string(result.value);
-}
-
-void requireSuccess(const ProgramResult &result, const ProgramCall &call) {
-    switch (result.end) {
-    case ProgramEnd::notFound:
-        throw Error(ErrorKind::noProgram,
-                    "the program " + call.program +
-                        " is not there; install it (Debian, Ubuntu: apt-get install xtb; conda: "
-                        "conda install -c conda-forge xtb) and see that PATH leads to it");
-    case ProgramEnd::notStarted:
-        throw Error(ErrorKind::noProgram, "the program " + call.program + " cannot be started (" +
-                                              std::strerror(result.value) + "); check its rights");
-    case ProgramEnd::timedOut:
-        throw Error(ErrorKind::limit, "xtb took longer than " + formatted("%g", call.timeLimit) +
-                                          " s; allow more time, or start nearer to the target" +
-                                          quoted(call.log));
-    case ProgramEnd::exited:
-        if (result.value == 0) return;
-        break;
-    case ProgramEnd::killed:
-        break;
-    }
-    throw Error(ErrorKind::program, "xtb " + described(result) +
-                                        "; check geometry, charge and unpaired electrons" +
-                                        quoted(call.log));
+ProgramAdvice adviceOn(const ProgramCall &call) {
+    return {"xtb",
+            "install it (Debian, Ubuntu: apt-get install xtb; conda: conda install -c conda-forge "
+            "xtb)",
+            "allow more time, or start nearer to the target",
+            "check geometry, charge and unpaired electrons",
+            [log = call.log] { return quoted(log); }};
 }
 
 ProgramCall callFor(const TemporaryFolder &folder, const std::string &input,
@@ -130,15 +97,6 @@ ProgramCall callFor(const TemporaryFolder &folder, const std::string &input,
                         {"OPENBLAS_NUM_THREADS", "1"}};
     call.timeLimit = options.timeLimit;
     return call;
-}
-
-void writeInput(const std::string &path, const std::string &text) {
-    std::ofstream file(path, std::ios::binary);
-    if (!(file << text).flush()) {
-        throw Error(ErrorKind::system,
-                    "cannot be written; make room there, or set TMPDIR to another folder")
-            .at({path});
-    }
 }
 
 // ---- the result ---------------------------------------------------------------------------------
@@ -160,7 +118,7 @@ Position positionIn(const std::string &text, const StructureAtom &atom, const st
     std::string word;
     for (double &value : values) {
         char *end = nullptr;
-        if (words >> word) value = std::strtod(word.c_str(), &end) * bohr;
+        if (words >> word) value = std::strtod(word.c_str(), &end) * angstromPerBohr;
         if (end == nullptr || *end != '\0') failReading("\"" + text + "\" is no atom", log);
         if (!std::isfinite(value)) failReading("a coordinate is no finite number", log);
     }
@@ -230,7 +188,7 @@ std::vector<Position> optimiseWithXtb(const ConstrainedMolecule &molecule,
     const TemporaryFolder folder(options.folder);
     writeInput(folder.file("molecule.coord"), input);
     const auto call = callFor(folder, "molecule.coord", options);
-    requireSuccess(runProgram(call), call);
+    runToSuccess(call, adviceOn(call));
     auto positions = positionsIn(folder.file("xtbopt.coord"), molecule.atoms, call.log);
     restoreFixed(positions, molecule, call.log);
     return positions;
