@@ -67,6 +67,30 @@ void requirePlaces(const Structure &structure) {
         .at(structure.origin);
 }
 
+void takeElectrons(const Electrons &electrons, SaddleQuestion &question) {
+    question.task.charge = electrons.charge;
+    question.task.unpaired = electrons.unpaired;
+    question.warnings.insert(question.warnings.end(), electrons.doubts.begin(),
+                             electrons.doubts.end());
+}
+
+void takeReaction(const Reaction &reaction, const GivenElectrons &given, SaddleQuestion &question) {
+    for (const auto &warning : reaction.warnings)
+        question.warnings.push_back({warning});
+    question.bonds = lastingBonds(reaction);
+    question.task = saddleTask(reaction, {{"guess", reaction.coordinates}}, 0, 0);
+    takeElectrons(electronsOf(reaction.reactant, reaction.product, given), question);
+}
+
+void takeRecord(const Structure &structure, const GivenElectrons &given, SaddleQuestion &question) {
+    question.bonds = structure.bonds;
+    question.task.sides = sidesIn(structure);
+    question.task.starts = {{"guess", positionsOf(structure.atoms)}};
+    for (const auto &atom : structure.atoms)
+        question.task.elements.push_back(atom.element);
+    takeElectrons(electronsOf(structure, structure, given), question);
+}
+
 std::vector<StructureAtom> atomsToWrite(const SaddleQuestion &question,
                                         const ReactionSaddle &saddle) {
     auto atoms = question.atoms;
@@ -84,7 +108,7 @@ SaddleQuestions::SaddleQuestions(const SaddleQuestionFiles &files)
     if (files.reactants.empty()) return;
     reactions_ = std::make_unique<ReactionReader>(
         ReactionFiles{{files.reactants, files.products}, files.geometries}, Start::file,
-        Orders::harmonised);
+        Orders::harmonised, PairOptions{}, BareSideOptions{BondFinder::openBabel, files.charge});
 }
 
 std::string SaddleQuestions::title(std::size_t index) const {
@@ -109,29 +133,13 @@ SaddleQuestion SaddleQuestions::read(std::size_t index) const {
     question.origin = structure.origin;
     question.atoms = structure.atoms;
     question.fields = structure.fields;
-    const auto charge = files_.charge ? files_.charge : numberIn(structure, chargeField);
-    const auto unpaired = files_.unpaired ? files_.unpaired : numberIn(structure, unpairedField);
-    if (reactions_) {
-        const auto reaction = reactions_->read(index).front();
-        const auto electrons = electronsOf(reaction.reactant, reaction.product, {charge, unpaired});
-        question.task = saddleTask(reaction, {{"guess", reaction.coordinates}}, electrons.charge,
-                                   electrons.unpaired);
-        question.bonds = lastingBonds(reaction);
-        for (const auto &warning : reaction.warnings)
-            question.warnings.push_back({warning});
-        question.warnings.insert(question.warnings.end(), electrons.doubts.begin(),
-                                 electrons.doubts.end());
-        return question;
-    }
-    const auto electrons = electronsOf(structure, structure, {charge, unpaired});
-    question.task = {{},
-                     electrons.charge,
-                     electrons.unpaired,
-                     sidesIn(structure),
-                     {{"guess", positionsOf(structure.atoms)}}};
-    for (const auto &atom : structure.atoms)
-        question.task.elements.push_back(atom.element);
-    question.bonds = structure.bonds;
+    const GivenElectrons given{files_.charge ? files_.charge : numberIn(structure, chargeField),
+                               files_.unpaired ? files_.unpaired
+                                               : numberIn(structure, unpairedField)};
+    if (reactions_)
+        takeReaction(reactions_->read(index).front(), given, question);
+    else
+        takeRecord(structure, given, question);
     return question;
 }
 
