@@ -349,6 +349,14 @@ BatchOptions batchOf(const ReactOptions &options, bool inTime) {
     return batch;
 }
 
+// Workers may be ended at any moment; what their programs leave behind goes with this folder.
+AnswerOptions workingIn(std::optional<TemporaryFolder> &scratch, AnswerOptions options) {
+    if (options.relax != Relax::xtb && !options.saddle) return options;
+    options.xtb.folder = scratch.emplace().path();
+    if (options.saddle) options.saddle->method.folder = scratch->path();
+    return options;
+}
+
 int react(const ReactOptions &options) {
     const ReactionReader reader(options.files, options.start, options.orders, options.pairing,
                                 options.bareSides);
@@ -366,10 +374,8 @@ int react(const ReactOptions &options) {
     const bool prepares = items.size() > 1 || options.batch.timeout > 0;
     const bool inTime = !prepares || prepare(stored, options.batch.timeout);
 
-    // Workers may be ended at any moment; what they leave behind goes with this folder.
     std::optional<TemporaryFolder> scratch;
-    auto answerOptions = options.answer;
-    if (options.answer.relax == Relax::xtb) answerOptions.xtb.folder = scratch.emplace().path();
+    const auto answerOptions = workingIn(scratch, options.answer);
     const ReactionWork answering(options, answerOptions, wanted, reader, stored);
     const auto work = [&](std::size_t item) {
         return inTime ? answering(item) : answering.failure(item, tooLate(options, reader, item));

@@ -167,21 +167,23 @@ void addRelaxation(CLI::App &command, ReactOptions &options) {
 
 void addSaddle(CLI::App &command, ReactOptions &options) {
     auto *search = command
-                       .add_option("--saddle", options.saddle.method,
+                       .add_option("--saddle", options.saddle.method.name,
                                    "Search for the saddle point from the guess and verify it, by "
-                                   "gfn2 (default), gfn1 or gfnff; give it behind the files")
+                                   "gfn2 (default), gfn1 or gfnff, or by a program and its method "
+                                   "as in psi4:hf/sto-3g; give it behind the files")
                        ->expected(0, 1)
-                       ->default_str(options.saddle.method)
-                       ->check(CLI::IsMember({"gfn2", "gfn1", "gfnff"}))
+                       ->default_str(options.saddle.method.name)
+                       ->check(complaintAboutMethod)
                        ->each([&options](const std::string &) { options.searchesSaddle = true; })
-                       ->type_name("gfn2|gfn1|gfnff");
+                       ->type_name(methodType);
     addLadderOptions(command, options.saddle);
+    addGradientTimeOption(command, options.saddle);
     command
         .add_option("--learn", options.learnInto,
                     "Store the saddle points that were found in another database, which is made "
                     "if it is missing")
         ->type_name("FILE");
-    for (const char *option : {"--attempts", "--steps", "--check", "--learn"})
+    for (const char *option : {"--attempts", "--steps", "--check", "--gradient-time", "--learn"})
         command.get_option(option)->needs(search);
 }
 

@@ -12,6 +12,7 @@
 #include "host/saddle/reaction_path.hpp"
 #include "host/structures/xyz.hpp"
 #include "host/system/output_file.hpp"
+#include "host/system/temporary_folder.hpp"
 #include "host/system/text.hpp"
 
 #include <algorithm>
@@ -170,7 +171,11 @@ int runSaddles(const SaddleCommandOptions &options, bool searches) {
          ++item)
         items.push_back(item);
 
-    const SaddleWork work(options, questions, searches);
+    // Workers may be ended at any moment; what they leave behind goes with this folder.
+    const TemporaryFolder scratch;
+    auto working = options;
+    working.saddle.method.folder = scratch.path();
+    const SaddleWork work(working, questions, searches);
     const auto mishap = [&](std::size_t item, const std::string &what) {
         return work.failure(item, questions.origin(item).text() + ": " + what);
     };

@@ -4,10 +4,31 @@
 
 namespace saddlefit::cli {
 
+std::string complaintAboutMethod(const std::string &name) {
+    try {
+        requireMethodName(name);
+        return {};
+    } catch (const Error &error) {
+        return error.what();
+    }
+}
+
 void addMethodOption(CLI::App &command, SaddleOptions &options) {
-    command.add_option("--method", options.method, "Method of energies and geometries")
-        ->check(CLI::IsMember({"gfn2", "gfn1", "gfnff"}))
-        ->type_name("gfn2|gfn1|gfnff")
+    command
+        .add_option("--method", options.method.name,
+                    "Method of energies and geometries: one of xtb's, or a program (orca, "
+                    "gaussian, psi4, nwchem, mopac, command) and its method, as psi4:hf/sto-3g")
+        ->check(complaintAboutMethod)
+        ->type_name(methodType)
+        ->capture_default_str();
+    addGradientTimeOption(command, options);
+}
+
+void addGradientTimeOption(CLI::App &command, SaddleOptions &options) {
+    command
+        .add_option("--gradient-time", options.method.gradientTime,
+                    "Seconds for one gradient of such a program")
+        ->check(CLI::PositiveNumber)
         ->capture_default_str();
 }
 

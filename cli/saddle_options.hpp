@@ -3,6 +3,8 @@
 
 #include "host/saddle/reaction_saddle.hpp"
 
+#include <string>
+
 namespace CLI {
 class App;
 class Option;
@@ -10,8 +12,15 @@ class Option;
 
 namespace saddlefit::cli {
 
-/// --method.
+/// Check of an option for the name of a method: what is wrong with it, or nothing.
+std::string complaintAboutMethod(const std::string &name);
+inline constexpr const char *methodType = "gfn2|gfn1|gfnff|PROGRAM:METHOD";
+
+/// --method and --gradient-time.
 void addMethodOption(CLI::App &command, host::SaddleOptions &options);
+
+/// --gradient-time.
+void addGradientTimeOption(CLI::App &command, host::SaddleOptions &options);
 
 /// --check.
 void addCheckOption(CLI::App &command, host::SaddleOptions &options);

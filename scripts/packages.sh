@@ -7,7 +7,7 @@ cli_packages=(pkg-config libopenbabel-dev libcli11-dev nlohmann-json3-dev libeig
               libxxhash-dev)
 test_packages=(libgtest-dev python3-jsonschema libblas3 liblapack3 # the reference to compare with
                libxtb6 xtb)
-program_packages=(nwchem psi4 python3-ase) # for scripts/test-programs
+program_packages=(nwchem psi4 mopac python3-ase) # for scripts/test-programs
 clang_packages=(clang libclang-rt-dev) # with the run-time libraries of sanitizers and fuzzers
 lint_packages=("${clang_packages[@]}" clang-tidy cppcheck python3)
 workflow_packages=(snakemake)

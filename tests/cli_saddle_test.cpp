@@ -17,7 +17,7 @@ protected:
     void SetUp() override {
         CommandLineTest::SetUp();
         try {
-            saddlefit::host::requireMethod("gfn2");
+            saddlefit::host::requireMethod({});
         } catch (const saddlefit::host::Error &error) {
             GTEST_SKIP() << error.what();
         }

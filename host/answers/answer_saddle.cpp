@@ -68,7 +68,7 @@ ReactionSaddle namedSaddle(const SaddleTask &task, const SaddleOptions &options,
             nameEnds(task, attempt);
         return saddle;
     } catch (const Error &error) { // of the surface: elements that it does not know
-        return failedSaddle(options.method, error.what());
+        return failedSaddle(options.method.name, error.what());
     }
 }
 

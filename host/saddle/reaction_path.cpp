@@ -3,7 +3,6 @@
 #include "host/saddle/internal_space.hpp"
 #include "host/saddle/intrinsic_path.hpp"
 #include "host/saddle/positions.hpp"
-#include "host/saddle/xtb_surface.hpp"
 
 #include <algorithm>
 
@@ -25,8 +24,7 @@ void turnRound(std::vector<PathStep> &steps) {
 
 std::vector<PathPoint> pathOver(const SaddleTask &task, const SaddleTry &saddle,
                                 const SaddleOptions &options) {
-    const auto surface =
-        xtbSurface({task.elements, task.charge, task.unpaired}, xtbMethodNamed(options.method));
+    const auto surface = surfaceOf({task.elements, task.charge, task.unpaired}, options.method);
     const auto size = static_cast<Eigen::Index>(3 * task.elements.size());
     const Eigen::MatrixXd hessian =
         Eigen::Map<const Eigen::MatrixXd>(saddle.hessian.data(), size, size);

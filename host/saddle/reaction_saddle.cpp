@@ -2,7 +2,6 @@
 
 #include "host/saddle/ladder.hpp"
 #include "host/saddle/positions.hpp"
-#include "host/saddle/xtb_surface.hpp"
 #include "host/structures/units.hpp"
 
 #include <algorithm>
@@ -116,9 +115,8 @@ private:
     const BondGraph *reactant_;
 };
 
-/// A surface for the task, and what the answer says of it.
 std::unique_ptr<EnergySurface> surfaceFor(const SaddleTask &task, const SaddleOptions &options) {
-    return xtbSurface({task.elements, task.charge, task.unpaired}, xtbMethodNamed(options.method));
+    return surfaceOf({task.elements, task.charge, task.unpaired}, options.method);
 }
 
 AttemptOptions attemptOptions(const SaddleOptions &options) {
@@ -130,7 +128,7 @@ AttemptOptions attemptOptions(const SaddleOptions &options) {
 
 ReactionSaddle emptyAnswer(const SaddleOptions &options) {
     ReactionSaddle saddle;
-    saddle.level = nameOf(xtbMethodNamed(options.method));
+    saddle.level = options.method.name;
     saddle.check = options.check;
     return saddle;
 }
@@ -175,10 +173,6 @@ double shareInChangedBonds(const std::array<SaddleSide, 2> &sides,
                            const std::vector<Position> &displacements) {
     const auto changed = bondsChanged(drawnSide(sides[0]).bonds, drawnSide(sides[1]).bonds);
     return shareInBonds(changed, inBohr(positions), inBohr(displacements).normalized());
-}
-
-void requireMethod(const std::string &method) {
-    xtbSurface({{1, 1}, 0, 0}, xtbMethodNamed(method));
 }
 
 ReactionSaddle saddleOf(const SaddleTask &task, const SaddleOptions &options) {

@@ -3,6 +3,7 @@
 
 #include "host/reactions/reaction_files.hpp"
 #include "host/saddle/descent.hpp"
+#include "host/saddle/method.hpp"
 
 #include <array>
 #include <optional>
@@ -12,9 +13,9 @@
 namespace saddlefit::host {
 
 struct SaddleOptions {
-    std::string method = "gfn2"; ///< or gfn1, gfnff
-    int attempts = 3;            ///< searches for one saddle between both sides
-    int steps = 2;               ///< saddles that the reaction may go over
+    Method method;
+    int attempts = 3; ///< searches for one saddle between both sides
+    int steps = 2;    ///< saddles that the reaction may go over
     Descent check = Descent::quick;
     double largestGradient = 5e-4; ///< component of a stationary point, hartree per bohr
 };
@@ -94,9 +95,6 @@ struct ReactionSaddle {
 double shareInChangedBonds(const std::array<SaddleSide, 2> &sides,
                            const std::vector<Position> &positions,
                            const std::vector<Position> &displacements);
-
-/// Throws Error if the method is unknown or cannot be used on this machine.
-void requireMethod(const std::string &method);
 
 /// Search for the saddle point from the starts, and say what was found. Without sides, or where
 /// these have no coordinates, from the first start alone; without sides the reaction is the one

@@ -226,10 +226,10 @@ const char *nameOf(XtbMethod method) {
     return namesOf(method).ours;
 }
 
-XtbMethod xtbMethodNamed(const std::string &name) {
+std::optional<XtbMethod> xtbMethodNamed(const std::string &name) {
     for (const auto method : {XtbMethod::gfn2, XtbMethod::gfn1, XtbMethod::gfnff})
         if (name == nameOf(method)) return method;
-    throw Error("\"" + name + "\" is no method for saddle points; give gfn2, gfn1 or gfnff");
+    return std::nullopt;
 }
 
 std::unique_ptr<EnergySurface> xtbSurface(Species species, XtbMethod method,

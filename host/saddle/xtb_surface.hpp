@@ -2,6 +2,7 @@
 
 #include "host/saddle/energy.hpp"
 
+#include <optional>
 #include <string>
 
 namespace saddlefit::host {
@@ -11,8 +12,8 @@ enum class XtbMethod { gfn2, gfn1, gfnff };
 /// "gfn2", "gfn1", "gfnff".
 const char *nameOf(XtbMethod method);
 
-/// Throws Error for another name.
-XtbMethod xtbMethodNamed(const std::string &name);
+/// Nothing for another name.
+std::optional<XtbMethod> xtbMethodNamed(const std::string &name);
 
 /// Tight-binding methods and a force field in this process, by the library libxtb (Bannwarth et
 /// al., WIREs Comput. Mol. Sci. 11, e1493 (2021)), which is loaded when first asked for and needs

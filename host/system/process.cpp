@@ -9,8 +9,10 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <fcntl.h>
 #include <optional>
+#include <sstream>
 #include <string_view>
 #include <sys/wait.h>
 #include <thread>
@@ -173,6 +175,15 @@ ProgramResult runProgram(const ProgramCall &call) {
     endProcessTree(process);
     throwIfInterrupted();
     return {ProgramEnd::timedOut, 0};
+}
+
+bool canBeFound(const std::string &program) {
+    if (program.find('/') != std::string::npos) return access(program.c_str(), X_OK) == 0;
+    const char *path = std::getenv("PATH");
+    std::istringstream folders(path != nullptr ? path : "");
+    for (std::string folder; std::getline(folders, folder, ':');)
+        if (access((folder + "/" + program).c_str(), X_OK) == 0) return true;
+    return false;
 }
 
 } // namespace saddlefit::host

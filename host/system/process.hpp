@@ -28,4 +28,7 @@ struct ProgramResult {
 /// thread (on Linux). Throws Interrupted once it has been killed for that.
 ProgramResult runProgram(const ProgramCall &call);
 
+/// Whether there is such a program: a path, or a name in one of the folders of PATH.
+bool canBeFound(const std::string &program);
+
 } // namespace saddlefit::host

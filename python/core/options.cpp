@@ -61,7 +61,15 @@ std::string methodIn(const std::vector<std::string> &methods, const py::handle &
 }
 
 void wantSaddle(Options &options, const py::handle &given) {
-    if (!given.is_none()) options.saddle.method = methodIn({"gfn2", "gfn1", "gfnff"}, given);
+    if (!given.is_none()) {
+        const auto name = given.cast<std::string>();
+        try {
+            host::requireMethodName(name);
+        } catch (const host::Error &error) {
+            refuse(error.what());
+        }
+        options.saddle.method.name = name;
+    }
     options.answer.saddle.reset();
     if (!given.is_none()) options.answer.saddle.emplace();
 }
@@ -95,6 +103,7 @@ const std::map<std::string, Setter> &setters() {
         {"saddle", &wantSaddle},
         {"attempts", [](Options &o, Given v) { o.saddle.attempts = within(1, 100, v); }},
         {"steps", [](Options &o, Given v) { o.saddle.steps = within(1, 2, v); }},
+        {"gradient_time", [](Options &o, Given v) { o.saddle.method.gradientTime = seconds(v); }},
         {"check", [](Options &o, Given v) { o.saddle.check = wordIn<Descent>(v); }},
         {"charge",
          [](Options &o, Given v) {

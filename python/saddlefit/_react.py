@@ -64,9 +64,13 @@ def react(reactant: Any, product: Any = None,
             For ``relax='xtb'``.
         xtb_time : float
             Seconds for one run of xtb; 300.
-        saddle : {'gfn2', 'gfn1', 'gfnff'}
-            Search for the saddle point from the guess and verify it; by default not. It takes
-            libxtb, which does not work in two threads at once.
+        saddle : {'gfn2', 'gfn1', 'gfnff'} or str
+            Search for the saddle point from the guess and verify it; by default not. These take
+            libxtb, which does not work in two threads at once. A program and its method, as
+            ``'psi4:hf/sto-3g'``, is run for each gradient: ``orca``, ``gaussian``, ``psi4``,
+            ``nwchem``, ``mopac``, or any ``command``.
+        gradient_time : float
+            Seconds for one gradient of such a program; 600.
         attempts : int
             Searches for one saddle point; 3.
         steps : {2, 1}
