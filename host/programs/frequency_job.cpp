@@ -1,5 +1,6 @@
 #include "host/programs/frequency_job.hpp"
 
+#include "host/programs/printed_text.hpp"
 #include "host/structures/elements.hpp"
 #include "host/structures/units.hpp"
 #include "host/system/error.hpp"
@@ -15,30 +16,13 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-Words wordsIn(const std::string &line) {
-    std::istringstream stream(line);
-    Words words;
-    for (std::string word; stream >> word;)
-        words.push_back(word);
-    return words;
-}
-
-/// Also of Fortran's "1.5D+00"; nothing for what is no number.
-std::optional<double> parsed(std::string word) {
-    std::replace(word.begin(), word.end(), 'D', 'E');
-    char *end = nullptr;
-    const double value = std::strtod(word.c_str(), &end);
-    if (end == word.c_str() || *end != '\0') return std::nullopt;
-    return value;
-}
-
-double numberIn(const std::string &word) {
-    return parsed(word).value_or(0.0);
+double valueOf(const std::string &word) {
+    return numberIn(word).value_or(0.0);
 }
 
 /// psi4 writes imaginary ones as "1248.7i".
 double wavenumberIn(const std::string &word) {
-    return word.ends_with('i') ? -numberIn(word.substr(0, word.size() - 1)) : numberIn(word);
+    return word.ends_with('i') ? -valueOf(word.substr(0, word.size() - 1)) : valueOf(word);
 }
 
 /// Reads line by line; what is not understood is passed over.
@@ -89,13 +73,13 @@ private:
         atoms_.clear();
         while (next()) {
             const auto words = wordsIn(line_);
-            if (words.size() < x + 3 || !parsed(words[x + 2])) break;
+            if (words.size() < x + 3 || !numberIn(words[x + 2])) break;
             const auto &name = words[element];
-            const int number = parsed(name) ? std::atoi(name.c_str()) : elementNumber(name);
+            const int number = numberIn(name) ? std::atoi(name.c_str()) : elementNumber(name);
             atoms_.push_back({number,
                               0,
-                              {unit * numberIn(words[x]), unit * numberIn(words[x + 1]),
-                               unit * numberIn(words[x + 2])}});
+                              {unit * valueOf(words[x]), unit * valueOf(words[x + 1]),
+                               unit * valueOf(words[x + 2])}});
         }
         isNewGeometry_ = true;
     }
@@ -129,7 +113,7 @@ private:
             for (std::size_t mode = 0; mode < words.size(); ++mode) {
                 const auto *at = &row[namesInRow + 3 * mode];
                 job_.modes[job_.modes.size() - words.size() + mode].displacements.push_back(
-                    {numberIn(at[0]), numberIn(at[1]), numberIn(at[2])});
+                    {valueOf(at[0]), valueOf(at[1]), valueOf(at[2])});
             }
         }
     }
@@ -148,7 +132,7 @@ private:
             const auto words = wordsIn(line_);
             if (words.size() < count + 1 || first + count > job_.modes.size()) return;
             for (std::size_t column = 0; column < count; ++column)
-                put(job_.modes[first + column], row, numberIn(words[column + 1]));
+                put(job_.modes[first + column], row, valueOf(words[column + 1]));
         }
     }
 

@@ -1,6 +1,7 @@
 #include "host/programs/gradient_job.hpp"
 
 #include "host/programs/gradient_text.hpp"
+#include "host/programs/printed_text.hpp"
 #include "host/programs/successful_run.hpp"
 #include "host/system/error.hpp"
 
@@ -11,7 +12,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <iterator>
-#include <sstream>
 
 namespace saddlefit::host {
 
@@ -21,11 +21,8 @@ namespace fs = std::filesystem;
 
 /// A command and its arguments. Programs run in a folder of their own, from which a path must lead
 /// to the same place.
-std::vector<std::string> wordsOf(const std::string &command) {
-    std::istringstream stream(command);
-    std::vector<std::string> words;
-    for (std::string word; stream >> word;)
-        words.push_back(word);
+std::vector<std::string> commandIn(const std::string &text) {
+    auto words = wordsIn(text);
     if (!words.empty() && words.front().find('/') != std::string::npos)
         words.front() = fs::absolute(words.front()).lexically_normal();
     return words;
@@ -34,18 +31,12 @@ std::vector<std::string> wordsOf(const std::string &command) {
 std::vector<std::string> commandOf(const ProgramMethod &method) {
     const auto &program = *method.program;
     const char *other = *program.variable != '\0' ? std::getenv(program.variable) : nullptr;
-    auto words = wordsOf(*program.command == '\0'             ? method.method
-                         : other != nullptr && *other != '\0' ? other
-                                                              : program.command);
+    auto words = commandIn(*program.command == '\0'             ? method.method
+                           : other != nullptr && *other != '\0' ? other
+                                                                : program.command);
     for (const char *argument : program.arguments)
         if (argument != nullptr) words.emplace_back(argument);
     return words;
-}
-
-std::string inLowerCase(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
-    return text;
 }
 
 bool tellsOfAnError(const std::string &line) {

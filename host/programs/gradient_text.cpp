@@ -1,14 +1,13 @@
 #include "host/programs/gradient_text.hpp"
 
+#include "host/programs/printed_text.hpp"
 #include "host/programs/program_inputs.hpp"
 #include "host/structures/units.hpp"
 #include "host/system/error.hpp"
 #include "host/system/text.hpp"
 
 #include <algorithm>
-#include <cstdlib>
 #include <limits>
-#include <optional>
 #include <sstream>
 
 namespace saddlefit::host {
@@ -19,23 +18,6 @@ constexpr double noNumber = std::numeric_limits<double>::quiet_NaN();
 
 std::string chargeAndMultiplicity(const GradientJob &job) {
     return std::to_string(job.charge) + " " + std::to_string(job.unpaired + 1);
-}
-
-std::vector<std::string> wordsIn(const std::string &line) {
-    std::istringstream stream(line);
-    std::vector<std::string> words;
-    for (std::string word; stream >> word;)
-        words.push_back(word);
-    return words;
-}
-
-/// Fortran's "1.5D+00" among them.
-std::optional<double> numberIn(std::string word) {
-    std::replace(word.begin(), word.end(), 'D', 'E');
-    char *end = nullptr;
-    const double value = std::strtod(word.c_str(), &end);
-    if (end == word.c_str() || *end != '\0') return std::nullopt;
-    return value;
 }
 
 bool has(const std::string &line, const char *part) {

@@ -1,5 +1,6 @@
 #include "host/programs/xtb.hpp"
 
+#include "host/programs/printed_text.hpp"
 #include "host/programs/successful_run.hpp"
 #include "host/structures/elements.hpp"
 #include "host/structures/superposition.hpp"
@@ -10,7 +11,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cmath>
 #include <set>
 #include <sstream>
@@ -103,12 +103,6 @@ ProgramCall callFor(const TemporaryFolder &folder, const std::string &input,
 
 [[noreturn]] void failReading(const std::string &what, const std::string &log) {
     throw Error(ErrorKind::program, "xtb gave no usable structure: " + what + quoted(log));
-}
-
-std::string inLowerCase(std::string text) {
-    for (char &letter : text)
-        letter = static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
-    return text;
 }
 
 // "x y z symbol", in bohr. std::stod takes what a stream does not: NaN.
