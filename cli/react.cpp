@@ -1,17 +1,10 @@
 #include "cli/batch/batch.hpp"
 #include "cli/commands.hpp"
-#include "cli/database/addition.hpp"
-#include "cli/explanation.hpp"
 #include "cli/html_report.hpp"
-#include "cli/json.hpp"
+#include "cli/learning.hpp"
 #include "cli/react_options.hpp"
+#include "cli/reaction_work.hpp"
 #include "cli/report.hpp"
-#include "cli/saddle_text.hpp"
-#include "host/answers/best_map.hpp"
-#include "host/answers/expected_error.hpp"
-#include "host/answers/learned_saddles.hpp"
-#include "host/programs/constraint_files.hpp"
-#include "host/programs/saddle_inputs.hpp"
 #include "host/store/database_file.hpp"
 #include "host/system/output_file.hpp"
 #include "host/system/temporary_folder.hpp"
@@ -20,7 +13,6 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
-#include <array>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
@@ -86,181 +78,6 @@ private:
     const ReactOptions &options_;
     std::optional<TemporaryFolder> folder_;
     std::string lines_; // the file of them
-};
-
-std::string expectedErrorText(const Reaction &reaction, const Answer &answer) {
-    const auto expected = expectedErrorOf(reaction, answer);
-    return expected ? formatted("expected error %.2f", *expected) : "-";
-}
-
-std::string resultLine(const Reaction &reaction, const Answer &answer) {
-    return reaction.title + "\t" + answer.code + "\t" + describeMatch(answer) + "\t" +
-           std::to_string(answer.constraints.size()) + " constraints\t" +
-           std::to_string(answer.frozen.size()) + " atoms frozen\t" +
-           (answer.stage ? wordOf(*answer.stage) : "-") + "\t" +
-           expectedErrorText(reaction, answer) + "\tconfidence " + confidenceOf(reaction, answer) +
-           (answer.saddle ? "\t" + saddleColumns(*answer.saddle) : "") + "\n";
-}
-
-// What an answer counts as at the end.
-std::string outcomeWord(const Answer &answer) {
-    if (answer.outcome != Outcome::noMatch) return wordOf(answer.outcome);
-    return answer.stage == Stage::lengths ? "lengths" : "without an answer";
-}
-
-// Where atoms are frozen, angles come from other atoms' surroundings: the structure does not keep
-// them, and a program that did would tear at it.
-std::vector<Constraint> constraintsToKeep(const Answer &answer) {
-    auto kept = answer.constraints;
-    if (answer.frozen.empty()) return kept;
-    std::erase_if(kept, [](const Constraint &constraint) { return constraint.c >= 0; });
-    return kept;
-}
-
-void writeFile(const std::string &path, const std::string &text) {
-    OutputFile file(path);
-    file.write(text);
-    file.commit();
-}
-
-void writeConstraintFile(const ReactOptions &options, const Reaction &reaction,
-                         const Answer &answer) {
-    const ConstrainedMolecule molecule{reaction.title,
-                                       answer.charge,
-                                       answer.unpaired,
-                                       placedAtoms(reaction, answer.coordinates),
-                                       constraintsToKeep(answer),
-                                       answer.frozen,
-                                       options.constraintStem(reaction)};
-    writeFile(options.constraintPath(reaction, constraintFormat(options.constraintProgram).suffix),
-              constraintFile(options.constraintProgram, molecule));
-}
-
-// Of a side in space.
-std::vector<Position> positionsOf(const Structure &structure) {
-    std::vector<Position> positions;
-    if (!hasCoordinates(structure.atoms)) return positions;
-    for (const auto &atom : structure.atoms)
-        positions.push_back(atom.position);
-    return positions;
-}
-
-void writeSaddleInputs(const ReactOptions &options, const Reaction &reaction,
-                       const Answer &answer) {
-    SaddleGuess guess{reaction.title,
-                      answer.charge,
-                      answer.unpaired,
-                      placedAtoms(reaction, answer.bestCoordinates()),
-                      positionsOf(reaction.reactant),
-                      positionsOf(reaction.product),
-                      {},
-                      options.constraintStem(reaction)};
-    if (const auto *found = answer.saddle ? answer.saddle->found() : nullptr)
-        guess.hessian = found->hessian;
-    for (const auto &[suffix, text] : saddleInputs(options.constraintProgram, guess))
-        writeFile(options.constraintPath(reaction, suffix), text);
-}
-
-void writeInputs(const ReactOptions &options, const Reaction &reaction, const Answer &answer) {
-    if (options.constraintProgram.empty()) return;
-    if (options.job == Job::ts)
-        writeSaddleInputs(options, reaction, answer);
-    else
-        writeConstraintFile(options, reaction, answer);
-}
-
-/// Takes the saddle points in that workers find, and stores them in the end.
-class Learning {
-public:
-    Learning(const std::string &database, std::size_t outputs)
-        : database_(database), before_(outputs) {}
-
-    /// In the worker: behind the pieces of the output files.
-    static void addTo(Delivery &delivery, const Reaction &reaction, const Answer &answer) {
-        auto [reactants, products, saddles] = learnedSaddles(reaction, answer);
-        for (auto *records : {&reactants, &products, &saddles})
-            delivery.pieces.push_back(std::move(*records));
-    }
-
-    void take(const Delivery &delivery) {
-        for (std::size_t i = 0; i < records_.size() && before_ + i < delivery.pieces.size(); ++i)
-            records_[i] += delivery.pieces[before_ + i];
-    }
-
-    void store() const {
-        if (database_.empty() || records_.back().empty()) return;
-        std::fprintf(stderr, "saddlefit: %zu saddle points stored in %s\n",
-                     addRecords(database_, {records_[0], records_[1], records_[2]}),
-                     database_.c_str());
-    }
-
-private:
-    std::string database_;
-    std::size_t before_;
-    std::array<std::string, 3> records_;
-};
-
-// What is done for one reaction, in a worker process.
-class ReactionWork {
-public:
-    ReactionWork(const ReactOptions &options, const AnswerOptions &answerOptions,
-                 const std::vector<AnswerOutput> &outputs, const ReactionReader &reader,
-                 const StoredReactions &stored)
-        : options_(options),
-          answerOptions_(answerOptions),
-          outputs_(outputs),
-          reader_(reader),
-          stored_(stored) {}
-
-    Delivery operator()(std::size_t item) const {
-        try {
-            auto mapped = bestAnswer(reader_.read(item), stored_, answerOptions_);
-            for (auto &warning : mapped.answer.warnings)
-                warning = {messageOf(warning)};
-            return answered(mapped);
-        } catch (const Error &error) {
-            return failure(item, messageOf(error));
-        }
-    }
-    Delivery failure(std::size_t item, const std::string &what) const {
-        Delivery delivery;
-        delivery.failed = true;
-        delivery.messages = "saddlefit: " + what + "\n";
-        for (const auto &output : outputs_) {
-            auto &piece = delivery.pieces.emplace_back();
-            if (output.format->writeFailure)
-                piece = output.format->writeFailure(item + 1, reader_.title(item), what);
-        }
-        return delivery;
-    }
-
-private:
-    Delivery answered(const MappedAnswer &mapped) const {
-        const auto &[reaction, answer] = mapped;
-        writeInputs(options_, reaction, answer);
-        Delivery delivery;
-        delivery.line = resultLine(reaction, answer);
-        delivery.outcome = outcomeWord(answer);
-        delivery.origin = reaction.reactant.origin.text();
-        for (const auto &warning : answer.warnings)
-            delivery.warnings.push_back(messageOf(warning));
-        delivery.warnings.insert(delivery.warnings.end(), answer.strains.begin(),
-                                 answer.strains.end());
-        if (answer.saddle && !answer.saddle->reason.empty())
-            delivery.warnings.push_back("saddle point: " + answer.saddle->outcome + ", " +
-                                        answer.saddle->reason);
-        if (options_.verbose) delivery.messages = explanation(reaction, answer);
-        for (const auto &output : outputs_)
-            delivery.pieces.push_back(output.text(reaction, answer));
-        if (!options_.learnInto.empty()) Learning::addTo(delivery, reaction, answer);
-        return delivery;
-    }
-
-    const ReactOptions &options_;
-    const AnswerOptions &answerOptions_;
-    const std::vector<AnswerOutput> &outputs_;
-    const ReactionReader &reader_;
-    const StoredReactions &stored_;
 };
 
 std::vector<std::size_t> itemsOf(const ReactOptions &options, std::size_t count,

@@ -32,4 +32,11 @@ private:
     std::optional<OutputFile> file_;
 };
 
+/// A whole file at once. Throws Error where it cannot be written.
+inline void writeFile(const std::string &path, const std::string &text) {
+    OutputFile file(path);
+    file.write(text);
+    file.commit();
+}
+
 } // namespace saddlefit::cli
