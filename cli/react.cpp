@@ -25,18 +25,13 @@ namespace {
 // The files of one run, in the order in which deliveries have their pieces.
 class OutputFiles {
 public:
-    OutputFiles(const std::vector<AnswerOutput> &outputs, bool resume,
+    OutputFiles(const std::vector<AnswerOutput> &outputs, const ReactOptions &options,
                 const ReactionReader &reader) {
+        const auto begin = options.resume ? Begin::resume : Begin::anew;
         for (const auto &output : outputs) {
-            const auto *format = output.format;
-            const auto begin = resume ? Begin::resume : Begin::anew;
-            const auto titleOf = [&reader,
-                                  form = format](std::size_t item) -> std::optional<std::string> {
-                if (item > reader.count()) return std::nullopt;
-                return form->writtenTitle(reader.title(item - 1));
-            };
-            files_.push_back(
-                std::make_unique<StreamedFile>(output.path, format->scan, begin, titleOf));
+            files_.push_back(std::make_unique<StreamedFile>(
+                output.path, scannerOf(*output.format, options.answer.guesses > 1), begin,
+                titlesIn(*output.format, reader)));
         }
     }
     std::vector<StreamedFile *> all() const {
@@ -51,6 +46,18 @@ public:
     }
 
 private:
+    static PieceScanner scannerOf(const AnswerFormat &format, bool severalPieces) {
+        if (!severalPieces) return format.scan;
+        return [scan = format.scan](std::string_view text) { return wholeItems(scan(text)); };
+    }
+    static TitleOf titlesIn(const AnswerFormat &format, const ReactionReader &reader) {
+        return [&reader,
+                written = format.writtenTitle](std::size_t item) -> std::optional<std::string> {
+            if (item > reader.count()) return std::nullopt;
+            return written(reader.title(item - 1));
+        };
+    }
+
     std::vector<std::unique_ptr<StreamedFile>> files_;
 };
 
@@ -185,7 +192,7 @@ int react(const ReactOptions &options) {
     const bool resumable = !wanted.empty();
     Page page(options);
     if (const auto lines = page.linesOfItsOwn()) wanted.push_back(*lines);
-    OutputFiles outputs(wanted, options.resume, reader);
+    OutputFiles outputs(wanted, options, reader);
     const std::size_t doneBefore = options.resume ? resumeAfter(outputs.all()) : 0;
     const auto items = itemsOf(options, reader.count(), doneBefore);
     const bool prepares = items.size() > 1 || options.batch.timeout > 0;

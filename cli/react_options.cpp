@@ -312,11 +312,6 @@ void ReactOptions::settle() {
         throw CLI::ValidationError("--job",
                                    "xtb has no search for saddle points; --saddle has one");
     }
-    if (resume && answer.guesses > 1) {
-        throw CLI::ValidationError("--resume",
-                                   "several guesses per reaction cannot be gone on with; "
-                                   "run them anew, or in shards");
-    }
     if (resume && !html.empty() && !keepsJson()) {
         throw CLI::ValidationError("--resume",
                                    "--html shows the reactions of the run before only where "

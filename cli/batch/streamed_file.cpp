@@ -82,7 +82,20 @@ bool lock(int file) {
 
 } // namespace
 
-StreamedFile::StreamedFile(const std::string &target, PieceScanner scanner, Begin begin,
+std::vector<Piece> wholeItems(const std::vector<Piece> &pieces) {
+    std::vector<Piece> items;
+    for (const auto &piece : pieces) {
+        if (!items.empty() && items.back().item == piece.item)
+            items.back().end = piece.end;
+        else
+            items.push_back(piece);
+    }
+    const bool numbered = !items.empty() && items.back().item != 0; // else it is no output of ours
+    if (numbered) items.pop_back();
+    return items;
+}
+
+StreamedFile::StreamedFile(const std::string &target, const PieceScanner &scanner, Begin begin,
                            const TitleOf &titleOf)
     : target_(resolvedTarget(target)), path_(target_) {
     if (target == standardOutput) {

@@ -21,7 +21,11 @@ enum class Begin {
 };
 
 /// Finds the complete pieces at the beginning of a text, which may be cut off anywhere.
-using PieceScanner = std::vector<Piece> (*)(std::string_view text);
+using PieceScanner = std::function<std::vector<Piece>(std::string_view text)>;
+
+/// Items that leave several pieces, each with all of its own. Whether the last one has all of them
+/// does not show, so it is left out.
+std::vector<Piece> wholeItems(const std::vector<Piece> &pieces);
 
 /// What the pieces of an item are titled in a file; nothing if there is no such item.
 using TitleOf = std::function<std::optional<std::string>(std::size_t item)>;
@@ -36,7 +40,7 @@ public:
     /// Throws Error if the file cannot be made or read, if another run has it open, and if a
     /// file to resume holds something else than numbered pieces in ascending order, or pieces of
     /// other titles than `titleOf` gives, where it is given.
-    StreamedFile(const std::string &target, PieceScanner scanner, Begin begin,
+    StreamedFile(const std::string &target, const PieceScanner &scanner, Begin begin,
                  const TitleOf &titleOf = {});
     ~StreamedFile();
     StreamedFile(const StreamedFile &) = delete;
