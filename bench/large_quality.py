@@ -31,11 +31,16 @@ def guesses(program, data, folder, start):
 
 
 def contacts(answer):
-    """Pairs without a bond that are nearer than a contact can be."""
+    """Pairs without a bond that are nearer than a contact can be, and are not on either side."""
     bonded = {(a - 1, b - 1) for a, b, _ in (sorted(bond[:2]) + [0] for bond in answer["bonds"])}
-    places = np.array([atom["position"] for atom in answer["atoms"]])
-    near = np.argwhere(np.triu(np.linalg.norm(places[:, None] - places[None], axis=-1) < NEAR, 1))
-    return sum((a, b) not in bonded for a, b in near)
+    near, *sides = (distances(structure["atoms"]) < NEAR for structure in (answer, answer["reactant"], answer["product"]))
+    pairs = np.argwhere(np.triu(near & ~sides[0] & ~sides[1], 1))
+    return sum((a, b) not in bonded for a, b in pairs)
+
+
+def distances(atoms):
+    places = np.array([atom["position"] for atom in atoms])
+    return np.linalg.norm(places[:, None] - places[None], axis=-1)
 
 
 def energy(answer, folder):

@@ -20,6 +20,8 @@ constexpr double leastContact = 0.5;    // likewise; nothing but a bond or a hyd
 constexpr double leastDistance = 1.5;   // angstrom
 constexpr double shorter = 0.9;         // than on the sides, to be no matter of theirs
 
+constexpr int neighboursOfOne = 2, unrelated = 3; // bonds between two atoms
+
 std::size_t index(int atom) {
     return static_cast<std::size_t>(atom);
 }
@@ -66,8 +68,11 @@ public:
 
     std::vector<AtomPair> tooNear() const {
         std::vector<AtomPair> pairs;
-        forContacts([&](int a, int b, double sumOfRadii) {
-            const double least = std::max(leastDistance, leastContact * sumOfRadii);
+        forPairs([&](int a, int b, int path) {
+            if (path < neighboursOfOne || (path < unrelated && mayMeet(a, b))) return;
+            const double least = path < unrelated
+                                     ? leastDistance
+                                     : std::max(leastDistance, leastContact * sumOfRadii(a, b));
             const double sides =
                 shorter * std::min(distanceIn(reactant_, a, b), distanceIn(product_, a, b));
             if (distance(a, b) < std::min(least, sides)) pairs.emplace_back(a, b);
@@ -92,24 +97,40 @@ private:
         return now < low ? low - now : std::max(now - high, 0.0);
     }
 
-    template <class Visit> void forContacts(Visit visit) const {
-        constexpr int unrelated = 3; // bonds between two atoms
+    double sumOfRadii(int a, int b) const {
+        return contactDistance(reactant_.atoms[index(a)].element,
+                               reactant_.atoms[index(b)].element);
+    }
+
+    /// Two atoms on one neighbour: a hydrogen that moves comes near to those of the atom that it
+    /// leaves.
+    bool mayMeet(int a, int b) const {
+        constexpr int hydrogen = 1;
+        if (reactant_.atoms[index(a)].element != hydrogen &&
+            reactant_.atoms[index(b)].element != hydrogen)
+            return false;
+        const auto &around = neighbours_[index(a)], &others = neighbours_[index(b)];
+        return std::none_of(around.begin(), around.end(), [&](int atom) {
+            return std::find(others.begin(), others.end(), atom) != others.end();
+        });
+    }
+
+    /// Of two atoms, and the number of bonds of either side between them.
+    template <class Visit> void forPairs(Visit visit) const {
         for (int a = 0; index(a) < at_.size(); ++a) {
             const auto paths = pathsFrom(a, allNeighbours_);
-            for (int b = a + 1; index(b) < at_.size(); ++b) {
-                if (paths[index(b)] < unrelated) continue;
-                visit(a, b,
-                      contactDistance(reactant_.atoms[index(a)].element,
-                                      reactant_.atoms[index(b)].element));
-            }
+            for (int b = a + 1; index(b) < at_.size(); ++b)
+                visit(a, b, paths[index(b)]);
         }
     }
 
     double contacts() const {
         double total = 0.0;
-        forContacts([&](int a, int b, double sumOfRadii) {
-            const double least = std::min({allowedContact * sumOfRadii, distanceIn(reactant_, a, b),
-                                           distanceIn(product_, a, b)});
+        forPairs([&](int a, int b, int path) {
+            if (path < unrelated) return;
+            const double least =
+                std::min({allowedContact * sumOfRadii(a, b), distanceIn(reactant_, a, b),
+                          distanceIn(product_, a, b)});
             total += contactForce * square(std::max(least - distance(a, b), 0.0));
         });
         return total;
