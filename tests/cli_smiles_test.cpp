@@ -129,7 +129,9 @@ TEST_F(Smiles, AreAnsweredOrRefusedWithTheRemedy) {
         {"C=CC=C.C=C>O>C1CCC=CC1", 0, "exact da-butadiene-ethene", "between the arrows"},
         {"[Cl-:1].C[CH2:2][Cl:3]>>[Cl:1][CH2:2]C.[Cl-:3]", 0, "partial sn2-cl-ch3cl", ""},
         {"[Cl-].CCl>>ClC.[Cl-]", 1, "", "both sides are the same molecules"},
-        {"C=C>>C=C.O", 1, "", "has 9 atoms, the reaction 6"},
+        {"C=C>>C=C.O", 1, "", "balance: the reactants lack H2O"},
+        {"CBr>>CO", 1, "", "balance: the products lack Br, the reactants lack HO;"},
+        {"C=C>>", 1, "", "one side of the reaction SMILES is empty"},
         {"C=C>>C=Q", 1, "", "cannot read the SMILES C=Q"},
     };
     for (const auto &[smiles, status, out, err] : rows) {

@@ -98,7 +98,43 @@ std::vector<Pairing> pairingsOf(const Structure &product, const AtomMapSearch &s
     return result;
 }
 
-// The elements differ, but for once not only in their order.
+using Counts = std::map<int, int>; // of atoms, by element
+
+Counts countsIn(const Structure &side) {
+    Counts counts;
+    for (const auto &atom : side.atoms)
+        ++counts[atom.element];
+    return counts;
+}
+
+/// What one side has and the other has not, as a formula: "C2H4".
+std::string surplusFormula(const Counts &one, const Counts &other) {
+    std::map<std::string, int> surplus; // carbon and hydrogen stand before the others
+    for (const auto &[element, count] : one) {
+        const auto found = other.find(element);
+        const int more = count - (found == other.end() ? 0 : found->second);
+        constexpr int carbon = 6, hydrogen = 1;
+        const char *rank = element == carbon ? "0" : element == hydrogen ? "1" : "2";
+        if (more > 0) surplus[rank + elementSymbol(element)] = more;
+    }
+    std::string formula;
+    for (const auto &[ranked, count] : surplus)
+        formula += ranked.substr(1) + (count > 1 ? std::to_string(count) : "");
+    return formula;
+}
+
+/// Throws Error unless both have the same numbers of each element.
+void requireBalance(const Structure &reactant, const Structure &product) {
+    const auto before = countsIn(reactant), after = countsIn(product);
+    if (before == after) return;
+    const auto lostAtoms = surplusFormula(before, after), newAtoms = surplusFormula(after, before);
+    std::string text = "the sides do not balance: ";
+    if (!lostAtoms.empty()) text += "the products lack " + lostAtoms;
+    if (!newAtoms.empty())
+        text += (lostAtoms.empty() ? "" : ", ") + ("the reactants lack " + newAtoms);
+    throw Error(text + "; write every molecule on both sides").at(product.origin);
+}
+
 [[noreturn]] void refuse(const Structure &reactant, const Structure &product,
                          const AtomMapSearch &search, const AtomMapLimits &limits) {
     const std::string remedy =
@@ -119,7 +155,7 @@ std::vector<Pairing> pairingsOf(const Structure &product, const AtomMapSearch &s
                                           " seconds" + remedy)
             .at(product.origin);
     default:
-        requireSameAtoms(product, reactant);
+        requireBalance(reactant, product);
         throw Error("the map numbers of both sides stand at different elements").at(product.origin);
     }
 }

@@ -51,7 +51,8 @@ ReactionSmiles reactionSmilesIn(std::string_view line) {
     reaction.products = word.substr(second + 1);
     reaction.hasAgents = second > first + 1;
     reaction.title = withoutExtension(trimmed(text.substr(word.size())));
-    return reaction;
+    if (!reaction.reactants.empty() && !reaction.products.empty()) return reaction;
+    throw Error("one side of the reaction SMILES is empty; write reactants>>products");
 }
 
 std::vector<TitledSmiles> smilesLines(const std::string &path) {
