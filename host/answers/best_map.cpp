@@ -10,10 +10,12 @@ namespace saddlefit::host {
 
 namespace {
 
-auto rankOf(const Answer &answer) {
+auto rankOf(const MappedAnswer &mapped) {
+    const auto &answer = mapped.answer;
     const auto *match = answer.matched();
     const int stage = answer.stage ? static_cast<int>(*answer.stage) : -1;
-    return std::tuple(static_cast<int>(answer.outcome), stage, match ? match->misfit : 0.0);
+    return std::tuple(answer.outcome != Outcome::exact, mapped.reaction.movesFar,
+                      static_cast<int>(answer.outcome), stage, match ? match->misfit : 0.0);
 }
 
 // "C1-H7 broken, C3-H7 formed"
@@ -31,19 +33,17 @@ std::string brokenAndFormed(const Reaction &reaction) {
 
 MappedAnswer bestAnswer(const std::vector<Reaction> &pairings, const StoredReactions &stored,
                         const AnswerOptions &options) {
-    std::vector<Answer> answers;
+    std::vector<MappedAnswer> answers;
     for (const auto &reaction : pairings)
-        answers.push_back(answerTo(reaction, stored, options));
-    const auto best =
-        std::min_element(answers.begin(), answers.end(),
-                         [](const Answer &a, const Answer &b) { return rankOf(a) < rankOf(b); }) -
-        answers.begin();
-    const auto chosen = static_cast<std::size_t>(best);
-    MappedAnswer result{pairings[chosen], answers[chosen]};
-    for (std::size_t i = 0; i < answers.size(); ++i) {
-        if (i == chosen) continue;
+        answers.push_back({reaction, answerTo(reaction, stored, options)});
+    const auto best = std::min_element(
+        answers.begin(), answers.end(),
+        [](const MappedAnswer &a, const MappedAnswer &b) { return rankOf(a) < rankOf(b); });
+    auto result = *best;
+    for (auto other = answers.begin(); other != answers.end(); ++other) {
+        if (other == best) continue;
         result.answer.rivalMaps.push_back(
-            {brokenAndFormed(pairings[i]), describeMatch(answers[i])});
+            {brokenAndFormed(other->reaction), describeMatch(other->answer)});
     }
     if (options.saddle)
         result.answer.saddle = saddleFor(result.reaction, result.answer, stored, options);

@@ -12,9 +12,10 @@ struct MappedAnswer {
     Answer answer;     ///< names the others as rivals
 };
 
-/// Ask with each pairing, and choose the one with the best match: exact before partial, an earlier
-/// stage before a later one, then the nearer to its start geometry. Of equal ones the first. A
-/// saddle point that is wanted is searched for from the chosen one.
+/// Ask with each pairing, and choose: an exact match before all, then where the atoms do not move
+/// much farther than they have to, then the best match: partial before none, an earlier stage
+/// before a later one, the nearer to its start geometry. Of equal ones the first. A saddle point
+/// that is wanted is searched for from the chosen one.
 /// @param pairings at least one, the likeliest first
 /// Throws Error as `answerTo` does.
 MappedAnswer bestAnswer(const std::vector<Reaction> &pairings, const StoredReactions &stored,

@@ -45,7 +45,7 @@ Structure reordered(const Structure &product, const std::vector<int> &productAto
 Pairing byOrder(const Structure &reactant, const Structure &product) {
     requireSameAtoms(product, reactant);
     requireMapsInOrder(product, reactant);
-    return {product, {}, {}};
+    return {product, {}, {}, false};
 }
 
 /// Each atom has a number of its own.
@@ -77,7 +77,7 @@ Pairing byNumbers(const Structure &reactant, const Structure &product) {
     if (atomOf.size() != productAtoms.size()) requireSameAtoms(product, reactant);
     auto sorted = reordered(product, productAtoms);
     requireSameAtoms(sorted, reactant);
-    return {std::move(sorted), std::move(productAtoms), {}};
+    return {std::move(sorted), std::move(productAtoms), {}, false};
 }
 
 std::string countOf(int count, const char *what) {
@@ -93,8 +93,15 @@ std::vector<Pairing> pairingsOf(const Structure &product, const AtomMapSearch &s
         note += "; " + std::to_string(search.maps.size()) +
                 " different reactions have as few, so compare the rivals, or give map numbers";
     }
-    for (const auto &map : search.maps)
-        result.push_back({reordered(product, map.productAtoms), map.productAtoms, {note}});
+    constexpr double clearMargin = 0.15; // angstrom; see docs/quality.md
+    const auto nearest =
+        std::min_element(search.maps.begin(), search.maps.end(),
+                         [](const AtomMap &a, const AtomMap &b) { return a.misfit < b.misfit; });
+    for (const auto &map : search.maps) {
+        const bool movesFar = map.misfit > nearest->misfit + clearMargin;
+        result.push_back(
+            {reordered(product, map.productAtoms), map.productAtoms, {note}, movesFar});
+    }
     return result;
 }
 
@@ -180,7 +187,7 @@ std::vector<Pairing> fewestChanges(const Structure &reactant, const Structure &p
 /// The order, unless another map has fewer changes.
 std::vector<Pairing> orderOrFewer(const Structure &reactant, const Structure &product,
                                   const PairOptions &options) {
-    Pairing order{product, {}, {}};
+    Pairing order{product, {}, {}, false};
     std::vector<int> identity(reactant.atoms.size());
     std::iota(identity.begin(), identity.end(), 0);
     auto limits = options.limits;

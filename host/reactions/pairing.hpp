@@ -37,6 +37,7 @@ struct Pairing {
     Structure product;
     std::vector<int> productAtoms;  ///< the places of its atoms in the record; empty for the order
     std::vector<std::string> notes; ///< sentences for the person who asked
+    bool movesFar = false;          ///< whether another one moves the atoms less, by a clear margin
 };
 
 /// The ways to pair the atoms, best first, at least one. Several only where they break and form

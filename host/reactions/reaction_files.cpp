@@ -90,6 +90,11 @@ Sides inReactantsOrder(const Sides &sides, const Pairing &pairing) {
     return paired;
 }
 
+/// Only then do the distances between the two sides say how the atoms move.
+bool standAsGiven(const Sides &sides) {
+    return sides.reactantPlacing == Placing::asGiven && sides.productPlacing == Placing::asGiven;
+}
+
 std::vector<Position> positionsIn(const Structure &structure) {
     requireCoordinates(structure);
     return positionsOf(structure.atoms);
@@ -193,6 +198,7 @@ std::vector<Reaction> ReactionReader::readPaired(std::size_t index, bool withCoo
         auto &reaction = reactions.emplace_back(reactionOf(index, paired));
         reaction.productAtoms = std::move(pairing.productAtoms);
         reaction.pairingNotes = std::move(notes);
+        reaction.movesFar = pairing.movesFar && standAsGiven(sides);
     }
     return reactions;
 }

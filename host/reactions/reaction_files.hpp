@@ -49,7 +49,8 @@ struct Reaction {
     std::vector<BondChange> changes;
     std::vector<Transition> transitions;
     std::vector<std::string> pairingNotes; ///< sentences about how the atoms were paired
-    std::vector<std::string> warnings;     ///< sentences about what is doubtful in the records
+    bool movesFar = false; ///< whether the atoms move clearly less if they are paired otherwise
+    std::vector<std::string> warnings; ///< sentences about what is doubtful in the records
 };
 
 /// Atoms of bonds that change, ascending.
