@@ -193,8 +193,7 @@ bool Asking::hasCentreOfItsOwn(const UsualLengths &usual) const {
 UsualLengths Asking::usualLengths(double m) const {
     const auto mol = startMolecule(reaction_);
     applyTransition(mol.get());
-    const auto least = m == shrinkageMatched ? Quality::guarded : Quality::refused;
-    return stored_.usualLengthsIn(*mol, m, least);
+    return stored_.usualLengthsIn(*mol, m);
 }
 
 void Asking::compareWithUsualLengths() {

@@ -49,19 +49,16 @@ bool StoredReactions::isRefused(Molecule &stored) const {
 
 void StoredReactions::surveyAll(const std::optional<Deadline> &deadline) const {
     if (deadline) deadline->check();
-    if (!allLengths_.empty()) return;
-    LengthEstimate guarded, all;
+    if (allLengths_) return;
+    LengthEstimate lengths;
     CodesBySigma codes;
     forEachStored(*file_, nullptr, [&](const HostMolecule &mol, int) {
         if (deadline) deadline->check();
-        if (!isRefused(*mol)) guarded.count(*mol);
-        if (hasLastResorts()) all.count(*mol);
+        if (!isRefused(*mol)) lengths.count(*mol);
         note(*mol, codes);
     });
-    guarded.finish();
-    all.finish();
-    allLengths_.emplace(Quality::guarded, std::move(guarded));
-    allLengths_.emplace(Quality::refused, std::move(all));
+    lengths.finish();
+    allLengths_ = std::move(lengths);
     if (!codesBySigma_) codesBySigma_ = std::move(codes); // a thread may be reading the former
 }
 
@@ -80,35 +77,32 @@ void StoredReactions::note(Molecule &stored, CodesBySigma &codes) {
     codes[codeOf(&stored)].insert(code);
 }
 
-LengthEstimate StoredReactions::counted(const WantedKeys &keys, Quality least) const {
+LengthEstimate StoredReactions::counted(const WantedKeys &keys) const {
     LengthEstimate lengths(keys);
     forEachStored(*file_, nullptr, [&](const HostMolecule &mol, int) {
-        if (least == Quality::refused || !isRefused(*mol)) lengths.count(*mol);
+        if (!isRefused(*mol)) lengths.count(*mol);
     });
     lengths.finish();
     return lengths;
 }
 
-const LengthEstimate &StoredReactions::lengthsFor(const WantedKeys &keys, Quality least) const {
+const LengthEstimate &StoredReactions::lengthsFor(const WantedKeys &keys) const {
     constexpr std::size_t fewQuestions = 2; // as much work as a whole survey, about
     const std::lock_guard lock(mutex_);
-    const std::pair question{least, keys};
-    if (allLengths_.empty() && !someLengths_.contains(question)) {
+    if (!allLengths_ && !someLengths_.contains(keys)) {
         if (someLengths_.size() == fewQuestions)
             surveyAll({});
         else
-            someLengths_.emplace(question, counted(keys, least));
+            someLengths_.emplace(keys, counted(keys));
     }
-    return allLengths_.empty() ? someLengths_.at(question) : allLengths_.at(least);
+    return allLengths_ ? *allLengths_ : someLengths_.at(keys);
 }
 
-UsualLengths StoredReactions::usualLengthsIn(const Molecule &transitionState, double m,
-                                             Quality least) const {
+UsualLengths StoredReactions::usualLengthsIn(const Molecule &transitionState, double m) const {
     WantedKeys keys;
     for (const auto &bond : changingBondsOf(transitionState))
         keys.insert(bond.keys.begin(), bond.keys.end());
-    const auto asked = hasLastResorts() ? least : Quality::guarded;
-    return lengthsFor(keys, asked).lengthsIn(transitionState, m);
+    return lengthsFor(keys).lengthsIn(transitionState, m);
 }
 
 Asked StoredReactions::askedFor(Stage stage, const Code &code, Quality quality) const {

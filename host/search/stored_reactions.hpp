@@ -47,11 +47,9 @@ public:
     /// refused in the file beside it.
     bool hasLastResorts() const { return !refused_.empty(); }
 
-    /// As LengthEstimate::lengthsIn() gives them, by guarded records alone, or by all, the refused
-    /// ones too. Without a survey the first questions look no further into the stored reactions
-    /// than each of them needs.
-    UsualLengths usualLengthsIn(const Molecule &transitionState, double m,
-                                Quality least = Quality::guarded) const;
+    /// As LengthEstimate::lengthsIn() gives them, by guarded records alone. Without a survey the
+    /// first questions look no further into the stored reactions than each of them needs.
+    UsualLengths usualLengthsIn(const Molecule &transitionState, double m) const;
 
     /// Where a question of a stage with this code finds all its candidates of a quality, in file
     /// order.
@@ -63,8 +61,8 @@ private:
     bool isRefused(Molecule &stored) const;
     OpenReactions sigmaPictures(const Code &code, Quality quality) const;
     const CodesBySigma &codesBySigma() const;
-    LengthEstimate counted(const WantedKeys &keys, Quality least) const;
-    const LengthEstimate &lengthsFor(const WantedKeys &keys, Quality least) const;
+    LengthEstimate counted(const WantedKeys &keys) const;
+    const LengthEstimate &lengthsFor(const WantedKeys &keys) const;
     void surveyAll(const std::optional<Deadline> &deadline) const;
     static void note(Molecule &stored, CodesBySigma &codes);
 
@@ -73,8 +71,8 @@ private:
     std::multimap<std::string, std::string> refused_; ///< digests by name
     mutable std::mutex mutex_;                        ///< of all below
     mutable std::optional<CodesBySigma> codesBySigma_;
-    mutable std::map<Quality, LengthEstimate> allLengths_; ///< by the least quality; once surveyed
-    mutable std::map<std::pair<Quality, WantedKeys>, LengthEstimate> someLengths_;
+    mutable std::optional<LengthEstimate> allLengths_; ///< once surveyed
+    mutable std::map<WantedKeys, LengthEstimate> someLengths_;
 };
 
 } // namespace saddlefit::host
