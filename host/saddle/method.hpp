@@ -13,7 +13,7 @@ struct Method {
     /// gradient, with a method in its own words: "psi4:hf/sto-3g" (see gradient_job.hpp).
     std::string name = "gfn2";
     double gradientTime = 600; ///< seconds for one run of such a program
-    std::string folder;        ///< in which it gets a folder to work in; empty: see TemporaryFolder
+    std::string folder{};      ///< in which it gets a folder to work in; empty: see TemporaryFolder
 };
 
 /// Throws Error where the name is none of a method.
