@@ -92,7 +92,10 @@ def row(label, way, reactions):
 
 
 def validations(program, collection):
-    text = "| left out | asked | matched in full | mean | median | 90th percentile |\n| --- | --- | --- | --- | --- | --- |\n"
+    text = (
+        "| left out | asked | matched in full | mean | median | 90th percentile |\n"
+        "| --- | --- | --- | --- | --- | --- |\n"
+    )
     with tempfile.TemporaryDirectory() as folder:
         database = pathlib.Path(folder) / "collection.db"
         sides = [collection / f"{name}.sdf" for name in NAMES]
