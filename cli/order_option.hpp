@@ -9,6 +9,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include <cmath>
+#include <cstdlib>
 #include <string>
 
 namespace saddlefit::cli {
@@ -27,6 +29,14 @@ void addChoice(CLI::App &command, const std::string &names, Value &value, const 
     command.add_option(names, value, text)
         ->transform(CLI::Validator(toNumber, ""))
         ->type_name(list);
+}
+
+/// Empty for a time that can pass.
+inline std::string complaintAboutSeconds(const std::string &text) {
+    char *end = nullptr;
+    const double seconds = std::strtod(text.c_str(), &end);
+    const bool fits = !text.empty() && *end == '\0' && std::isfinite(seconds) && seconds > 0;
+    return fits ? "" : "\"" + text + "\" is no number of seconds above 0";
 }
 
 inline void addInputFormatOption(CLI::App &command, std::string &format) {
@@ -62,7 +72,7 @@ inline void addPairingOptions(CLI::App &command, PairOptions &pairing) {
         ->check(CLI::Range(1, 24))
         ->capture_default_str();
     command.add_option("--map-time", pairing.limits.seconds, "Seconds for the map of one reaction")
-        ->check(CLI::PositiveNumber)
+        ->check(complaintAboutSeconds)
         ->capture_default_str();
 }
 

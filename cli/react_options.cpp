@@ -13,8 +13,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
-#include <cstdlib>
 #include <filesystem>
 #include <set>
 #include <sstream>
@@ -51,13 +49,6 @@ std::pair<std::size_t, std::size_t> shardIn(const std::string &text) {
                                    "\"" + text + "\" is no shard; give the third of eight as 3/8");
     }
     return {shard, shards};
-}
-
-std::string complaintAboutSeconds(const std::string &text) {
-    char *end = nullptr;
-    const double seconds = std::strtod(text.c_str(), &end);
-    const bool fits = !text.empty() && *end == '\0' && std::isfinite(seconds) && seconds > 0;
-    return fits ? "" : "\"" + text + "\" is no number of seconds above 0";
 }
 
 std::vector<std::string> programsWithConstraints() {

@@ -3,6 +3,7 @@
 #include "host/reactions/doubts.hpp"
 #include "host/structures/elements.hpp"
 #include "host/system/error.hpp"
+#include "host/system/text.hpp"
 
 #include <algorithm>
 #include <map>
@@ -153,13 +154,15 @@ void requireBalance(const Structure &reactant, const Structure &product) {
             .at(product.origin)
             .with(Remedy::orderOfAtoms);
     case MapOutcome::tooManyBonds:
-        throw Error("however the atoms are paired, more than " + std::to_string(limits.bonds) +
-                    " bonds break and form, which is no elementary reaction" + remedy)
+        throw Error(
+            "however the atoms are paired, more than " +
+            countOf(limits.bonds, limits.bonds == 1 ? "breaks or forms" : "break and form") +
+            ", which is no elementary reaction" + remedy + ", or allow more bonds")
             .at(product.origin);
     case MapOutcome::outOfTime:
-        throw Error(ErrorKind::limit, "the atoms could not be paired in " +
-                                          std::to_string(static_cast<int>(limits.seconds)) +
-                                          " seconds" + remedy)
+        throw Error(ErrorKind::limit,
+                    formatted("the atoms could not be paired in %g seconds", limits.seconds) +
+                        remedy + ", or allow more time")
             .at(product.origin);
     default:
         requireBalance(reactant, product);
