@@ -9,6 +9,7 @@
 #include <array>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <memory>
 #include <numeric>
 #include <random>
@@ -16,6 +17,7 @@
 #include <string>
 #include <tuple>
 #include <unistd.h>
+#include <valgrind/callgrind.h>
 #include <vector>
 
 namespace bench {
@@ -88,14 +90,31 @@ inline Graph shuffled(const Graph &graph, std::mt19937 &random) {
     return other;
 }
 
+using Counters = std::map<std::string, double>;
+
+/// Under Callgrind: the instructions of doing it once, in a file of their own.
+template <class Work>
+void countInstructions(const std::string &name, std::size_t items, Work work) {
+    CALLGRIND_START_INSTRUMENTATION;
+    work();
+    CALLGRIND_STOP_INSTRUMENTATION;
+    CALLGRIND_DUMP_STATS_AT((name + '=' + std::to_string(items)).c_str());
+}
+
+using Counters = std::map<std::string, double>;
+
 /// Times a piece of work. Names read "family/case/size/side"; a peer's time is set against that of
 /// the side "saddlefit" with the same beginning.
 template <class Work>
-benchmark::internal::Benchmark *measure(const std::string &name, std::size_t items, Work work) {
+benchmark::internal::Benchmark *measure(const std::string &name, std::size_t items, Work work,
+                                        const Counters &counters = {}) {
     return benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State &state) {
         for ([[maybe_unused]] auto _ : state)
             work();
         state.counters["items"] = static_cast<double>(items);
+        for (const auto &[key, value] : counters)
+            state.counters[key] = value;
+        if (RUNNING_ON_VALGRIND) countInstructions(name, items, work);
     });
 }
 

@@ -1,73 +1,122 @@
-// Passing over records and reading some, beside a plain read of the file and beside SQLite.
+// Searches of a database file, beside SQLite and a plain read: each side keeps open what its author
+// would keep open.
 #include "reactions.hpp"
 
 #include <cstdio>
+#include <fcntl.h>
+#include <optional>
 #include <sqlite3.h>
 
 namespace bench {
 namespace {
 
-// Codes of no reaction: those of ten records of a file, of up to a thousand, and of none.
-const Code tenRecords{35, 53, 0}, thousandRecords{17, 53, 0}, noRecord{53, 53, 0};
+// Codes of no reaction: those of ten records of a file, of up to a thousand, of none, and of those
+// that are added.
+const Code tenRecords{35, 53, 0}, thousandRecords{17, 53, 0}, noRecord{53, 53, 0},
+    newRecord{9, 53, 0};
 
-std::string textOf(const Code &code) {
-    std::string text;
-    for (const int number : code)
-        text += std::to_string(number) + ' ';
-    return text;
+constexpr std::size_t pieceOfRead = 1 << 18;
+
+/// As it is bound to a statement.
+std::string_view bytesOf(const Code &code) {
+    return {reinterpret_cast<const char *>(code.data()), code.size() * sizeof code[0]};
 }
 
+/// A statement that is prepared once.
+class Statement {
+public:
+    Statement(sqlite3 *connection, const char *text) {
+        if (sqlite3_prepare_v2(connection, text, -1, &statement_, nullptr) != SQLITE_OK)
+            throw std::runtime_error(sqlite3_errmsg(connection));
+    }
+    ~Statement() { sqlite3_finalize(statement_); }
+    Statement(const Statement &) = delete;
+    Statement &operator=(const Statement &) = delete;
+
+    /// Its values bound in order, and what to do with each row.
+    template <class Row> void run(std::initializer_list<std::string_view> values, Row row) {
+        for (int place = 1; const std::string_view value : values)
+            sqlite3_bind_blob(statement_, place++, value.data(), static_cast<int>(value.size()),
+                              SQLITE_STATIC);
+        while (sqlite3_step(statement_) == SQLITE_ROW)
+            row(statement_);
+        sqlite3_reset(statement_);
+    }
+
+private:
+    sqlite3_stmt *statement_ = nullptr;
+};
+
+std::string_view column(sqlite3_stmt *row, int place) {
+    const auto *bytes = static_cast<const char *>(sqlite3_column_blob(row, place));
+    return {bytes, static_cast<std::size_t>(sqlite3_column_bytes(row, place))};
+}
+
+/// A connection that is kept. It does not wait for the disk, as the library does not, reads by
+/// mapping the file, and keeps its journal the quickest way.
 class Sqlite {
 public:
     explicit Sqlite(const std::string &path) {
         sqlite3_open(path.c_str(), &connection_);
-        run("PRAGMA synchronous = OFF"); // nor does the library wait for the disk
+        run("PRAGMA journal_mode = WAL; PRAGMA synchronous = OFF; PRAGMA mmap_size = 2147418112;"
+            "CREATE TABLE IF NOT EXISTS reactions (name BLOB, code BLOB, record BLOB)");
+        insert.emplace(connection_, "INSERT INTO reactions VALUES (?, ?, ?)");
+        withCode.emplace(connection_, "SELECT name, record FROM reactions WHERE code = ?");
+        names.emplace(connection_, "SELECT name FROM reactions");
     }
-    ~Sqlite() { sqlite3_close(connection_); }
+    ~Sqlite() {
+        insert.reset();
+        withCode.reset();
+        names.reset();
+        sqlite3_close(connection_);
+    }
     Sqlite(const Sqlite &) = delete;
     Sqlite &operator=(const Sqlite &) = delete;
 
-    void run(const char *statement) {
-        if (sqlite3_exec(connection_, statement, nullptr, nullptr, nullptr) != SQLITE_OK)
+    void run(const char *statements) {
+        if (sqlite3_exec(connection_, statements, nullptr, nullptr, nullptr) != SQLITE_OK)
             throw std::runtime_error(sqlite3_errmsg(connection_));
-    }
-
-    /// A statement, its first values bound in order, and what to do with each row.
-    template <class Row>
-    void query(const char *statement, const std::vector<std::string> &values, Row row) {
-        sqlite3_stmt *prepared = nullptr;
-        sqlite3_prepare_v2(connection_, statement, -1, &prepared, nullptr);
-        for (int place = 1; const std::string &value : values)
-            sqlite3_bind_blob(prepared, place++, value.data(), static_cast<int>(value.size()),
-                              SQLITE_STATIC);
-        while (sqlite3_step(prepared) == SQLITE_ROW)
-            row(prepared);
-        sqlite3_finalize(prepared);
-    }
-    void insert(const std::string &name, const std::string &code, const std::string &record) {
-        query("INSERT INTO reactions VALUES (?, ?, ?)", {name, code, record}, [](auto *) {});
     }
 
 private:
     sqlite3 *connection_ = nullptr;
+
+public:
+    std::optional<Statement> insert, withCode, names;
 };
 
-/// The same records in both forms.
+/// Written in one go: in the small pieces that a file leaves in the system's memory when it grows
+/// bit by bit, any reading takes longer.
+void writeAtOnce(const std::string &path, const std::string &bytes) {
+    const int file = open(path.c_str(), O_WRONLY | O_TRUNC);
+    std::size_t done = 0;
+    for (ssize_t written = 1; file >= 0 && written > 0 && done < bytes.size();) {
+        written = write(file, bytes.data() + done, bytes.size() - done);
+        done += static_cast<std::size_t>(std::max<ssize_t>(written, 0));
+    }
+    close(file);
+    if (done < bytes.size()) throw std::runtime_error("a database cannot be written");
+}
+
+/// The same records in both forms, open.
 struct Files {
-    Files(int count, const std::vector<Reaction> &reactions) : records(count) {
-        std::ofstream stream(ours.path(), std::ios::binary);
-        Sqlite database(theirs.path());
-        database.run("CREATE TABLE reactions (name TEXT, code BLOB, record BLOB); BEGIN");
+    Files(int count, const std::vector<Reaction> &reactions)
+        : records(count), peer(std::make_unique<Sqlite>(theirs.path())) {
+        peer->run("BEGIN");
         std::map<std::pair<std::size_t, Code>, std::string> blocks;
+        std::string all;
         for (int i = 0; i < count; ++i) {
             const std::size_t which = static_cast<std::size_t>(i) % reactions.size();
             const Code code = codeAt(i, reactions[which]);
             std::string &block = blocks[{which, code}];
             if (block.empty()) block = blockOf(reactions[which], code);
-            stream << block;
-            database.insert(reactions[which].name, textOf(code), block);
+            all += block;
+            peer->insert->run({reactions[which].name, bytesOf(code), block}, [](auto *) {});
         }
-        database.run("COMMIT; CREATE INDEX codes ON reactions (code)");
+        peer->run("COMMIT; CREATE INDEX codes ON reactions (code);"
+                  "CREATE INDEX names ON reactions (name); PRAGMA wal_checkpoint(TRUNCATE)");
+        writeAtOnce(ours.path(), all);
+        database.reset(openReactionDatabase(ours.path().c_str()));
     }
 
     Code codeAt(int i, const Reaction &reaction) const {
@@ -78,36 +127,63 @@ struct Files {
 
     int records;
     ScratchFile ours, theirs;
+    std::unique_ptr<Sqlite> peer;
+    std::unique_ptr<ReactionDatabase, decltype(&closeReactionDatabase)> database{
+        nullptr, &closeReactionDatabase};
 };
 
-std::size_t readMatching(const std::string &path, const Code &code) {
+/// What a search finds: records, the letters of their names, their atoms.
+struct Found {
+    std::size_t records = 0, letters = 0, atoms = 0;
+
+    void add(std::string_view name, int atomCount) {
+        ++records;
+        letters += name.size();
+        atoms += static_cast<std::size_t>(atomCount);
+    }
+    bool operator==(const Found &) const = default;
+};
+
+Found visitMatching(const ReactionDatabase &database, const Code &code) {
+    Found found;
+    const StructureVisitor visit = [](Molecule *mol, int, void *context) {
+        static_cast<Found *>(context)->add(mol->name, mol->atomCount);
+        freeMol(mol);
+        return 0;
+    };
+    visitReactions(&database, code.data(), visit, &found);
+    return found;
+}
+
+Found streamMatching(const std::string &path, const Code &code) {
     std::FILE *file = std::fopen(path.c_str(), "rb");
-    std::size_t atoms = 0;
+    Found found;
     Molecule *mol = nullptr;
     while (char *name = readDB(file, nullptr, code.data(), &mol)) {
-        atoms += static_cast<std::size_t>(mol->atomCount);
+        found.add(name, mol->atomCount);
         freeMol(mol);
         std::free(name);
     }
     std::fclose(file);
-    return atoms;
+    return found;
 }
 
-std::size_t selectMatching(const std::string &path, const Code &code) {
-    Sqlite database(path);
-    std::size_t bytes = 0;
-    database.query("SELECT name, record FROM reactions WHERE code = ?", {textOf(code)},
-                   [&](auto *row) {
-                       const auto *record = static_cast<const char *>(sqlite3_column_blob(row, 1));
-                       const auto size = static_cast<std::size_t>(sqlite3_column_bytes(row, 1));
-                       bytes += std::string(record, size).size();
-                   });
-    return bytes;
+/// Copies each record; the number of atoms stands behind the block's head, name and code counts.
+Found selectMatching(Sqlite &database, const Code &code) {
+    Found found;
+    database.withCode->run({bytesOf(code)}, [&](auto *row) {
+        constexpr std::size_t atomsAt = 5 + 2 + 2;
+        const std::string_view name = column(row, 0);
+        const std::string record(column(row, 1));
+        const std::size_t at = atomsAt + name.size() + 2 * code.size();
+        found.add(name, static_cast<unsigned char>(record.at(at)));
+    });
+    return found;
 }
 
-std::size_t readPlainly(const std::string &path) {
-    std::vector<char> piece(1 << 20);
+std::size_t readPlainly(const std::string &path, std::vector<char> &piece) {
     std::FILE *file = std::fopen(path.c_str(), "rb");
+    std::setvbuf(file, nullptr, _IONBF, 0);
     std::size_t bytes = 0;
     while (const std::size_t read = std::fread(piece.data(), 1, piece.size(), file))
         bytes += read;
@@ -115,31 +191,53 @@ std::size_t readPlainly(const std::string &path) {
     return bytes;
 }
 
-void compareReading(const std::shared_ptr<Files> &files) {
+/// Both roads through the file, beside a plain read of it into a buffer that is kept.
+void comparePassing(const std::shared_ptr<Files> &files) {
     const std::string size = '/' + std::to_string(files->records);
+    const auto items = static_cast<std::size_t>(files->records);
+    const auto piece = std::make_shared<std::vector<char>>(pieceOfRead);
+    const auto plain = [files, piece] {
+        benchmark::DoNotOptimize(readPlainly(files->ours.path(), *piece));
+    };
     compare(
-        "database/none matches, per record" + size, static_cast<std::size_t>(files->records),
-        [files] { benchmark::DoNotOptimize(readMatching(files->ours.path(), noRecord)); }, "fread",
-        [files] { benchmark::DoNotOptimize(readPlainly(files->ours.path())); });
-    for (const auto &[name, code] : {std::pair{"10 records match", tenRecords},
-                                     std::pair{"1,000 records match", thousandRecords}})
-        compare(
-            std::string("database/") + name + size, 1,
-            [files, code = code] {
-                benchmark::DoNotOptimize(readMatching(files->ours.path(), code));
-            },
-            "SQLite",
-            [files, code = code] {
-                benchmark::DoNotOptimize(selectMatching(files->theirs.path(), code));
-            });
+        "database/passing over, per record" + size, items,
+        [files] { benchmark::DoNotOptimize(streamMatching(files->ours.path(), noRecord)); },
+        "fread", plain);
+    compare(
+        "database/first search, per record" + size, items,
+        [files] {
+            ReactionDatabase *database = openReactionDatabase(files->ours.path().c_str());
+            benchmark::DoNotOptimize(visitMatching(*database, noRecord));
+            closeReactionDatabase(database);
+        },
+        "fread", plain);
 }
 
-void compareUpkeep(const std::shared_ptr<Files> &files, const Reaction &reaction) {
-    const std::string size = '/' + std::to_string(files->records);
-    const std::shared_ptr<Molecule> mol = molecule(reaction);
-    const std::string block = blockOf(reaction, noRecord);
+void compareMatching(const std::shared_ptr<Files> &files) {
+    for (const auto &[name, code] : {std::pair{"10 records match", tenRecords},
+                                     std::pair{"1,000 records match", thousandRecords}}) {
+        const Found found = visitMatching(*files->database, code);
+        if (!(found == streamMatching(files->ours.path(), code)) ||
+            !(found == selectMatching(*files->peer, code)))
+            throw std::runtime_error("the answers differ");
+        const std::string beginning =
+            std::string("database/") + name + '/' + std::to_string(files->records);
+        compare(
+            beginning, 1,
+            [files, code = code] {
+                benchmark::DoNotOptimize(visitMatching(*files->database, code));
+            },
+            "SQLite",
+            [files, code = code] { benchmark::DoNotOptimize(selectMatching(*files->peer, code)); });
+        measure(beginning + "/stream", 1, [files, code = code] {
+            benchmark::DoNotOptimize(streamMatching(files->ours.path(), code));
+        });
+    }
+}
+
+void compareNames(const std::shared_ptr<Files> &files) {
     compare(
-        "database/names of all records" + size, 1,
+        "database/names of all records/" + std::to_string(files->records), 1,
         [files] {
             char **names = nullptr;
             const int count = listDB(files->ours.path().c_str(), &names);
@@ -149,17 +247,31 @@ void compareUpkeep(const std::shared_ptr<Files> &files, const Reaction &reaction
         "SQLite",
         [files] {
             std::vector<std::string> names;
-            Sqlite(files->theirs.path()).query("SELECT name FROM reactions", {}, [&](auto *row) {
-                names.emplace_back(static_cast<const char *>(sqlite3_column_blob(row, 0)));
-            });
+            files->peer->names->run({}, [&](auto *row) { names.emplace_back(column(row, 0)); });
         });
+}
+
+/// To files of their own, for they grow.
+void compareInsertion(int records, const std::vector<Reaction> &reactions) {
+    const auto files = std::make_shared<Files>(records, reactions);
+    const std::shared_ptr<Molecule> mol = molecule(reactions[0]);
+    const std::shared_ptr<StoreWriter> writer(openStoreWriter(files->ours.path().c_str()),
+                                              &closeStoreWriter);
+    const std::string block = blockOf(reactions[0], newRecord);
+    const std::string beginning = "database/one more record/" + std::to_string(records);
     compare(
-        "database/one more record" + size, 1,
-        [files, mol] {
-            insertDB(files->ours.path().c_str(), strdup("new"), noRecord.data(), mol.get());
+        beginning, 1,
+        [files, writer, mol] {
+            unsigned char *record = nullptr;
+            const auto length = packRecord("new", newRecord.data(), mol.get(), &record);
+            if (insertPacked(writer.get(), record, length) == 0)
+                throw std::runtime_error("a record cannot be stored");
+            std::free(record);
         },
         "SQLite",
-        [files, block] { Sqlite(files->theirs.path()).insert("new", textOf(noRecord), block); });
+        [files, block] {
+            files->peer->insert->run({"new", bytesOf(newRecord), block}, [](auto *) {});
+        });
 }
 
 } // namespace
@@ -171,9 +283,11 @@ void addScan() {
         const double bytes = static_cast<double>(std::filesystem::file_size(files->ours.path()));
         benchmark::AddCustomContext("bytes per record of " + std::to_string(records),
                                     std::to_string(bytes / records));
-        compareReading(files);
-        if (records == 100000) compareUpkeep(files, reactions[0]);
+        comparePassing(files);
+        compareMatching(files);
+        if (records > 1000) compareNames(files);
     }
+    compareInsertion(100000, reactions);
 }
 
 } // namespace bench

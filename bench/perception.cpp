@@ -1,7 +1,7 @@
 // Bonds from coordinates, beside Open Babel's.
-#include "bench.hpp"
+#include "host/structures/perception.hpp"
 
-#include SADDLEFIT_BENCH_PERCEPTION_HEADER
+#include "embedded.hpp"
 
 #include <openbabel/atom.h>
 #include <openbabel/mol.h>
@@ -11,7 +11,7 @@
 namespace bench {
 namespace {
 
-using saddlefit::cli::StructureAtom;
+using saddlefit::host::StructureAtom;
 
 /// Ethanol on a lattice, its copies too far apart to touch.
 std::vector<StructureAtom> ethanols(std::size_t atoms) {
@@ -56,22 +56,58 @@ std::shared_ptr<OpenBabel::OBMol> openBabelMolecule(const std::vector<StructureA
     return mol;
 }
 
+std::vector<StructureAtom> atomsOf(const Graph &graph) {
+    std::vector<StructureAtom> atoms;
+    for (std::size_t i = 0; i < graph.size(); ++i) {
+        const auto [x, y, z] = graph.places[i];
+        atoms.push_back({graph.elements[i], 0, {x, y, z}});
+    }
+    return atoms;
+}
+
+std::size_t bondsByOpenBabel(const OpenBabel::OBMol &atoms) {
+    OpenBabel::OBMol mol(atoms);
+    mol.ConnectTheDots();
+    mol.PerceiveBondOrders();
+    return mol.NumBonds();
+}
+
+/// Molecules without their bonds. Also how often both find the same number of bonds.
+void compareMolecules(const std::string &name, const std::vector<std::vector<StructureAtom>> &all) {
+    std::vector<std::shared_ptr<OpenBabel::OBMol>> peers;
+    std::size_t items = 0, same = 0;
+    for (const auto &atoms : all) {
+        peers.push_back(openBabelMolecule(atoms));
+        items += atoms.size();
+        const auto bonds = saddlefit::host::perceivedCovalentBonds(atoms);
+        same += bonds.size() == bondsByOpenBabel(*peers.back());
+    }
+    measure(
+        name + "/saddlefit", items,
+        [all] {
+            for (const auto &atoms : all)
+                benchmark::DoNotOptimize(saddlefit::host::perceivedBonds(atoms));
+        },
+        {{"same_number_of_bonds", static_cast<double>(same) / static_cast<double>(all.size())}});
+    measure(name + "/Open Babel", items, [peers] {
+        for (const auto &peer : peers)
+            benchmark::DoNotOptimize(bondsByOpenBabel(*peer));
+    });
+}
+
 } // namespace
 
 void addPerception() {
+    for (const int size : {10, 30, 60, 100}) {
+        std::vector<std::vector<StructureAtom>> molecules;
+        for (const std::string &smiles : sampleSmiles(size))
+            if (const auto mol = molecules.size() < 4 ? embedded(smiles) : nullptr)
+                molecules.push_back(atomsOf(graphOf(*mol)));
+        compareMolecules("perception/molecules, per atom/" + std::to_string(size), molecules);
+    }
     for (const std::size_t size : {1000U, 10000U, 100000U}) {
-        const std::vector<StructureAtom> atoms = ethanols(size);
-        const auto peer = openBabelMolecule(atoms);
-        compare(
-            "perception/lattice of ethanol, per atom/" + std::to_string(size), atoms.size(),
-            [atoms] { benchmark::DoNotOptimize(saddlefit::cli::perceivedBonds(atoms)); },
-            "Open Babel",
-            [peer] {
-                OpenBabel::OBMol mol(*peer);
-                mol.ConnectTheDots();
-                mol.PerceiveBondOrders();
-                benchmark::DoNotOptimize(mol.NumBonds());
-            });
+        compareMolecules("perception/lattice of ethanol, per atom/" + std::to_string(size),
+                         {ethanols(size)});
     }
 }
 

@@ -66,13 +66,19 @@ inline std::vector<Reaction> readReactions() {
     return reactions;
 }
 
-/// The transition-state picture, as it is stored and asked for.
-inline Mol molecule(const Reaction &reaction) {
+/// The reactant with what is to change.
+inline Mol question(const Reaction &reaction) {
     Mol mol = molecule(reaction.graph);
     const std::size_t bytes = reaction.transitions.size() * sizeof(Transition);
     mol->transitions = static_cast<Transition *>(std::malloc(bytes));
     std::memcpy(mol->transitions, reaction.transitions.data(), bytes);
     mol->transitionCount = static_cast<int>(reaction.transitions.size());
+    return mol;
+}
+
+/// The transition-state picture, as it is stored.
+inline Mol molecule(const Reaction &reaction) {
+    Mol mol = question(reaction);
     applyTransition(mol.get());
     return mol;
 }

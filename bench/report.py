@@ -24,28 +24,42 @@ TITLES = {
     "mapping": "Mapping", "database": "Database", "search": "Whole search",
     "superposition": "Superposition", "stereo": "Ranking and R/S codes",
     "perception": "Bonds from coordinates", "constraints": "Constraints",
-    "template look-up": "Template look-up"}
+    "template look-up": "Template look-up", "program": "The program"}
+SHARES = ("above_optimum", "same_number_of_bonds", "mapping", "superposition")
 COLOURS = ["#1f77b4", "#d62728", "#2ca02c", "#9467bd", "#ff7f0e", "#8c564b", "#e377c2", "#17becf",
            "#7f7f7f", "#bcbd22"]
 
 
 class Case:
-    """One kind of work: seconds by side and size, and what else was counted."""
+    """One kind of work: the repetitions' seconds by side and size, and what else was counted."""
 
     def __init__(self):
-        self.seconds = defaultdict(dict)
+        self.runs = defaultdict(dict)
         self.counters = defaultdict(dict)
 
-    def peer(self):
-        return next((side for side in self.seconds if side != OURS), None)
+    def peers(self):
+        return [side for side in self.runs if side != OURS] or [None]
 
-    def ratio(self, size):
-        """How many times longer the peer takes."""
-        return self.seconds[self.peer()][size] / self.seconds[OURS][size]
+    def best(self, side):
+        return {size: min(runs) for size, runs in self.runs[side].items()}
+
+    def ratio(self, peer, size):
+        """How many times longer the peer takes: best against best, and the quartiles of either side
+        set against the other's far ones."""
+        ours, theirs = self.runs[OURS][size], self.runs[peer][size]
+        (low, high), (their_low, their_high) = quartiles(ours), quartiles(theirs)
+        return min(theirs) / min(ours), their_low / high, their_high / low
+
+
+def quartiles(runs):
+    if len(runs) < 2:
+        return runs[0], runs[0]
+    first, _, third = statistics.quantiles(runs, n=4, method="inclusive")
+    return first, third
 
 
 def read_google_benchmark(results):
-    """The best of the repetitions, per item. Processor time, for others may use the machine too."""
+    """Seconds per item. Processor time, for others may use the machine too."""
     runs = defaultdict(list)
     for run in sorted(results["benchmarks"], key=lambda run: run["family_index"]):
         if run["run_type"] == "iteration":
@@ -54,9 +68,8 @@ def read_google_benchmark(results):
         times = [run["cpu_time"] * TO_SECONDS[run["time_unit"]] / run["items"]
                  for run in repetitions]
         counters = {key: statistics.median(run[key] for run in repetitions)
-                    for key in ("above_optimum", "scan", "mapping", "superposition")
-                    if key in repetitions[0]}
-        yield name, min(times), counters
+                    for key in SHARES if key in repetitions[0]}
+        yield name, times, counters
 
 
 def read(folder):
@@ -75,6 +88,25 @@ def read(folder):
             entry.seconds[side][int(size)] = seconds
             entry.counters[int(size)].update(counters)
     return families, context
+
+
+def read(folder):
+    """The times, the counted instructions, each a Case by family and name, and the machine."""
+    times, instructions, context = {}, {}, {}
+    for path in sorted(pathlib.Path(folder).glob("*.json")):
+        results = json.loads(path.read_text())
+        if isinstance(results, dict):
+            context.update(results["context"])
+            rows = read_google_benchmark(results)
+        else:
+            rows = [(row["name"], row["runs"], row.get("counters", {})) for row in results]
+        families = instructions if path.stem.endswith(".instructions") else times
+        for name, runs, counters in rows:
+            family, case, size, side = name.split("/")[:4]
+            entry = families.setdefault(family, {}).setdefault(case, Case())
+            entry.runs[side][int(size)] = runs
+            entry.counters[int(size)].update(counters)
+    return times, instructions, context
 
 
 def exponent(points):
@@ -100,39 +132,50 @@ def row(*cells):
     return "| " + " | ".join(cells) + " |"
 
 
-def times_table(cases):
-    sizes = sorted({size for case in cases.values() for size in case.seconds[OURS]})
+def in_thousands(count):
+    return f"{count:,.0f}"
+
+
+def comparison(case, peer, size, unit):
+    ours = case.best(OURS).get(size)
+    if ours is None:
+        return ""
+    if peer is None or size not in case.runs[peer]:
+        return f"({unit(ours)})"
+    ratio, low, high = case.ratio(peer, size)
+    spread = f" [{in_short(low)}-{in_short(high)}]" if len(case.runs[OURS][size]) > 1 else ""
+    return f"**{in_short(ratio)}**{spread} ({unit(ours)})"
+
+
+def comparison_table(cases, unit):
+    sizes = sorted({size for case in cases.values() for size in case.runs[OURS]})
     lines = [row("case", "peer", *(f"{size:,}" for size in sizes), "growth", "peer's growth"),
              row(*["---"] * (len(sizes) + 4))]
     for name, case in cases.items():
-        peer = case.peer()
-        cells = []
-        for size in sizes:
-            ours = case.seconds[OURS].get(size)
-            if ours is None:
-                cells.append("")
-            elif peer and size in case.seconds[peer]:
-                cells.append(f"**{in_short(case.ratio(size))}** ({in_units(ours)})")
-            else:
-                cells.append(f"({in_units(ours)})")
-        growth = [exponent(case.seconds[side]) if side else None for side in (OURS, peer)]
-        lines.append(row(name, peer or "-", *cells,
-                         *("-" if power is None else f"{power:.2f}" for power in growth)))
+        for peer in case.peers():
+            growth = [exponent(case.best(side)) if side else None for side in (OURS, peer)]
+            lines.append(row(name, peer or "-",
+                             *(comparison(case, peer, size, unit) for size in sizes),
+                             *("-" if power is None else f"{power:.2f}" for power in growth)))
     return lines
+
+
+def counted(key, value):
+    return f"{value:.0f}" if key.endswith("_MB") else f"{100 * value:.1f} %"
 
 
 def counters_table(cases):
     """Shares of the time, and the like, where there are any."""
-    keys = sorted({key for case in cases.values() for counted in case.counters.values()
-                   for key in counted})
+    keys = sorted({key for case in cases.values() for values in case.counters.values()
+                   for key in values})
     if not keys:
         return []
     lines = ["", row("case", "size", *(key.replace("_", " ") for key in keys)),
              row(*["---"] * (len(keys) + 2))]
     for name, case in cases.items():
-        for size, counted in sorted(case.counters.items()):
-            if counted:
-                lines.append(row(name, f"{size:,}", *(f"{100 * counted[key]:.1f} %" for key in keys)))
+        for size, values in sorted(case.counters.items()):
+            if values:
+                lines.append(row(name, f"{size:,}", *(counted(key, values[key]) if key in values else "" for key in keys)))
     return lines
 
 
@@ -144,8 +187,8 @@ def nice_powers(values):
 def plot(title, cases):
     """Both axes logarithmic; solid lines ours, dashed ones the peer's."""
     width, height, left, top, legend = 460, 340, 70, 30, 330
-    points = [(size, seconds) for case in cases.values() for side in case.seconds.values()
-              for size, seconds in side.items()]
+    points = [point for case in cases.values() for side in case.runs
+              for point in case.best(side).items()]
     (x0, x1), (y0, y1) = (nice_powers(column) for column in zip(*points))
     x1, y1 = max(x1, x0 + 1), max(y1, y0 + 1)
 
@@ -170,13 +213,14 @@ def plot(title, cases):
                    f'{in_units(10.0 ** power * 1.000001)}</text>')
     for i, (name, case) in enumerate(cases.items()):
         colour = COLOURS[i % len(COLOURS)]
-        for side, seconds in case.seconds.items():
-            line = " ".join("%.1f,%.1f" % at(*point) for point in sorted(seconds.items()))
+        for side in case.runs:
+            line = " ".join("%.1f,%.1f" % at(*point) for point in sorted(case.best(side).items()))
             dashes = "" if side == OURS else ' stroke-dasharray="5 4"'
             svg.append(f'<polyline points="{line}" fill="none" stroke="{colour}" '
                        f'stroke-width="1.8"{dashes}/>')
         y = top + 14 + 20 * i
-        peer = f" ({case.peer()})" if case.peer() else ""
+        peers = ", ".join(filter(None, case.peers()))
+        peer = f" ({peers})" if peers else ""
         svg.append(f'<path d="M{left + width + 14} {y - 4}h24" stroke="{colour}" '
                    f'stroke-width="3"/><text x="{left + width + 44}" y="{y}">{name}{peer}</text>')
     return "\n".join(svg + ["</svg>", ""])
@@ -194,7 +238,7 @@ def machine(context):
 
 def main():
     results, document = sys.argv[1], pathlib.Path(sys.argv[2])
-    families, context = read(results)
+    families, instructions, context = read(results)
     lines = [BEGIN, machine(context), ""]
     for family, title in TITLES.items():
         if family not in families:
@@ -202,8 +246,12 @@ def main():
         cases = families[family]
         picture = f"performance-{family.replace(' ', '-')}.svg"
         (document.parent / picture).write_text(plot(title, cases))
-        lines += [f"### {title}", "", *times_table(cases), *counters_table(cases), "",
+        lines += [f"### {title}", "", *comparison_table(cases, in_units),
+                  *counters_table(cases), "",
                   f"![{title}: time over size]({picture})", ""]
+        if family in instructions:
+            lines += ["Instructions:", "",
+                      *comparison_table(instructions[family], in_thousands), ""]
     text = document.read_text()
     before, after = text.split(BEGIN)[0], text.split(END)[1]
     document.write_text(before + "\n".join(lines + [END]) + after)

@@ -1,23 +1,7 @@
 // Ranking and R/S codes from coordinates, beside RDKit's assignment of CIP labels.
-#include "rdkit_graphs.hpp"
-
-#include <GraphMol/DistGeomHelpers/Embedder.h>
+#include "embedded.hpp"
 
 namespace bench {
-namespace {
-
-/// A molecule with hydrogens and coordinates.
-std::shared_ptr<RDKit::RWMol> embedded(const std::string &smiles) {
-    const std::unique_ptr<RDKit::ROMol> heavy(RDKit::SmilesToMol(smiles));
-    const std::shared_ptr<RDKit::RWMol> mol(
-        new RDKit::RWMol(*std::unique_ptr<RDKit::ROMol>(RDKit::MolOps::addHs(*heavy))));
-    RDKit::DGeomHelpers::EmbedParameters parameters(RDKit::DGeomHelpers::ETKDGv3);
-    parameters.randomSeed = 5;
-    parameters.useRandomCoords = true;
-    return RDKit::DGeomHelpers::EmbedMolecule(*mol, parameters) < 0 ? nullptr : mol;
-}
-
-} // namespace
 
 void addStereo() {
     constexpr std::size_t molecules = 3;

@@ -20,7 +20,7 @@ abi_packages=(abigail-tools)
 debian_packages=(dpkg-dev debhelper dh-python blhc lintian mmdebstrap) # for scripts/check-debian
 report_packages=(chromium chromium-driver python3-selenium)
 bench_packages=(pkg-config libbenchmark-dev librdkit-dev libboost-dev libeigen3-dev libsqlite3-dev
-                libopenbabel-dev python3-networkx)
+                libopenbabel-dev python3-networkx python3-rdkit valgrind)
 
 is_installed() {
     [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2> /dev/null)" = installed ]
