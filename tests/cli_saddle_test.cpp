@@ -298,7 +298,7 @@ TEST_F(SaddleCommandTest, LearnsWhatItFound) {
 }
 
 TEST_F(SaddleCommandTest, IsStoredWithItsOwnEnds) {
-    run("saddle top.sdf -o found.sdf");
+    run("saddle turn.sdf -o found.sdf");
     EXPECT_EQ(run("db add own.db found.sdf --source mine").status, 0);
     const auto known = json::parse(run("db show own.db hcn --json").out).at("known");
     EXPECT_EQ(known.at("level"), "gfn2");

@@ -57,7 +57,7 @@ TEST_F(Facts, TellKindPlaceAtomsAndRemedy) {
          Remedy::electrons,
          "unpaired; correct --charge or --uhf"},
         {[&] { RecordFile(file("none.sdf")); },
-         ErrorKind::system,
+         ErrorKind::input,
          file("none.sdf"),
          {},
          {},
