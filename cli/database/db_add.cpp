@@ -222,6 +222,11 @@ int addWithOwnEnds(AddOptions options) {
     const SaddleQuestionFiles questions{
         options.files.reactants, {}, {}, options.bareSides.charge, {}};
     const auto found = ownEndsOf(questions, options.saddle);
+    if (found.records.saddles.empty())
+        throw Error(
+            "none of its geometries is a saddle point of a reaction, so nothing was stored; "
+            "\"saddlefit saddle\" searches for some from them")
+            .at({options.files.reactants});
     const WrittenRecords written(found.records);
     options.files = written.files();
     options.pairing.by = PairBy::order;
