@@ -221,7 +221,8 @@ struct Tally {
     long calls = 0, failed = 0, recovered = 0, faults = 0;
 };
 
-Tally failEach(const Command &command, const Folder &before, const std::vector<Fault> &faults) {
+Tally failEach(const Command &command, const Folder &before, const std::vector<Fault> &faults,
+               long stride) {
     const auto wanted = outcomeOf(command, before);
     Tally tally{wanted.calls, 0, 0, 0};
     if (wanted.status != 0) {
@@ -229,7 +230,7 @@ Tally failEach(const Command &command, const Folder &before, const std::vector<F
                     wanted.messages.c_str());
         ++tally.faults;
     }
-    for (long call = 0; call < wanted.calls; ++call) {
+    for (long call = 0; call < wanted.calls; call += stride) {
         for (const Fault fault : faults) {
             const auto found = outcomeOf(command, before, call, fault);
             if (!plan->hasFailed) continue; // nothing else can be done by half
@@ -282,11 +283,12 @@ int main(int argc, char **) {
     };
     std::puts("| operation | calls | failures | done all the same | faults |\n"
               "| --- | --- | --- | --- | --- |");
+    const long stride = argc > 1 ? 4 : 1; // sanitizers take long to fork
     const auto faults = argc > 1 ? std::vector{Fault::error}
                                  : std::vector{Fault::error, Fault::noRoom, Fault::half};
     long wrongOnes = 0;
     for (const auto &command : commands) {
-        const auto [calls, failures, recovered, wrong] = failEach(command, before, faults);
+        const auto [calls, failures, recovered, wrong] = failEach(command, before, faults, stride);
         wrongOnes += wrong;
         std::printf("| %s | %ld | %ld | %ld | %ld |\n", command.name.c_str(), calls, failures,
                     recovered, wrong);
