@@ -51,8 +51,7 @@ ReactionSmiles reactionSmilesIn(std::string_view line) {
     reaction.products = word.substr(second + 1);
     reaction.hasAgents = second > first + 1;
     reaction.title = withoutExtension(trimmed(text.substr(word.size())));
-    if (!reaction.reactants.empty() && !reaction.products.empty()) return reaction;
-    throw Error("one side of the reaction SMILES is empty; write reactants>>products");
+    return reaction;
 }
 
 std::vector<TitledSmiles> smilesLines(const std::string &path) {

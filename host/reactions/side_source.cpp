@@ -98,6 +98,10 @@ public:
 
     Sides read(std::size_t index, bool withCoordinates) const override {
         const auto &[reactants, products, title, hasAgents] = reactions_[index];
+        if (reactants.empty() || products.empty()) {
+            throw Error("one side of the reaction SMILES is empty; write reactants>>products")
+                .at(origin(index));
+        }
         Sides sides;
         sides.reactant = moleculesInSmiles(reactants, origin(index));
         sides.product = moleculesInSmiles(products, origin(index));
