@@ -168,15 +168,19 @@ Found streamMatching(const std::string &path, const Code &code) {
     return found;
 }
 
-/// Copies each record; the number of atoms stands behind the block's head, name and code counts.
+/// Copies each record. The number of atoms stands behind the block's head, the name and the code,
+/// each with its length.
 Found selectMatching(Sqlite &database, const Code &code) {
     Found found;
     database.withCode->run({bytesOf(code)}, [&](auto *row) {
-        constexpr std::size_t atomsAt = 5 + 2 + 2;
-        const std::string_view name = column(row, 0);
         const std::string record(column(row, 1));
-        const std::size_t at = atomsAt + name.size() + 2 * code.size();
-        found.add(name, static_cast<unsigned char>(record.at(at)));
+        const auto numberAt = [&](std::size_t at) {
+            return static_cast<unsigned char>(record[at]) |
+                   static_cast<unsigned char>(record[at + 1]) << 8;
+        };
+        const std::size_t name = 5, codes = name + 2 + static_cast<std::size_t>(numberAt(name)),
+                          atoms = codes + 2 + 2 * static_cast<std::size_t>(numberAt(codes));
+        found.add(column(row, 0), numberAt(atoms));
     });
     return found;
 }

@@ -17,7 +17,7 @@ from collections import defaultdict
 
 QUERIES = 842
 ADDED = (1000, 10000, 100000)
-VALIDATED = (1000, 10000)
+VALIDATED = (100, 1000)
 DISPLACEMENT = 0.02  # angstrom
 MEGABYTE = 1024  # of the kilobytes in which the system counts
 

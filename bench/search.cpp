@@ -85,14 +85,16 @@ std::string search(const Database &database, Searcher *searcher, const Reaction 
     return result->matchCount > 0 ? result->matches[0].structure->name : "";
 }
 
+/// The same, which the molecule is given.
 std::string searchFile(const Database &database, const Reaction &query) {
     const Mol mol = molecule(query);
     Molecule *match = nullptr;
     int *map = nullptr;
-    mapDB(database.file.path().c_str(), mol.get(), &match, &map);
-    const Mol owned(match, &freeMol);
+    const bool found = mapDB(database.file.path().c_str(), mol.get(), &match, &map) == 1;
+    freeMol(match);
     std::free(map);
-    return match ? match->name : "";
+    const std::string name = found ? mol->name : "";
+    return name.substr(0, name.find(" (Exact)"));
 }
 
 void addSearches(const std::string &name, const Shared &database,
