@@ -98,7 +98,8 @@ void countInstructions(const std::string &name, std::size_t items, Work work) {
     CALLGRIND_START_INSTRUMENTATION;
     work();
     CALLGRIND_STOP_INSTRUMENTATION;
-    CALLGRIND_DUMP_STATS_AT((name + '=' + std::to_string(items)).c_str());
+    const std::string label = name + '=' + std::to_string(items);
+    CALLGRIND_DUMP_STATS_AT(label.c_str());
 }
 
 using Counters = std::map<std::string, double>;
