@@ -24,7 +24,7 @@ stop_cluster() {
     wait_for 20 has_ended slurmd || true
     wait_for 20 has_ended slurmctld || true
     kill "$(cat "$cluster/munged.pid")" 2> /dev/null || true
-    rm -rf "$cluster"
+    wait_for 20 rm -rf "$cluster" 2> /dev/null # munged writes a file as it ends
 }
 
 # A key and a socket of its own: a munged of the machine is left alone.
