@@ -166,6 +166,16 @@ TEST_F(Upkeep, SalvageNeedsARecordAndANewFile) {
     EXPECT_EQ(contents("new.db"), "");
 }
 
+TEST_F(Upkeep, AFileBeyondAllBlocksIsNotReadThrough) {
+    write("long.db", "");
+    std::filesystem::resize_file(file("long.db"), std::uintmax_t{3} << 30); // a hole
+    for (const char *command : {"check long.db", "compact long.db", "salvage long.db out.db"}) {
+        const auto answer = run(std::string("db ") + command);
+        EXPECT_EQ(answer.status, 1);
+        EXPECT_TRUE(contains(answer.err, "long.db: a database has at most 2 GiB")) << answer.err;
+    }
+}
+
 TEST_F(Upkeep, APipeIsNoDatabaseToWaitFor) {
     ASSERT_EQ(mkfifo(file("pipe").c_str(), 0600), 0);
     for (const std::string command : {"db list ", "db check ", "db compact "}) {

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -52,6 +53,19 @@ StoredRecord soundRecord(std::variant<StoredRecord, Damage> reading, const std::
         .at({path});
 }
 
+/// Blocks end before that: what is longer takes minutes and its length in memory, for nothing.
+constexpr std::uintmax_t longestDatabase = std::uintmax_t{1} << 31;
+
+void requireLength(const std::string &path) {
+    std::error_code error;
+    const auto length = std::filesystem::file_size(path, error);
+    if (error || length <= longestDatabase) return;
+    throw Error(ErrorKind::limit, "a database has at most 2 GiB, and this file " +
+                                      std::to_string(length) +
+                                      " bytes; cut a copy of it there (\"truncate -s 2G\")")
+        .at({path});
+}
+
 OpenFile openRegularFile(const std::string &path) {
     std::error_code error;
     if (std::filesystem::is_directory(path, error)) {
@@ -61,6 +75,7 @@ OpenFile openRegularFile(const std::string &path) {
     if (std::filesystem::exists(path, error) && !std::filesystem::is_regular_file(path, error)) {
         failAsNoDatabase(path);
     }
+    requireLength(path);
     OpenFile file(std::fopen(path.c_str(), "rb"));
     if (!file) {
         throw Error(kindOfOpenFailure(errno), std::string("the database cannot be opened (") +
