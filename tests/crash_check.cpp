@@ -1,5 +1,6 @@
-/// Simulates crashes of the machine: what the operations on a database write and sync is recorded,
-/// and every state that a disk could be left in is looked at with the host's own means.
+/// Simulates crashes of the machine, and kills: what the operations on a database write and sync is
+/// recorded, and every state that a disk, or a process that is killed between two calls, could
+/// leave is looked at with the host's own means.
 ///
 /// The records that were stored before have to be there, whole. Nothing that a search finds may be
 /// half of one record or of two; the library's own insertDB(), which does not wait for the disk,
@@ -238,6 +239,19 @@ Tally crashesIn(const Trace &trace, bool isDurable) {
     return tally;
 }
 
+/// Only writing changes a file, so a kill leaves what was written up to then.
+Tally killsIn(const Trace &trace) {
+    Disk disk(trace.before, 4096);
+    Tally tally;
+    for (std::size_t done = 0; done <= trace.changes.size(); ++done) {
+        if (done > 0) disk.take(trace.changes[done - 1]);
+        ++tally.moments;
+        putInto(folder, disk.asWritten());
+        check(promiseAt(trace, done == trace.changes.size()), tally);
+    }
+    return tally;
+}
+
 std::size_t option(int argc, char **argv, const char *name, std::size_t otherwise) {
     for (int i = 1; i + 1 < argc; i += 2)
         if (std::strcmp(argv[i], name) == 0) return std::strtoul(argv[i + 1], nullptr, 10);
@@ -258,12 +272,13 @@ int main(int argc, char **argv) {
 
     std::puts("| operation | moments | states | records | lost | unreported | half found |\n"
               "| --- | --- | --- | --- | --- | --- | --- |");
-    Tally all, durable, withoutSyncs;
+    Tally all, durable, killed, withoutSyncs;
     for (const auto &operation : operations) {
         Tally tally;
         for (std::size_t round = 0; round < rounds; ++round) {
             auto trace = traceOf(operation);
             tally.add(crashesIn(trace, operation.isDurable));
+            killed.add(killsIn(trace));
             if (!operation.isDurable || round > 0) continue;
             std::erase_if(trace.changes,
                           [](const Change &one) { return one.kind == Change::Kind::sync; });
@@ -274,9 +289,11 @@ int main(int argc, char **argv) {
         if (operation.isDurable) durable.add(tally);
     }
     all.print("all");
+    killed.print("all, killed");
     withoutSyncs.print("as if no file was synced"); // so that faults are seen to be found
     fs::remove_all(folder);
     std::fflush(stdout);
-    const bool good = all.lost + durable.half == 0 && withoutSyncs.lost > 0;
+    const bool good =
+        all.lost + durable.half + killed.lost + killed.half == 0 && withoutSyncs.lost > 0;
     _exit(good ? 0 : 1); // the sanitizers' last look needs calls that are watched
 }

@@ -186,6 +186,14 @@ public:
         }
     }
 
+    /// Everything, as what reads meanwhile sees it, and what a killed process leaves.
+    Folder asWritten() const {
+        auto choice = numbersOfChoices();
+        for (auto &last : choice)
+            --last;
+        return state(choice);
+    }
+
 private:
     using Choice = std::vector<std::size_t>;
 
