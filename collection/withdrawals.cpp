@@ -42,7 +42,8 @@ std::map<std::string, std::string> faultsAsDatabase(const std::vector<ShippedRec
     std::map<std::string, std::string> faults;
     std::vector<std::string> stored; // hashes, by position
     Intake intake(path, false);
-    const ReactionReader reader(files, Start::file, Orders::drawn, {PairBy::order, {}});
+    // Orders as "db add" takes them where nothing else is said.
+    const ReactionReader reader(files, Start::file, Orders::harmonised, {PairBy::order, {}});
     for (std::size_t i = 0; i < records.size(); ++i) {
         const std::string hash = records[i].record.at("hash");
         const auto reaction = reader.read(i).front();
